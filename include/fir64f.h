@@ -16,7 +16,7 @@ extern "C" {
 
 /** A fixed filter of `order` taps over a ring line of `order` samples. */
 typedef struct fir64fState {
-    double* coef;      /**< the host's coefficients, at least `order`; coef[0] meets the newest sample */
+    double* coef; /**< the host's coefficients, at least `order`; coef[0] meets the newest sample */
     int32_t order;     /**< number of taps, 1 .. MAX_TAPS; 0 after a failure and after Free */
     double* delayLine; /**< ring line, `order` samples */
     int32_t head;      /**< position that the next sample overwrites; order - 1 at first */

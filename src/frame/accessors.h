@@ -43,18 +43,16 @@ inline int32_t writeArray(double* array, int32_t length, const double* buf, int3
 // A ring of lineLen samples of which the `length` newest are in reach; element 0 is the newest.
 inline int32_t readRing(const double* line, int32_t lineLen, int32_t head, int32_t length,
                         double* buf, int32_t start, int32_t count, int32_t reversed) {
-    return forEachElement(line, buf, length, start, count, reversed,
-                          [=](int32_t age, int32_t slot) {
-                              buf[slot] = line[ringPosition(head, age, lineLen)];
-                          });
+    return forEachElement(
+        line, buf, length, start, count, reversed,
+        [=](int32_t age, int32_t slot) { buf[slot] = line[ringPosition(head, age, lineLen)]; });
 }
 
 inline int32_t writeRing(double* line, int32_t lineLen, int32_t head, int32_t length,
                          const double* buf, int32_t start, int32_t count, int32_t reversed) {
-    return forEachElement(line, buf, length, start, count, reversed,
-                          [=](int32_t age, int32_t slot) {
-                              line[ringPosition(head, age, lineLen)] = buf[slot];
-                          });
+    return forEachElement(
+        line, buf, length, start, count, reversed,
+        [=](int32_t age, int32_t slot) { line[ringPosition(head, age, lineLen)] = buf[slot]; });
 }
 
 } // namespace merlo

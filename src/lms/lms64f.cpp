@@ -145,6 +145,5 @@ int32_t lms64fResize(lms64fState* state, int32_t order) {
     if (const int32_t status = lms64fInit(&next, order, state->mu); status != STS_OK) {
         return status;
     }
-    return replace(state, next, lms64fFree,
-                   [&] { return carryTapsAndRing(*state, next, order); });
+    return replace(state, next, lms64fFree, [&] { return carryTapsAndRing(*state, next, order); });
 }

@@ -1,0 +1,37 @@
+// Linked with --wrap, so that the calls of every object in the program come by here.
+#include "heap.h"
+
+#include <cstddef>
+
+namespace {
+int liveBlocks = 0;
+int callsSeen = 0;
+int countdown = 0;
+} // namespace
+
+extern "C" {
+void* __real_calloc(size_t count, size_t size);
+void __real_free(void* block);
+
+void* __wrap_calloc(size_t count, size_t size) {
+    ++callsSeen;
+    if (countdown > 0 && --countdown == 0) {
+        return nullptr;
+    }
+    void* const block = __real_calloc(count, size);
+    liveBlocks += block != nullptr;
+    return block;
+}
+
+void __wrap_free(void* block) {
+    ++callsSeen;
+    liveBlocks -= block != nullptr;
+    __real_free(block);
+}
+}
+
+namespace heap {
+int live() { return liveBlocks; }
+int calls() { return callsSeen; }
+void failAt(int nth) { countdown = nth; }
+} // namespace heap

@@ -1,0 +1,128 @@
+// The exported kernels and the inline ones below the families.
+#include "kernels.h"
+#include "signal.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <vector>
+
+using namespace merlo;
+
+namespace {
+
+TEST(Kernels, NextPow2CountsTheExponent) {
+    const struct {
+        int64_t value;
+        int32_t exponent;
+    } cases[] = {{INT64_MIN, STS_BAD_SIZE},
+                 {-1, STS_BAD_SIZE},
+                 {0, 0},
+                 {1, 0},
+                 {2, 1},
+                 {3, 2},
+                 {4, 2},
+                 {5, 3},
+                 {1024, 10},
+                 {1025, 11},
+                 {int64_t{1} << 30, 30},
+                 {(int64_t{1} << 30) + 1, 31},
+                 {int64_t{1} << 62, 62},
+                 {(int64_t{1} << 62) + 1, 63},
+                 {INT64_MAX, 63}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(nextPow2(c.value), c.exponent) << c.value;
+    }
+}
+
+TEST(Kernels, FillWholeBitPatternsAndNothingBeyond) {
+    for (double value : {1.5, -0.0, std::bit_cast<double>(0x7ff4000000000001)}) {
+        double buf[] = {9, 9, 9, 9};
+        EXPECT_EQ(set64f(value, buf, 0), STS_OK);
+        EXPECT_EQ(set64f(value, buf, -1), STS_OK);
+        EXPECT_EQ(buf[0], 9);
+        EXPECT_EQ(set64f(value, buf, 3), STS_OK);
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_EQ(bits(buf[i]), bits(value));
+        }
+        EXPECT_EQ(reset64f(buf, -1), STS_OK);
+        EXPECT_EQ(reset64f(buf, 2), STS_OK);
+        EXPECT_EQ(bits(buf[1]), 0u);
+        EXPECT_EQ(bits(buf[2]), bits(value));
+        EXPECT_EQ(buf[3], 9);
+    }
+}
+
+TEST(Kernels, WorkElementByElement) {
+    double a[] = {1, 2, 3, 50};
+    double b[] = {10, 20, 30, 60};
+    double out[] = {0, 0, 0, 70};
+    EXPECT_EQ(sub64f(a, b, out, 3), STS_OK);
+    EXPECT_EQ(std::vector(out, out + 4), (std::vector<double>{9, 18, 27, 70}));
+    EXPECT_EQ(addIp64f(a, b, 3), STS_OK);
+    EXPECT_EQ(std::vector(b, b + 4), (std::vector<double>{11, 22, 33, 60}));
+    EXPECT_EQ(scaleIp64f(2, a, 3), STS_OK);
+    EXPECT_EQ(std::vector(a, a + 4), (std::vector<double>{2, 4, 6, 50}));
+    EXPECT_EQ(smooth64f(10, a, 0.5, b, 3), STS_OK);
+    EXPECT_EQ(std::vector(b, b + 4), (std::vector<double>{25.5, 51, 76.5, 60}));
+    EXPECT_EQ(copy64f(a, b, 2), STS_OK);
+    EXPECT_EQ(std::vector(b, b + 4), (std::vector<double>{2, 4, 76.5, 60}));
+    EXPECT_EQ(insertSampleLinBuf64f(7, b, 3), STS_OK);
+    EXPECT_EQ(std::vector(b, b + 4), (std::vector<double>{7, 2, 4, 60}));
+    EXPECT_EQ(insertSampleLinBuf64f(8, b, 1), STS_OK);
+    EXPECT_EQ(std::vector(b, b + 4), (std::vector<double>{8, 2, 4, 60}));
+}
+
+TEST(Kernels, RefuseNullArraysWithNothingTouched) {
+    double a[] = {1};
+    EXPECT_EQ(reset64f(nullptr, 0), STS_NULL_PTR);
+    EXPECT_EQ(set64f(3, nullptr, 0), STS_NULL_PTR);
+    EXPECT_EQ(insertSampleLinBuf64f(3, nullptr, 1), STS_NULL_PTR);
+    EXPECT_EQ(scaleIp64f(3, nullptr, 1), STS_NULL_PTR);
+    EXPECT_EQ(addIp64f(nullptr, a, 1), STS_NULL_PTR);
+    EXPECT_EQ(addIp64f(a, nullptr, 1), STS_NULL_PTR);
+    EXPECT_EQ(copy64f(nullptr, a, 1), STS_NULL_PTR);
+    EXPECT_EQ(copy64f(a, nullptr, 1), STS_NULL_PTR);
+    EXPECT_EQ(smooth64f(3, nullptr, 3, a, 1), STS_NULL_PTR);
+    EXPECT_EQ(smooth64f(3, a, 3, nullptr, 1), STS_NULL_PTR);
+    EXPECT_EQ(sub64f(nullptr, a, a, 1), STS_NULL_PTR);
+    EXPECT_EQ(sub64f(a, nullptr, a, 1), STS_NULL_PTR);
+    EXPECT_EQ(sub64f(a, a, nullptr, 1), STS_NULL_PTR);
+    EXPECT_EQ(a[0], 1);
+}
+
+// Both ring kernels against the definition, for every head and every number of taps of short lines.
+TEST(Kernels, RingDotProductsFollowTheirDefinition) {
+    Signal signal(3);
+    for (int32_t lineLen : {1, 2, 5, 11}) {
+        for (int32_t n = 0; n <= lineLen; ++n) {
+            for (int32_t head = 0; head < lineLen; ++head) {
+                std::vector<double> line(static_cast<size_t>(lineLen));
+                std::vector<double> coef(static_cast<size_t>(n) + 1);
+                signal.fill(line.data(), lineLen);
+                signal.fill(coef.data(), n);
+                const double x = signal.next();
+                std::vector<double> after = line;
+                after[static_cast<size_t>(head)] = x;
+                double forward = 0.0;
+                double backward = 0.0;
+                for (int32_t k = 0; k < n; ++k) {
+                    const double sample = after[static_cast<size_t>((head + k) % lineLen)];
+                    forward += sample * coef[static_cast<size_t>(k)];
+                    backward += sample * coef[static_cast<size_t>(n - 1 - k)];
+                }
+                for (bool reverse : {false, true}) {
+                    std::vector<double> copy = line;
+                    int32_t position = head;
+                    const double sum = (reverse ? insertDotCircRev64f : insertDotCirc64f)(
+                        x, copy.data(), coef.data(), lineLen, n, &position);
+                    EXPECT_EQ(sum, reverse ? backward : forward);
+                    EXPECT_EQ(position, (head + lineLen - 1) % lineLen);
+                    EXPECT_EQ(copy, after);
+                }
+            }
+        }
+    }
+}
+
+} // namespace

@@ -1,0 +1,70 @@
+// Samples by exact arithmetic, the same on every machine, and the record of what came back.
+#pragma once
+
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <random>
+#include <vector>
+
+inline uint64_t bits(double value) { return std::bit_cast<uint64_t>(value); }
+
+class Signal {
+  public:
+    explicit Signal(uint64_t seed) : bits_(seed) {}
+
+    // White, uniform in [-1, 1) times 2^exponent; subnormal for exponents below -1022.
+    double next() {
+        return silent_ ? 0.0
+                       : std::ldexp(static_cast<double>(bits_() >> 11), exponent_ - 52) -
+                             std::ldexp(1.0, exponent_);
+    }
+    void fill(double* to, int32_t n) {
+        for (int32_t i = 0; i < n; ++i) {
+            to[i] = next();
+        }
+    }
+    uint64_t choose(uint64_t choices) { return bits_() % choices; }
+    void setScale(int exponent) { exponent_ = exponent; }
+    void setSilent(bool silent) { silent_ = silent; }
+
+  private:
+    std::mt19937_64 bits_;
+    int exponent_ = 0;
+    bool silent_ = false;
+};
+
+// Every value that a run produced, to the bit.
+class Trace {
+  public:
+    void add(double value) { bits_.push_back(bits(value)); }
+    void add(const double* values, int32_t n) {
+        for (int32_t i = 0; i < n; ++i) {
+            add(values[i]);
+        }
+    }
+    bool operator==(const Trace&) const = default;
+
+    bool isFinite() const {
+        for (uint64_t value : bits_) {
+            if (!std::isfinite(std::bit_cast<double>(value))) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    // FNV-1a over the values, low byte first.
+    uint64_t digest() const {
+        uint64_t hash = 0xcbf29ce484222325;
+        for (uint64_t value : bits_) {
+            for (int shift = 0; shift < 64; shift += 8) {
+                hash = (hash ^ ((value >> shift) & 0xff)) * 0x100000001b3;
+            }
+        }
+        return hash;
+    }
+
+  private:
+    std::vector<uint64_t> bits_;
+};
