@@ -8,6 +8,7 @@
 #include "kernels.h"
 #include "lifecycle.h"
 #include "ring_line.h"
+#include "transversal.h"
 
 #include <algorithm>
 
@@ -48,10 +49,7 @@ void fir64fFree(fir64fState* state) {
     state->order = 0;
 }
 
-double fir64fFilter(fir64fState* state, double x) {
-    return insertDotCirc64f(x, state->delayLine, state->coef, state->order, state->order,
-                            &state->head);
-}
+double fir64fFilter(fir64fState* state, double x) { return filterStep(state, x); }
 
 double fir64fLCFilter(const fir64fState* state) {
     return dot64f(state->delayLine, state->coef, state->order);
@@ -83,14 +81,12 @@ int32_t fir64fSetCoef(fir64fState* state, const double* buf, int32_t start, int3
 
 int32_t fir64fGetDelayLine(const fir64fState* state, double* buf, int32_t start, int32_t count,
                            int32_t reversed) {
-    return readRing(state->delayLine, state->order, state->head, state->order, buf, start, count,
-                    reversed);
+    return readLine(state, buf, start, count, reversed);
 }
 
 int32_t fir64fSetDelayLine(fir64fState* state, const double* buf, int32_t start, int32_t count,
                            int32_t reversed) {
-    return writeRing(state->delayLine, state->order, state->head, state->order, buf, start, count,
-                     reversed);
+    return writeLine(state, buf, start, count, reversed);
 }
 
 int32_t fir64fResize(fir64fState* state, int32_t order) {

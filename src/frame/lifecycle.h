@@ -2,11 +2,8 @@
 // takes the place of the live one.
 #pragma once
 
-#include "accessors.h"
 #include "merlo64f.h"
-#include "ring_line.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <initializer_list>
 
@@ -54,18 +51,6 @@ inline int32_t replace(State* state, State& next, void (*freeRecord)(State*), Ca
     }
     freeRecord(state);
     *state = next;
-    return STS_OK;
-}
-
-// What a transversal filter on one ring line keeps: the coefficients and the newest samples that
-// fit. Negative if the live record has no coefficients to give.
-template <class State>
-inline int32_t carryTapsAndRing(const State& from, State& to, int32_t requestedOrder) {
-    const int32_t kept = std::min(requestedOrder, from.order);
-    if (const int32_t moved = writeArray(to.coef, to.order, from.coef, 0, kept, 0); moved < 0) {
-        return moved;
-    }
-    carryNewest(from.delayLine, from.order, from.head, to.delayLine, to.order, to.head);
     return STS_OK;
 }
 

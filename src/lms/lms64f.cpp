@@ -7,9 +7,8 @@
 #include "accessors.h"
 #include "kernels.h"
 #include "lifecycle.h"
+#include "transversal.h"
 #include "update_rules.h"
-
-#include <algorithm>
 
 using namespace merlo;
 
@@ -17,25 +16,18 @@ namespace {
 
 template <class Provide>
 int32_t setUp(lms64fState* state, int32_t order, double mu, Provide provide) {
-    order = std::min<int32_t>(order, MAX_TAPS);
-    if (order < 1) {
-        return fail(state, STS_BAD_SIZE);
+    if (const int32_t status = provideTapsAndRing(state, order, provide); status != STS_OK) {
+        return status;
     }
-    if (const int32_t status = provide({{&state->coef, order}, {&state->delayLine, order}});
-        status != STS_OK) {
-        return fail(state, status);
-    }
-    state->order = order;
     state->mu = mu;
-    state->head = order - 1;
+    state->head = state->order - 1;
     return STS_OK;
 }
 
 template <class Rule>
 double ringStep(lms64fState* state, double x, double d) {
     const int32_t newest = state->head;
-    const double y = insertDotCirc64f(x, state->delayLine, state->coef, state->order, state->order,
-                                      &state->head);
+    const double y = filterStep(state, x);
     const double e = d - y;
     state->err = e;
     adaptRing<Rule>(state->coef, state->delayLine, state->order, state->order, newest,
@@ -63,10 +55,7 @@ int32_t lms64fInitStatic(lms64fState* state, int32_t order, double mu, double* c
     return setUp(state, order, mu, FromHost(coefBuf, delayBuf));
 }
 
-void lms64fFree(lms64fState* state) {
-    release(state->coef);
-    release(state->delayLine);
-}
+void lms64fFree(lms64fState* state) { releaseTapsAndRing(state); }
 
 double lms64fFilterUpdate(lms64fState* state, double x, double d) {
     return ringStep<PlainRule>(state, x, d);
@@ -100,10 +89,7 @@ double lms64fLCFilterUpdateSignSign(lms64fState* state, double d) {
     return linearStep<SignSignRule>(state, d);
 }
 
-double lms64fFilterOnly(lms64fState* state, double x) {
-    return insertDotCirc64f(x, state->delayLine, state->coef, state->order, state->order,
-                            &state->head);
-}
+double lms64fFilterOnly(lms64fState* state, double x) { return filterStep(state, x); }
 
 double lms64fLCFilterOnly(const lms64fState* state) {
     return dot64f(state->delayLine, state->coef, state->order);
@@ -127,14 +113,12 @@ int32_t lms64fSetCoef(lms64fState* state, const double* buf, int32_t start, int3
 
 int32_t lms64fGetDelayLine(const lms64fState* state, double* buf, int32_t start, int32_t count,
                            int32_t reversed) {
-    return readRing(state->delayLine, state->order, state->head, state->order, buf, start, count,
-                    reversed);
+    return readLine(state, buf, start, count, reversed);
 }
 
 int32_t lms64fSetDelayLine(lms64fState* state, const double* buf, int32_t start, int32_t count,
                            int32_t reversed) {
-    return writeRing(state->delayLine, state->order, state->head, state->order, buf, start, count,
-                     reversed);
+    return writeLine(state, buf, start, count, reversed);
 }
 
 int32_t lms64fResize(lms64fState* state, int32_t order) {
@@ -145,5 +129,5 @@ int32_t lms64fResize(lms64fState* state, int32_t order) {
     if (const int32_t status = lms64fInit(&next, order, state->mu); status != STS_OK) {
         return status;
     }
-    return replace(state, next, lms64fFree, [&] { return carryTapsAndRing(*state, next, order); });
+    return replaceTapsAndRing(state, next, order, lms64fFree);
 }
