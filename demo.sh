@@ -1,0 +1,93 @@
+#!/usr/bin/env bash
+# Builds the examples, runs them on real signals and judges what they did.
+# Everything that comes out lies in demo-output/. Exit code 0: every example did its job.
+set -euo pipefail
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+build=$root/build/demo
+bin=$build/examples
+out=$root/demo-output
+recordings=/usr/share/sounds/alsa
+least_improvement=15 # dB, over the whole file
+examples=(noise_canceller) # each a function below
+
+. "$root/cmake/packages.sh"
+
+say() { printf '%s\n' "$*"; }
+die() {
+    printf 'demo.sh: %s\n' "$*" >&2
+    exit 1
+}
+
+# quietly LOG COMMAND...: the output goes to the log and is shown only after a failure.
+quietly() {
+    local log=$1
+    shift
+    "$@" >>"$log" 2>&1 </dev/null || {
+        tail -n 30 "$log" >&2
+        die "failed: $* (whole log: $log)"
+    }
+}
+
+# ---- what the machine needs --------------------------------------------------------------------
+
+has_recordings() { compgen -G "$recordings/*_*.wav" >/dev/null; }
+
+# Asks for a package only where the tool is missing, whoever brought the tool.
+prepare_machine() {
+    local wanted=()
+    type -P c++ cc make >/dev/null || wanted+=(build-essential)
+    type -P cmake >/dev/null || wanted+=(cmake)
+    type -P pkg-config >/dev/null || wanted+=(pkg-config)
+    pkg-config --exists sndfile 2>/dev/null || wanted+=(libsndfile1-dev)
+    type -P gnuplot >/dev/null || wanted+=(gnuplot-nox)
+    need_packages "${wanted[@]}" || die "the demo needs these packages; please install them"
+    if ! has_recordings && ! { need_packages alsa-utils && has_recordings; }; then
+        say "no recorded voice (package alsa-utils): the demo makes a voice of its own"
+    fi
+}
+
+build_examples() {
+    local log=$build/build.log
+    say "building in $build ..."
+    : >"$log"
+    quietly "$log" cmake -S "$root" -B "$build" \
+        -DCMAKE_BUILD_TYPE=Release -DMERLO64F_BUILD_EXAMPLES=ON
+    quietly "$log" cmake --build "$build" --parallel 2
+}
+
+# ---- the examples ------------------------------------------------------------------------------
+
+# at_least VALUE LIMIT: both decimal numbers; anything else fails.
+at_least() { awk -v v="$1" -v l="$2" 'BEGIN { exit !(v ~ /^-?[0-9]/ && v + 0 >= l + 0) }'; }
+
+draw() { quietly "$build/gnuplot.log" gnuplot -e "dir='$out'" "$root/examples/demo/$1.gp"; }
+
+noise_canceller() {
+    say
+    say "Noise canceller: voice in fan noise, a second microphone at the fan"
+    local voices=()
+    if has_recordings; then
+        voices=("$recordings"/*_*.wav)
+    fi
+    "$bin/noise_scene" make "$out" ${voices[@]+"${voices[@]}"}
+    "$bin/noise_canceller" "$out/primary.wav" "$out/reference.wav" "$out/cleaned.wav" \
+        --taps 32 --save-taps "$out/taps.txt"
+    "$bin/noise_scene" score "$out"
+    draw noise_canceller
+    say "picture: demo-output/noise_canceller.png"
+
+    local improvement
+    improvement=$(<"$out/improvement.txt")
+    at_least "$improvement" "$least_improvement" ||
+        die "noise canceller: $(printf %.1f "$improvement") dB of improvement, $least_improvement dB expected"
+}
+
+mkdir -p "$build" "$out"
+prepare_machine
+build_examples
+for example in "${examples[@]}"; do
+    "$example"
+done
+say
+say "all files: $out/"
