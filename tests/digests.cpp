@@ -53,7 +53,7 @@ Trace longRun() {
     };
     for (int i = 0; i < stretches; ++i) {
         signal.setSilent(i % 10 == 3);
-        signal.setScale(i % 10 == 6 ? -1060 : i % 10 == 9 ? 100 : 0);
+        signal.setScale(i % 10 == 6 ? -1060 : i % 10 == 9 ? 16 : 0);
         if (i % 10 == 9) {
             clear();
             visit<F>(&state, signal, trace, 3);

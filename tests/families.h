@@ -2,8 +2,11 @@
 // its name in `Families`.
 #pragma once
 
+#include "blms64f.h"
+#include "bnlms64f.h"
 #include "fir64f.h"
 #include "lms64f.h"
+#include "nlms64f.h"
 #include "signal.h"
 
 #include <gtest/gtest.h>
@@ -36,9 +39,55 @@ int32_t orderOf(const State& state) {
     return state.order;
 }
 
-struct Fir {
+// Operations of the common shapes: update is the exported function.
+template <auto update, class State>
+void ring(State* s, Signal& in, Trace& out) {
+    const double x = in.next();
+    out.add(update(s, x, in.next()));
+    out.add(s->err);
+}
+template <auto update, class State>
+void linear(State* s, Signal& in, Trace& out) {
+    insertSampleLinBuf64f(in.next(), s->delayLine, s->order);
+    out.add(update(s, in.next()));
+    out.add(s->err);
+}
+template <auto filter, class State>
+void sample(State* s, Signal& in, Trace& out) {
+    out.add(filter(s, in.next()));
+}
+template <auto filter, class State>
+void still(State* s, Signal&, Trace& out) {
+    out.add(filter(s));
+}
+template <auto update, class State>
+void block(State* s, Signal& in, Trace& out) {
+    std::vector<double> x(static_cast<size_t>(s->blockLen)), d(x), y(x), e(x);
+    in.fill(x.data(), s->blockLen);
+    in.fill(d.data(), s->blockLen);
+    out.add(update(s, x.data(), d.data(), y.data(), e.data()));
+    out.add(y.data(), s->blockLen);
+    out.add(e.data(), s->blockLen);
+}
+template <auto filter, class State>
+void blockOnly(State* s, Signal& in, Trace& out) {
+    std::vector<double> x(static_cast<size_t>(s->blockLen)), y(x);
+    in.fill(x.data(), s->blockLen);
+    out.add(filter(s, x.data(), y.data()));
+    out.add(y.data(), s->blockLen);
+}
+
+// What most families have in common; a family overrides what it does otherwise.
+struct Defaults {
+    struct Lent {}; // what the host lends to one record
+    // Scalars that a Resize keeps and no accessor shows.
+    template <class State>
+    static void carryScalars(const State&, State&) {}
+};
+
+struct Fir : Defaults {
     using State = fir64fState;
-    struct Lent { // what the host lends to one record
+    struct Lent {
         double coef[MAX_TAPS] = {0.5, -0.25, 1.0, 0.125, -0.75, 0.0625, 0.375, -1.0};
     };
     static constexpr const char* name = "fir64f";
@@ -65,9 +114,7 @@ struct Fir {
         return {{"ResetDelayLine", fir64fResetDelayLine, {&State::delayLine}}};
     }
     static std::vector<Operation<State>> operations() {
-        return {[](State* s, Signal& in, Trace& out) { out.add(fir64fFilter(s, in.next())); },
-                [](State* s, Signal&, Trace& out) { out.add(fir64fLCFilter(s)); },
-                [](State* s, Signal& in, Trace& out) {
+        return {sample<fir64fFilter>, still<fir64fLCFilter>, [](State* s, Signal& in, Trace& out) {
                     double block[41];
                     in.fill(block, 41);
                     out.add(fir64fBlockFilter(s, block, block, 41));
@@ -76,9 +123,8 @@ struct Fir {
     }
 };
 
-struct Lms {
+struct Lms : Defaults {
     using State = lms64fState;
-    struct Lent {};
     static constexpr const char* name = "lms64f";
     static constexpr int32_t limit = MAX_TAPS;
     static constexpr double mu = 0.05;
@@ -101,18 +147,6 @@ struct Lms {
         return {{"Reset", lms64fReset, {&State::coef}},
                 {"ResetDelayLine", lms64fResetDelayLine, {&State::delayLine}}};
     }
-    template <double (*update)(State*, double, double)>
-    static void ring(State* s, Signal& in, Trace& out) {
-        const double x = in.next();
-        out.add(update(s, x, in.next()));
-        out.add(s->err);
-    }
-    template <double (*update)(State*, double)>
-    static void linear(State* s, Signal& in, Trace& out) {
-        insertSampleLinBuf64f(in.next(), s->delayLine, s->order);
-        out.add(update(s, in.next()));
-        out.add(s->err);
-    }
     static std::vector<Operation<State>> operations() {
         return {ring<lms64fFilterUpdate>,
                 ring<lms64fFilterUpdateSignErr>,
@@ -122,9 +156,107 @@ struct Lms {
                 linear<lms64fLCFilterUpdateSignErr>,
                 linear<lms64fLCFilterUpdateSignReg>,
                 linear<lms64fLCFilterUpdateSignSign>,
-                [](State* s, Signal& in, Trace& out) { out.add(lms64fFilterOnly(s, in.next())); },
-                [](State* s, Signal&, Trace& out) { out.add(lms64fLCFilterOnly(s)); }};
+                sample<lms64fFilterOnly>,
+                still<lms64fLCFilterOnly>};
     }
 };
 
-using Families = testing::Types<Fir, Lms>;
+struct Nlms : Defaults {
+    using State = nlms64fState;
+    static constexpr const char* name = "nlms64f";
+    static constexpr int32_t limit = MAX_TAPS;
+    static constexpr double mu = 0.02;
+
+    static int32_t init(State* s, int32_t order, Lent&) { return nlms64fInit(s, order, mu); }
+    static int32_t initStatic(State* s, int32_t order, Lent&, double* const* buffers) {
+        return nlms64fInitStatic(s, order, mu, buffers[0], buffers[1]);
+    }
+    static std::vector<int32_t> lengths(int32_t order) { return {order, order}; }
+    static std::vector<double*> blocks(const State& s) { return {s.coef, s.delayLine}; }
+    static void free(State* s) { nlms64fFree(s); }
+    static int32_t resize(State* s, int32_t order) { return nlms64fResize(s, order); }
+    static void carryScalars(const State& from, State& to) { to.power = from.power; }
+
+    static std::vector<Accessor<State>> accessors() {
+        return {{"Coef", nlms64fGetCoef, nlms64fSetCoef, &State::coef, orderOf<State>},
+                {"DelayLine", nlms64fGetDelayLine, nlms64fSetDelayLine, &State::delayLine,
+                 orderOf<State>}};
+    }
+    static std::vector<ResetOf<State>> resets() {
+        return {{"Reset", nlms64fReset, {&State::coef}},
+                {"ResetDelayLine", nlms64fResetDelayLine, {&State::delayLine}}};
+    }
+    static std::vector<Operation<State>> operations() {
+        return {ring<nlms64fFilterUpdate>, linear<nlms64fLCFilterUpdate>, sample<nlms64fFilterOnly>,
+                still<nlms64fLCFilterOnly>};
+    }
+};
+
+struct Blms : Defaults {
+    using State = blms64fState;
+    static constexpr const char* name = "blms64f";
+    static constexpr int32_t limit = MAX_TAPS;
+    static constexpr double mu = 0.05;
+    static constexpr int32_t blockLen = 9;
+
+    static int32_t init(State* s, int32_t order, Lent&) {
+        return blms64fInit(s, order, blockLen, mu);
+    }
+    static int32_t initStatic(State* s, int32_t order, Lent&, double* const* buffers) {
+        return blms64fInitStatic(s, order, blockLen, mu, buffers[0], buffers[1]);
+    }
+    static std::vector<int32_t> lengths(int32_t order) { return {order, order}; }
+    static std::vector<double*> blocks(const State& s) { return {s.coef, s.delayLine}; }
+    static void free(State* s) { blms64fFree(s); }
+    static int32_t resize(State* s, int32_t order) { return blms64fResize(s, order, blockLen); }
+
+    static std::vector<Accessor<State>> accessors() {
+        return {{"Coef", blms64fGetCoef, blms64fSetCoef, &State::coef, orderOf<State>},
+                {"DelayLine", blms64fGetDelayLine, blms64fSetDelayLine, &State::delayLine,
+                 orderOf<State>}};
+    }
+    static std::vector<ResetOf<State>> resets() {
+        return {{"Reset", blms64fReset, {&State::coef}},
+                {"ResetDelayLine", blms64fResetDelayLine, {&State::delayLine}}};
+    }
+    static std::vector<Operation<State>> operations() {
+        return {block<blms64fFilterUpdate>, block<blms64fFilterUpdateSignErr>,
+                block<blms64fFilterUpdateSignReg>, block<blms64fFilterUpdateSignSign>,
+                blockOnly<blms64fFilterOnly>};
+    }
+};
+
+struct Bnlms : Defaults {
+    using State = bnlms64fState;
+    static constexpr const char* name = "bnlms64f";
+    static constexpr int32_t limit = MAX_TAPS;
+    static constexpr double mu = 0.02;
+    static constexpr int32_t blockLen = 9;
+
+    static int32_t init(State* s, int32_t order, Lent&) {
+        return bnlms64fInit(s, order, blockLen, mu);
+    }
+    static int32_t initStatic(State* s, int32_t order, Lent&, double* const* buffers) {
+        return bnlms64fInitStatic(s, order, blockLen, mu, buffers[0], buffers[1]);
+    }
+    static std::vector<int32_t> lengths(int32_t order) { return {order, order}; }
+    static std::vector<double*> blocks(const State& s) { return {s.coef, s.delayLine}; }
+    static void free(State* s) { bnlms64fFree(s); }
+    static int32_t resize(State* s, int32_t order) { return bnlms64fResize(s, order, blockLen); }
+    static void carryScalars(const State& from, State& to) { to.power = from.power; }
+
+    static std::vector<Accessor<State>> accessors() {
+        return {{"Coef", bnlms64fGetCoef, bnlms64fSetCoef, &State::coef, orderOf<State>},
+                {"DelayLine", bnlms64fGetDelayLine, bnlms64fSetDelayLine, &State::delayLine,
+                 orderOf<State>}};
+    }
+    static std::vector<ResetOf<State>> resets() {
+        return {{"Reset", bnlms64fReset, {&State::coef}},
+                {"ResetDelayLine", bnlms64fResetDelayLine, {&State::delayLine}}};
+    }
+    static std::vector<Operation<State>> operations() {
+        return {block<bnlms64fFilterUpdate>, blockOnly<bnlms64fFilterOnly>};
+    }
+};
+
+using Families = testing::Types<Fir, Lms, Nlms, Blms, Bnlms>;

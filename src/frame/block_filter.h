@@ -1,13 +1,102 @@
-// A block through a filter that does not adapt.
+// A block through a filter that does not adapt. While the coefficients stand still, the outputs are
+// independent chains: several run side by side, a lane each, over a straight copy of the history.
+// Every output keeps its own accumulator and its own order of taps, and with them its bits.
 #pragma once
 
+#include "kernels.h"
+#include "straight_line.h"
+
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
 
 namespace merlo {
 
+// As wide as the target's registers: 2 lanes with SSE2 and AArch64, 4 with AVX.
+using Lanes = double __attribute__((vector_size(__BIGGEST_ALIGNMENT__)));
+constexpr int32_t kLanes = sizeof(Lanes) / sizeof(double);
+
+template <class V>
+inline V backwards(V lanes) {
+    constexpr size_t n = sizeof(V) / sizeof(double);
+    if constexpr (n == 2) {
+        return __builtin_shufflevector(lanes, lanes, 1, 0);
+    } else if constexpr (n == 4) {
+        return __builtin_shufflevector(lanes, lanes, 3, 2, 1, 0);
+    } else {
+        V result;
+        for (size_t i = 0; i < n; ++i) {
+            result[i] = lanes[n - 1 - i];
+        }
+        return result;
+    }
+}
+
+// kVectors * kLanes neighbouring outputs. `newest` is the sample that meets coef[0] in the last of
+// them; since the history lies newest first, the lanes run from the last output to the first.
+// beside() is called once per output, between the taps, where a slow chain of its own costs nothing.
+// The asm keeps the tap loop from being unrolled into one that spills its accumulators: loads are
+// not carried from tap to tap.
+template <int32_t kVectors, class Beside>
+[[gnu::always_inline]] inline void sideBySide(const double* coef, int32_t order,
+                                              const double* newest, double* out, Beside& beside) {
+    constexpr int32_t kOutputs = kVectors * kLanes;
+    Lanes sum[kVectors] = {};
+    for (int32_t k = 0; k < order; ++k) {
+        asm volatile("" ::: "memory");
+#pragma GCC unroll 8
+        for (int32_t v = 0; v < kVectors; ++v) {
+            Lanes x;
+            std::memcpy(&x, newest + k + v * kLanes, sizeof x);
+            sum[v] += x * coef[k];
+        }
+        if (k < kOutputs) {
+            beside();
+        }
+    }
+    for (int32_t k = order; k < kOutputs; ++k) {
+        beside();
+    }
+#pragma GCC unroll 8
+    for (int32_t v = 0; v < kVectors; ++v) {
+        const Lanes lanes = backwards(sum[v]);
+        std::memcpy(out + (kVectors - 1 - v) * kLanes, &lanes, sizeof lanes);
+    }
+}
+
+// n outputs over samples as StraightLine::append returns them.
+template <class Beside>
+[[gnu::always_inline]] inline void filterStraight(const double* coef, int32_t order,
+                                                  const double* samples, double* out, int32_t n,
+                                                  Beside& beside) {
+    constexpr int32_t kWide = 8;
+    int32_t i = 0;
+    for (; n - i >= kWide * kLanes; i += kWide * kLanes) {
+        sideBySide<kWide>(coef, order, samples - i - kWide * kLanes, out + i, beside);
+    }
+    for (; n - i >= kLanes; i += kLanes) {
+        sideBySide<1>(coef, order, samples - i - kLanes, out + i, beside);
+    }
+    for (; i < n; ++i) {
+        out[i] = dot64f(samples - 1 - i, coef, order);
+        beside();
+    }
+}
+
 // n steps of insertDotCirc64f over a ring line of `order` samples, to the bit, line and head included;
 // n >= 0, 1 <= order <= MAX_TAPS. in may be out.
-void filterBlock(const double* coef, int32_t order, double* line, int32_t* head, const double* in,
-                 double* out, int32_t n);
+// beside() is called n times; it is returned with what it has come to.
+template <class Beside>
+inline Beside filterBlock(const double* coef, int32_t order, double* line, int32_t* head,
+                          const double* in, double* out, int32_t n, Beside beside) {
+    StraightLine history(line, order, *head);
+    for (int32_t done = 0; done < n;) {
+        const int32_t length = std::min(n - done, StraightLine::kChunk);
+        filterStraight(coef, order, history.append(in + done, length), out + done, length, beside);
+        done += length;
+    }
+    history.store(line, head, n);
+    return beside;
+}
 
 } // namespace merlo

@@ -60,7 +60,7 @@ int32_t fir64fBlockFilter(fir64fState* state, const double* in, double* out, int
         return STS_NULL_PTR;
     }
     if (n > 0) {
-        filterBlock(state->coef, state->order, state->delayLine, &state->head, in, out, n);
+        filterBlock(state->coef, state->order, state->delayLine, &state->head, in, out, n, [] {});
     }
     return STS_OK;
 }

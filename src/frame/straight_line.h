@@ -1,0 +1,56 @@
+// The history of a ring line laid out straight for the length of a block call, newest sample first,
+// with room for a chunk of newer samples below it.
+#pragma once
+
+#include "merlo64f.h"
+#include "ring_line.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+namespace merlo {
+
+class StraightLine {
+  public:
+    static constexpr int32_t kChunk = 256; // 2.3 KB of stack with the history
+
+    // 1 <= order <= MAX_TAPS, 0 <= head < order
+    StraightLine(const double* line, int32_t order, int32_t head) : order_(order) {
+        forEachRun(order, order, ringPosition(head, 0, order),
+                   [=, this](int32_t position, int32_t age, int32_t length) {
+                       std::memcpy(samples_ + kChunk + age, line + position, bytes(length));
+                   });
+    }
+    StraightLine(const StraightLine&) = delete;
+    StraightLine& operator=(const StraightLine&) = delete;
+
+    // Takes a copy of the next samples, 1 <= length <= kChunk. Returns p such that p[-1 - i + k] is
+    // the sample k steps before in[i], 0 <= k < order.
+    const double* append(const double* in, int32_t length) {
+        std::memmove(samples_ + kChunk, newest(), bytes(order_));
+        appended_ = length;
+        std::reverse_copy(in, in + length, samples_ + (kChunk - length));
+        return samples_ + kChunk;
+    }
+
+    // Leaves the line as n single steps would have left it; n is the sum of all lengths appended.
+    void store(double* line, int32_t* head, int32_t n) const {
+        *head = (*head - n % order_ + order_) % order_;
+        forEachRun(order_, order_, ringPosition(*head, 0, order_),
+                   [=, this](int32_t position, int32_t age, int32_t length) {
+                       std::memcpy(line + position, newest() + age, bytes(length));
+                   });
+    }
+
+  private:
+    static size_t bytes(int32_t length) { return sizeof(double) * static_cast<size_t>(length); }
+    const double* newest() const { return samples_ + (kChunk - appended_); }
+
+    double samples_[kChunk + MAX_TAPS];
+    int32_t order_;
+    int32_t appended_ = 0; // samples of the last chunk, which lie below samples_ + kChunk
+};
+
+} // namespace merlo
