@@ -68,10 +68,8 @@ Trace longRun() {
             const auto order = static_cast<int32_t>(signal.choose(F::limit + 2)) + 1;
             trace.add(F::resize(&state, order));
         }
-        const auto lengths = F::lengths(state.order);
-        const auto blocks = F::blocks(state);
-        for (size_t block = 0; block < blocks.size(); ++block) {
-            trace.add(blocks[block], lengths[block]);
+        for (const auto& array : F::arrays(state.order)) {
+            trace.add(state.*array.field, array.length);
         }
     }
     F::free(&state);

@@ -2,15 +2,18 @@
 // its name in `Families`.
 #pragma once
 
+#include "adjlms64f.h"
 #include "blms64f.h"
 #include "bnlms64f.h"
 #include "fir64f.h"
+#include "fxlms64f.h"
 #include "lms64f.h"
 #include "nlms64f.h"
 #include "signal.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
@@ -21,6 +24,15 @@ struct Accessor {
     int32_t (*set)(State*, const double*, int32_t, int32_t, int32_t);
     double* State::*array;           // what they work on
     int32_t (*length)(const State&); // elements in reach
+    bool whole = true;               // whether they are all that the array holds
+};
+
+// An array of a record, in the order in which they lie in the blocks of Init and InitStatic.
+template <class State>
+struct ArrayOf {
+    double* State::*field;
+    int32_t length;
+    bool startsBlock = true;
 };
 
 template <class State>
@@ -80,9 +92,9 @@ void blockOnly(State* s, Signal& in, Trace& out) {
 // What most families have in common; a family overrides what it does otherwise.
 struct Defaults {
     struct Lent {}; // what the host lends to one record
-    // Scalars that a Resize keeps and no accessor shows.
+    // Makes `to` equal in what a Resize keeps and no accessor shows; both are of the same sizes.
     template <class State>
-    static void carryScalars(const State&, State&) {}
+    static void carryHidden(const State&, State&) {}
 };
 
 struct Fir : Defaults {
@@ -99,9 +111,9 @@ struct Fir : Defaults {
     static int32_t initStatic(State* s, int32_t order, Lent& lent, double* const* buffers) {
         return fir64fInitStatic(s, order, lent.coef, buffers[0]);
     }
-    // The buffers in the order of Init and InitStatic: lengths in elements, fields.
-    static std::vector<int32_t> lengths(int32_t order) { return {order}; }
-    static std::vector<double*> blocks(const State& s) { return {s.delayLine}; }
+    static std::vector<ArrayOf<State>> arrays(int32_t order) {
+        return {{&State::delayLine, order}};
+    }
     static void free(State* s) { fir64fFree(s); }
     static int32_t resize(State* s, int32_t order) { return fir64fResize(s, order); }
 
@@ -133,8 +145,9 @@ struct Lms : Defaults {
     static int32_t initStatic(State* s, int32_t order, Lent&, double* const* buffers) {
         return lms64fInitStatic(s, order, mu, buffers[0], buffers[1]);
     }
-    static std::vector<int32_t> lengths(int32_t order) { return {order, order}; }
-    static std::vector<double*> blocks(const State& s) { return {s.coef, s.delayLine}; }
+    static std::vector<ArrayOf<State>> arrays(int32_t order) {
+        return {{&State::coef, order}, {&State::delayLine, order}};
+    }
     static void free(State* s) { lms64fFree(s); }
     static int32_t resize(State* s, int32_t order) { return lms64fResize(s, order); }
 
@@ -171,11 +184,12 @@ struct Nlms : Defaults {
     static int32_t initStatic(State* s, int32_t order, Lent&, double* const* buffers) {
         return nlms64fInitStatic(s, order, mu, buffers[0], buffers[1]);
     }
-    static std::vector<int32_t> lengths(int32_t order) { return {order, order}; }
-    static std::vector<double*> blocks(const State& s) { return {s.coef, s.delayLine}; }
+    static std::vector<ArrayOf<State>> arrays(int32_t order) {
+        return {{&State::coef, order}, {&State::delayLine, order}};
+    }
     static void free(State* s) { nlms64fFree(s); }
     static int32_t resize(State* s, int32_t order) { return nlms64fResize(s, order); }
-    static void carryScalars(const State& from, State& to) { to.power = from.power; }
+    static void carryHidden(const State& from, State& to) { to.power = from.power; }
 
     static std::vector<Accessor<State>> accessors() {
         return {{"Coef", nlms64fGetCoef, nlms64fSetCoef, &State::coef, orderOf<State>},
@@ -192,6 +206,106 @@ struct Nlms : Defaults {
     }
 };
 
+struct Adj : Defaults {
+    using State = adjlms64fState;
+    static constexpr int32_t secLen = 3, estLen = 5;
+    struct Lent {
+        double secCoef[secLen] = {0.0, 0.75, -0.25};
+        double estCoef[estLen] = {0.0, 0.5, -0.25, 0.125, 0.0625};
+    };
+    static constexpr const char* name = "adjlms64f";
+    static constexpr int32_t limit = MAX_TAPS;
+    static constexpr double mu = 0.01;
+
+    static int32_t init(State* s, int32_t order, Lent& lent) {
+        return adjlms64fInit(s, order, mu, lent.secCoef, secLen, lent.estCoef, estLen);
+    }
+    static int32_t initStatic(State* s, int32_t order, Lent& lent, double* const* buffers) {
+        return adjlms64fInitStatic(s, order, mu, lent.secCoef, secLen, lent.estCoef, estLen,
+                                   buffers[0], buffers[1]);
+    }
+    static std::vector<ArrayOf<State>> arrays(int32_t order) {
+        return {{&State::coef, order},
+                {&State::outLine, secLen},
+                {&State::errLine, estLen, false},
+                {&State::delayLine, order + estLen - 1, false}};
+    }
+    static void free(State* s) {
+        adjlms64fFree(s);
+        EXPECT_TRUE(s->errLine == nullptr && s->delayLine == nullptr);
+    }
+    static int32_t resize(State* s, int32_t order) { return adjlms64fResize(s, order); }
+    static void carryHidden(const State& from, State& to) {
+        to.power = from.power;
+        std::copy_n(from.outLine, secLen + estLen + from.refLen, to.outLine);
+    }
+
+    static std::vector<Accessor<State>> accessors() {
+        return {{"Coef", adjlms64fGetCoef, adjlms64fSetCoef, &State::coef, orderOf<State>},
+                {"DelayLine", adjlms64fGetDelayLine, adjlms64fSetDelayLine, &State::delayLine,
+                 [](const State& s) { return s.refLen; }}};
+    }
+    static std::vector<ResetOf<State>> resets() {
+        return {{"Reset", adjlms64fReset, {&State::coef}},
+                {"ResetDelayLine",
+                 adjlms64fResetDelayLine,
+                 {&State::delayLine, &State::outLine, &State::errLine}}};
+    }
+    static std::vector<Operation<State>> operations() {
+        return {ring<adjlms64fFilterUpdate>, sample<adjlms64fFilterOnly>};
+    }
+};
+
+struct Fx : Defaults {
+    using State = fxlms64fState;
+    static constexpr int32_t secLen = 3, estLen = 5;
+    struct Lent {
+        double secCoef[secLen] = {0.0, 0.75, -0.25};
+        double estCoef[estLen] = {0.0, 0.5, -0.25, 0.125, 0.0625};
+    };
+    static constexpr const char* name = "fxlms64f";
+    static constexpr int32_t limit = MAX_TAPS;
+    static constexpr double mu = 0.01;
+
+    static int32_t init(State* s, int32_t order, Lent& lent) {
+        return fxlms64fInit(s, order, mu, lent.secCoef, secLen, lent.estCoef, estLen);
+    }
+    static int32_t initStatic(State* s, int32_t order, Lent& lent, double* const* buffers) {
+        return fxlms64fInitStatic(s, order, mu, lent.secCoef, secLen, lent.estCoef, estLen,
+                                  buffers[0], buffers[1]);
+    }
+    static std::vector<ArrayOf<State>> arrays(int32_t order) {
+        return {{&State::coef, order},
+                {&State::outLine, secLen},
+                {&State::fxLine, order, false},
+                {&State::delayLine, std::max(order, estLen), false}};
+    }
+    static void free(State* s) {
+        fxlms64fFree(s);
+        EXPECT_TRUE(s->fxLine == nullptr && s->delayLine == nullptr);
+    }
+    static int32_t resize(State* s, int32_t order) { return fxlms64fResize(s, order); }
+    static void carryHidden(const State& from, State& to) {
+        to.power = from.power;
+        std::copy_n(from.outLine, secLen + from.order + from.refLen, to.outLine);
+    }
+
+    static std::vector<Accessor<State>> accessors() {
+        return {{"Coef", fxlms64fGetCoef, fxlms64fSetCoef, &State::coef, orderOf<State>},
+                {"DelayLine", fxlms64fGetDelayLine, fxlms64fSetDelayLine, &State::delayLine,
+                 orderOf<State>, false}};
+    }
+    static std::vector<ResetOf<State>> resets() {
+        return {{"Reset", fxlms64fReset, {&State::coef}},
+                {"ResetDelayLine",
+                 fxlms64fResetDelayLine,
+                 {&State::delayLine, &State::outLine, &State::fxLine}}};
+    }
+    static std::vector<Operation<State>> operations() {
+        return {ring<fxlms64fFilterUpdate>, sample<fxlms64fFilterOnly>};
+    }
+};
+
 struct Blms : Defaults {
     using State = blms64fState;
     static constexpr const char* name = "blms64f";
@@ -205,8 +319,9 @@ struct Blms : Defaults {
     static int32_t initStatic(State* s, int32_t order, Lent&, double* const* buffers) {
         return blms64fInitStatic(s, order, blockLen, mu, buffers[0], buffers[1]);
     }
-    static std::vector<int32_t> lengths(int32_t order) { return {order, order}; }
-    static std::vector<double*> blocks(const State& s) { return {s.coef, s.delayLine}; }
+    static std::vector<ArrayOf<State>> arrays(int32_t order) {
+        return {{&State::coef, order}, {&State::delayLine, order}};
+    }
     static void free(State* s) { blms64fFree(s); }
     static int32_t resize(State* s, int32_t order) { return blms64fResize(s, order, blockLen); }
 
@@ -239,11 +354,12 @@ struct Bnlms : Defaults {
     static int32_t initStatic(State* s, int32_t order, Lent&, double* const* buffers) {
         return bnlms64fInitStatic(s, order, blockLen, mu, buffers[0], buffers[1]);
     }
-    static std::vector<int32_t> lengths(int32_t order) { return {order, order}; }
-    static std::vector<double*> blocks(const State& s) { return {s.coef, s.delayLine}; }
+    static std::vector<ArrayOf<State>> arrays(int32_t order) {
+        return {{&State::coef, order}, {&State::delayLine, order}};
+    }
     static void free(State* s) { bnlms64fFree(s); }
     static int32_t resize(State* s, int32_t order) { return bnlms64fResize(s, order, blockLen); }
-    static void carryScalars(const State& from, State& to) { to.power = from.power; }
+    static void carryHidden(const State& from, State& to) { to.power = from.power; }
 
     static std::vector<Accessor<State>> accessors() {
         return {{"Coef", bnlms64fGetCoef, bnlms64fSetCoef, &State::coef, orderOf<State>},
@@ -259,4 +375,4 @@ struct Bnlms : Defaults {
     }
 };
 
-using Families = testing::Types<Fir, Lms, Nlms, Blms, Bnlms>;
+using Families = testing::Types<Fir, Lms, Nlms, Adj, Fx, Blms, Bnlms>;

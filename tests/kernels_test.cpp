@@ -1,10 +1,13 @@
 // The exported kernels and the inline ones below the families.
 #include "kernels.h"
 #include "signal.h"
+#include "subnormal.h"
 
 #include <gtest/gtest.h>
 
 #include <bit>
+#include <cmath>
+#include <limits>
 #include <vector>
 
 using namespace merlo;
@@ -123,6 +126,22 @@ TEST(Kernels, RingDotProductsFollowTheirDefinition) {
             }
         }
     }
+}
+
+// The integer product for running powers below the normal range, against the processor's own.
+TEST(Kernels, FaintPowersDecayWithTheSameBits) {
+    Signal signal(9);
+    for (double factor :
+         {0.5, 0.75, 0.99, double{0.99f}, double{0.98f}, std::nextafter(1.0, 0.0)}) {
+        for (int i = 0; i < 2000; ++i) {
+            const uint64_t significand = signal.choose(uint64_t{1} << 52) >> signal.choose(53);
+            const double value = std::bit_cast<double>(significand);
+            ASSERT_TRUE(isFaint(value));
+            ASSERT_EQ(bits(scaleFaint(factor, value)), bits(factor * value)) << factor << value;
+        }
+    }
+    EXPECT_FALSE(isFaint(std::numeric_limits<double>::min()));
+    EXPECT_FALSE(isFaint(-0.0));
 }
 
 } // namespace

@@ -22,6 +22,12 @@ inline int32_t stepBack(int32_t head, int32_t lineLen) {
     return head == 0 ? lineLen - 1 : head - 1;
 }
 
+// The position `steps` above; 0 <= position < lineLen, 0 <= steps <= lineLen.
+inline int32_t stepUp(int32_t position, int32_t steps, int32_t lineLen) {
+    const int32_t room = lineLen - position;
+    return steps < room ? position + steps : steps - room;
+}
+
 // Stores x at the head, leaves the head one step back and returns the position of x.
 inline int32_t insertSample(double x, double* line, int32_t lineLen, int32_t* head) {
     const int32_t position = *head;

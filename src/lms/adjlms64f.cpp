@@ -1,0 +1,103 @@
+// The adjoint LMS filter: y = coef * x passes the secondary path as s, the residual e = d + s is
+// filtered by the estimate of that path read backwards, r, and meets a reference delayed to match:
+// coef[k] -= r * (mu / (power + 1e-12)) * x(n - (estLen - 1) - k), with the power of the reference
+// one sample further back.
+// Source: Wan 1996, Adjoint LMS: an efficient alternative to the filtered-x LMS and multiple error
+// LMS algorithms.
+// Departs from the textbook in e = d + s, so that the update subtracts, and in the normalised step.
+#include "adjlms64f.h"
+
+#include "accessors.h"
+#include "kernels.h"
+#include "lifecycle.h"
+#include "ring_line.h"
+#include "secondary_path.h"
+#include "smoothed_power.h"
+#include "update_rules.h"
+
+using namespace merlo;
+
+namespace {
+
+struct ErrorLine {
+    static constexpr auto line = &adjlms64fState::errLine;
+    static constexpr auto head = &adjlms64fState::errHead;
+    static int32_t length(int32_t, int32_t estLen) { return estLen; }
+    static int64_t referenceLength(int32_t order, int32_t estLen) {
+        return int64_t{order} + estLen - 1;
+    }
+    static int32_t ringHead(const adjlms64fState& state) { return state.errHead; }
+};
+
+// Takes the reference sample estLen steps back into the power and returns its position.
+int32_t smoothDelayedPower(adjlms64fState* state) {
+    const int32_t newest = stepUp(state->head, 1, state->refLen);
+    const int32_t delayed = stepUp(newest, state->estLen, state->refLen);
+    state->power = smoothPower<DoubleWeights>(state->power, state->delayLine[delayed]);
+    return delayed;
+}
+
+} // namespace
+
+int32_t adjlms64fInit(adjlms64fState* state, int32_t order, double mu, const double* secCoef,
+                      int32_t secLen, const double* estCoef, int32_t estLen) {
+    return setUpLines<ErrorLine>(state, order, mu, secCoef, secLen, estCoef, estLen, fromHeap);
+}
+
+int32_t adjlms64fInitStatic(adjlms64fState* state, int32_t order, double mu, const double* secCoef,
+                            int32_t secLen, const double* estCoef, int32_t estLen, double* coefBuf,
+                            double* workBuf) {
+    return setUpLines<ErrorLine>(state, order, mu, secCoef, secLen, estCoef, estLen,
+                                 FromHost(coefBuf, workBuf));
+}
+
+void adjlms64fFree(adjlms64fState* state) { releaseLines<ErrorLine>(state); }
+
+double adjlms64fFilterUpdate(adjlms64fState* state, double x, double d) {
+    const double s = throughSecondaryPath(state, x);
+    state->err = s + d;
+    const double r = insertDotCircRev64f(state->err, state->errLine, state->estCoef, state->estLen,
+                                         state->estLen, &state->errHead);
+    const int32_t delayed = smoothDelayedPower(state);
+    const double step = r * (state->mu / (state->power + DoubleWeights::floor));
+    // The first tap meets the sample after the one whose power was taken.
+    adaptRing<PlainRule>(state->coef, state->delayLine, state->refLen, state->order,
+                         stepBack(delayed, state->refLen), -step);
+    return s;
+}
+
+double adjlms64fFilterOnly(adjlms64fState* state, double x) {
+    const double s = throughSecondaryPath(state, x);
+    smoothDelayedPower(state);
+    return s;
+}
+
+int32_t adjlms64fReset(adjlms64fState* state) { return reset64f(state->coef, state->order); }
+
+int32_t adjlms64fResetDelayLine(adjlms64fState* state) { return resetLines<ErrorLine>(state); }
+
+int32_t adjlms64fGetCoef(const adjlms64fState* state, double* buf, int32_t start, int32_t count,
+                         int32_t reversed) {
+    return readArray(state->coef, state->order, buf, start, count, reversed);
+}
+
+int32_t adjlms64fSetCoef(adjlms64fState* state, const double* buf, int32_t start, int32_t count,
+                         int32_t reversed) {
+    return writeArray(state->coef, state->order, buf, start, count, reversed);
+}
+
+int32_t adjlms64fGetDelayLine(const adjlms64fState* state, double* buf, int32_t start,
+                              int32_t count, int32_t reversed) {
+    return readRing(state->delayLine, state->refLen, state->head, state->refLen, buf, start, count,
+                    reversed);
+}
+
+int32_t adjlms64fSetDelayLine(adjlms64fState* state, const double* buf, int32_t start,
+                              int32_t count, int32_t reversed) {
+    return writeRing(state->delayLine, state->refLen, state->head, state->refLen, buf, start, count,
+                     reversed);
+}
+
+int32_t adjlms64fResize(adjlms64fState* state, int32_t order) {
+    return resizeLines<ErrorLine>(state, order, adjlms64fInit, adjlms64fFree);
+}
