@@ -1,15 +1,22 @@
 // The one place that touches the heap.
 #include "lifecycle.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
 
 namespace merlo {
 
+namespace {
+
+bool isEmpty(const Block& block) { return block.length < 1; }
+
+} // namespace
+
 int32_t fromHeap(std::initializer_list<Block> blocks) {
     for (const Block& block : blocks) {
-        if (block.length > PTRDIFF_MAX / static_cast<int64_t>(sizeof(double))) {
+        if (isEmpty(block) || block.length > PTRDIFF_MAX / static_cast<int64_t>(sizeof(double))) {
             return STS_BAD_SIZE;
         }
     }
@@ -31,6 +38,9 @@ int32_t FromHost::operator()(std::initializer_list<Block> blocks) const {
         if (buffers_[i] == nullptr) {
             return STS_NULL_PTR;
         }
+    }
+    if (std::any_of(blocks.begin(), blocks.end(), isEmpty)) {
+        return STS_BAD_SIZE;
     }
     double* const* buffer = buffers_;
     for (const Block& block : blocks) {

@@ -19,15 +19,16 @@ inline int32_t fail(State* state, int32_t status) {
 // One block of doubles that a record stands on: the field that is to point at it, and its length.
 struct Block {
     double** field;
-    int64_t length; // at least 1
+    int64_t length;
 };
 
 // Gets all blocks from the heap, zero-filled, in their order, or none of them.
-// STS_BAD_SIZE if a block cannot be addressed, before any is taken; STS_NO_MEMORY.
+// STS_BAD_SIZE if a block is empty or cannot be addressed, before any is taken; STS_NO_MEMORY.
 int32_t fromHeap(std::initializer_list<Block> blocks);
 
 // Takes the host's buffers for the blocks, in their order, and zero-fills them.
-// STS_NULL_PTR if one is null, before any is touched.
+// STS_NULL_PTR if one is null, then STS_BAD_SIZE if a block is empty, before any is touched: where
+// pointers come before sizes, a set-up leaves the test of its sizes to this.
 class FromHost {
   public:
     explicit FromHost(double* first, double* second = nullptr) : buffers_{first, second} {}
