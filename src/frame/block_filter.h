@@ -4,17 +4,14 @@
 #pragma once
 
 #include "kernels.h"
+#include "lanes.h"
 #include "straight_line.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
-#include <cstring>
 
 namespace merlo {
-
-// As wide as the target's registers: 2 lanes with SSE2 and AArch64, 4 with AVX.
-using Lanes = double __attribute__((vector_size(__BIGGEST_ALIGNMENT__)));
-constexpr int32_t kLanes = sizeof(Lanes) / sizeof(double);
 
 template <class V>
 inline V backwards(V lanes) {
@@ -46,9 +43,7 @@ template <int32_t kVectors, class Beside>
         asm volatile("" ::: "memory");
 #pragma GCC unroll 8
         for (int32_t v = 0; v < kVectors; ++v) {
-            Lanes x;
-            std::memcpy(&x, newest + k + v * kLanes, sizeof x);
-            sum[v] += x * coef[k];
+            sum[v] += load<Lanes>(newest + k + v * kLanes) * coef[k];
         }
         if (k < kOutputs) {
             beside();
@@ -59,8 +54,7 @@ template <int32_t kVectors, class Beside>
     }
 #pragma GCC unroll 8
     for (int32_t v = 0; v < kVectors; ++v) {
-        const Lanes lanes = backwards(sum[v]);
-        std::memcpy(out + (kVectors - 1 - v) * kLanes, &lanes, sizeof lanes);
+        store(backwards(sum[v]), out + (kVectors - 1 - v) * kLanes);
     }
 }
 
