@@ -3,8 +3,10 @@
 // template over the type of the values serves the lanes and what is left over.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 namespace merlo {
 
@@ -22,6 +24,17 @@ inline V load(const double* from) {
 template <class V>
 inline void store(const V& values, double* to) {
     std::memcpy(to, &values, sizeof values);
+}
+
+// `values` one place up, behind the last of `before`; `values` is left in `before`.
+inline double shiftIn(double& before, double value) { return std::exchange(before, value); }
+inline Lanes shiftIn(Lanes& before, const Lanes& values) {
+    const auto shifted = [&]<size_t... lane>(std::index_sequence<lane...>) {
+        return __builtin_shufflevector(before, values, (kLanes - 1 + lane)...);
+    }
+    (std::make_index_sequence<kLanes>());
+    before = values;
+    return shifted;
 }
 
 // Adds the lanes to sum, in their order and in one chain.
