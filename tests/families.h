@@ -7,7 +7,10 @@
 #include "bnlms64f.h"
 #include "fir64f.h"
 #include "fxlms64f.h"
+#include "lbpef64f.h"
+#include "lfpef64f.h"
 #include "lms64f.h"
+#include "lmslattice64f.h"
 #include "nlms64f.h"
 #include "signal.h"
 
@@ -64,6 +67,11 @@ void linear(State* s, Signal& in, Trace& out) {
     out.add(update(s, in.next()));
     out.add(s->err);
 }
+template <auto update, class State>
+void own(State* s, Signal& in, Trace& out) { // a filter that follows its own input
+    out.add(update(s, in.next()));
+    out.add(s->err);
+}
 template <auto filter, class State>
 void sample(State* s, Signal& in, Trace& out) {
     out.add(filter(s, in.next()));
@@ -91,7 +99,9 @@ void blockOnly(State* s, Signal& in, Trace& out) {
 
 // What most families have in common; a family overrides what it does otherwise.
 struct Defaults {
-    struct Lent {}; // what the host lends to one record
+    struct Lent {};                              // what the host lends to one record
+    static constexpr bool pointersFirst = false; // InitStatic tests its pointers before the sizes
+    static constexpr bool testsRecord = false;   // a null record is refused by set-up and resets
     // Makes `to` equal in what a Resize keeps and no accessor shows; both are of the same sizes.
     template <class State>
     static void carryHidden(const State&, State&) {}
@@ -375,4 +385,132 @@ struct Bnlms : Defaults {
     }
 };
 
-using Families = testing::Types<Fir, Lms, Nlms, Adj, Fx, Blms, Bnlms>;
+// The two gradient lattices that predict: their functions differ in the name alone.
+struct Pef : Defaults {
+    static constexpr int32_t limit = MAX_PEF_STAGES;
+    static constexpr double mu = 0.01;
+    static constexpr bool pointersFirst = true;
+    static constexpr bool testsRecord = true;
+
+    template <class State>
+    static std::vector<ArrayOf<State>> stageArrays(int32_t order) {
+        return {{&State::coef, order},
+                {&State::parcor, order, false},
+                {&State::delayLine, order + 1},
+                {&State::power, order + 1, false},
+                {&State::backErr, order + 1, false}};
+    }
+    template <auto update, auto filter, class State>
+    static std::vector<Operation<State>> steps() {
+        return {own<update>,
+                [](State* s, Signal& in, Trace& out) {
+                    s->updateCoef = 0;
+                    own<update>(s, in, out);
+                    s->updateCoef = 1;
+                },
+                own<filter>};
+    }
+};
+
+struct Lbpef : Pef {
+    using State = lbpef64fState;
+    static constexpr const char* name = "lbpef64f";
+
+    static int32_t init(State* s, int32_t order, Lent&) { return lbpef64fInit(s, order, mu); }
+    static int32_t initStatic(State* s, int32_t order, Lent&, double* const* buffers) {
+        return lbpef64fInitStatic(s, order, mu, buffers[0], buffers[1]);
+    }
+    static std::vector<ArrayOf<State>> arrays(int32_t order) {
+        auto all = stageArrays<State>(order);
+        all.push_back({&State::inLine, order + 1, false});
+        return all;
+    }
+    static void free(State* s) { lbpef64fFree(s); }
+    static int32_t resize(State* s, int32_t order) { return lbpef64fResize(s, order); }
+
+    static std::vector<Accessor<State>> accessors() {
+        return {{"Coef", lbpef64fGetCoef, lbpef64fSetCoef, &State::coef, orderOf<State>},
+                {"Parcor", lbpef64fGetParcor, lbpef64fSetParcor, &State::parcor, orderOf<State>},
+                {"DelayLine", lbpef64fGetDelayLine, lbpef64fSetDelayLine, &State::delayLine,
+                 orderOf<State>}};
+    }
+    static std::vector<ResetOf<State>> resets() {
+        return {{"Reset", lbpef64fReset, {&State::coef, &State::parcor}}};
+    }
+    static std::vector<Operation<State>> operations() {
+        return steps<lbpef64fFilterUpdate, lbpef64fFilterOnly, State>();
+    }
+};
+
+struct Lfpef : Pef {
+    using State = lfpef64fState;
+    static constexpr const char* name = "lfpef64f";
+
+    static int32_t init(State* s, int32_t order, Lent&) { return lfpef64fInit(s, order, mu); }
+    static int32_t initStatic(State* s, int32_t order, Lent&, double* const* buffers) {
+        return lfpef64fInitStatic(s, order, mu, buffers[0], buffers[1]);
+    }
+    static std::vector<ArrayOf<State>> arrays(int32_t order) { return stageArrays<State>(order); }
+    static void free(State* s) { lfpef64fFree(s); }
+    static int32_t resize(State* s, int32_t order) { return lfpef64fResize(s, order); }
+
+    static std::vector<Accessor<State>> accessors() {
+        return {{"Coef", lfpef64fGetCoef, lfpef64fSetCoef, &State::coef, orderOf<State>},
+                {"Parcor", lfpef64fGetParcor, lfpef64fSetParcor, &State::parcor, orderOf<State>},
+                {"DelayLine", lfpef64fGetDelayLine, lfpef64fSetDelayLine, &State::delayLine,
+                 orderOf<State>}};
+    }
+    static std::vector<ResetOf<State>> resets() {
+        return {{"Reset", lfpef64fReset, {&State::coef, &State::parcor}}};
+    }
+    static std::vector<Operation<State>> operations() {
+        return steps<lfpef64fFilterUpdate, lfpef64fFilterOnly, State>();
+    }
+};
+
+struct Lmslattice : Defaults {
+    using State = lmslattice64fState;
+    static constexpr const char* name = "lmslattice64f";
+    static constexpr int32_t limit = MAX_TAPS;
+    static constexpr double mu = 0.005, muCoef = 0.02;
+    static constexpr bool pointersFirst = true;
+    static constexpr bool testsRecord = true;
+
+    static int32_t init(State* s, int32_t order, Lent&) {
+        return lmslattice64fInit(s, order, mu, muCoef);
+    }
+    static int32_t initStatic(State* s, int32_t order, Lent&, double* const* buffers) {
+        return lmslattice64fInitStatic(s, order, mu, muCoef, buffers[0], buffers[1]);
+    }
+    static std::vector<ArrayOf<State>> arrays(int32_t order) {
+        return {{&State::coef, order},
+                {&State::parcor, order, false},
+                {&State::delayLine, order},
+                {&State::power, order, false},
+                {&State::backErr, order, false}};
+    }
+    static void free(State* s) { lmslattice64fFree(s); }
+    static int32_t resize(State* s, int32_t order) { return lmslattice64fResize(s, order); }
+
+    static std::vector<Accessor<State>> accessors() {
+        return {{"Coef", lmslattice64fGetCoef, lmslattice64fSetCoef, &State::coef, orderOf<State>},
+                {"Parcor", lmslattice64fGetParcor, lmslattice64fSetParcor, &State::parcor,
+                 orderOf<State>},
+                {"DelayLine", lmslattice64fGetDelayLine, lmslattice64fSetDelayLine,
+                 &State::delayLine, orderOf<State>}};
+    }
+    static std::vector<ResetOf<State>> resets() {
+        return {{"Reset", lmslattice64fReset, {&State::coef, &State::parcor}}};
+    }
+    static std::vector<Operation<State>> operations() {
+        return {ring<lmslattice64fFilterUpdate>,
+                [](State* s, Signal& in, Trace& out) {
+                    s->adaptParcor = 0;
+                    ring<lmslattice64fFilterUpdate>(s, in, out);
+                    s->adaptParcor = 1;
+                },
+                sample<lmslattice64fFilterOnly>};
+    }
+};
+
+using Families = testing::Types<Fir, Lms, Nlms, Adj, Fx, Blms, Bnlms, Lbpef, Lfpef, Lmslattice>;

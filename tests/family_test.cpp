@@ -148,7 +148,28 @@ TYPED_TEST(Family, RefusesNullBuffersAndLeavesTheOthersAlone) {
         state.order = 5;
         EXPECT_EQ(F::initStatic(&state, 3, lent, pointers.data()), STS_NULL_PTR);
         EXPECT_EQ(state.order, 0);
+        EXPECT_EQ(F::initStatic(&state, 0, lent, pointers.data()),
+                  F::pointersFirst ? STS_NULL_PTR : STS_BAD_SIZE);
         EXPECT_EQ(std::count(buffer.begin(), buffer.end(), kGuard), 4 * MAX_TAPS);
+    }
+}
+
+TYPED_TEST(Family, RefusesANullRecordWhereItTestsIt) {
+    using F = TypeParam;
+    if constexpr (F::testsRecord) {
+        std::vector<double> buffer(8 * MAX_TAPS, kGuard);
+        const std::vector<double*> pointers(static_cast<size_t>(blockCount<F>()), buffer.data());
+        typename F::Lent lent;
+        const int calls = heap::calls();
+        for (int32_t order : {3, 0}) {
+            EXPECT_EQ(F::init(nullptr, order, lent), STS_NULL_PTR);
+            EXPECT_EQ(F::initStatic(nullptr, order, lent, pointers.data()), STS_NULL_PTR);
+        }
+        for (const auto& reset : F::resets()) {
+            EXPECT_EQ(reset.reset(nullptr), STS_NULL_PTR);
+        }
+        EXPECT_EQ(heap::calls(), calls);
+        EXPECT_EQ(std::count(buffer.begin(), buffer.end(), kGuard), 8 * MAX_TAPS);
     }
 }
 

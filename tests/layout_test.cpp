@@ -5,7 +5,10 @@
 #include "bnlms64f.h"
 #include "fir64f.h"
 #include "fxlms64f.h"
+#include "lbpef64f.h"
+#include "lfpef64f.h"
 #include "lms64f.h"
+#include "lmslattice64f.h"
 #include "nlms64f.h"
 
 #include <gtest/gtest.h>
@@ -101,6 +104,42 @@ TEST(Layout, FieldsLieWhereHostsExpectThem) {
         AT(bnlms64fState, delayLine, 32),
         AT(bnlms64fState, head, 40),
         SIZE(bnlms64fState, 48),
+
+        AT(lbpef64fState, order, 0),
+        AT(lbpef64fState, mu, 8),
+        AT(lbpef64fState, err, 16),
+        AT(lbpef64fState, updateCoef, 24),
+        AT(lbpef64fState, inHead, 28),
+        AT(lbpef64fState, parcor, 32),
+        AT(lbpef64fState, coef, 40),
+        AT(lbpef64fState, delayLine, 48),
+        AT(lbpef64fState, power, 56),
+        AT(lbpef64fState, backErr, 64),
+        AT(lbpef64fState, inLine, 72),
+        SIZE(lbpef64fState, 80),
+
+        AT(lfpef64fState, order, 0),
+        AT(lfpef64fState, mu, 8),
+        AT(lfpef64fState, err, 16),
+        AT(lfpef64fState, updateCoef, 24),
+        AT(lfpef64fState, parcor, 32),
+        AT(lfpef64fState, coef, 40),
+        AT(lfpef64fState, delayLine, 48),
+        AT(lfpef64fState, power, 56),
+        AT(lfpef64fState, backErr, 64),
+        SIZE(lfpef64fState, 72),
+
+        AT(lmslattice64fState, order, 0),
+        AT(lmslattice64fState, mu, 8),
+        AT(lmslattice64fState, muCoef, 16),
+        AT(lmslattice64fState, err, 24),
+        AT(lmslattice64fState, adaptParcor, 32),
+        AT(lmslattice64fState, parcor, 40),
+        AT(lmslattice64fState, coef, 48),
+        AT(lmslattice64fState, delayLine, 56),
+        AT(lmslattice64fState, power, 64),
+        AT(lmslattice64fState, backErr, 72),
+        SIZE(lmslattice64fState, 80),
     };
     for (const auto& row : rows) {
         EXPECT_EQ(row.actual, row.expected) << row.what;
