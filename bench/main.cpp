@@ -5,5 +5,8 @@
 int main(int argc, char** argv) {
     bench::registerFir64f();
     bench::registerLms64f();
+    bench::registerNlms64f();
+    bench::registerSecondaryPath();
+    bench::registerBlock64f();
     return bench::run(argc, argv);
 }

@@ -76,5 +76,8 @@ int run(int argc, char** argv);
 
 void registerFir64f();
 void registerLms64f();
+void registerNlms64f();
+void registerSecondaryPath();
+void registerBlock64f();
 
 } // namespace bench

@@ -1,30 +1,10 @@
 #include "plain/plain.h"
 
+#include "plain/loops.h"
+
 namespace {
 
-double sgn(double v) { return v >= 0.0 ? 1.0 : -1.0; }
-
-double dotRing(const double* line, const double* coef, int order, int head) {
-    double y = 0.0;
-    int k = 0;
-    for (int i = head; i < order; ++i) {
-        y += line[i] * coef[k++];
-    }
-    for (int i = 0; i < head; ++i) {
-        y += line[i] * coef[k++];
-    }
-    return y;
-}
-
-double dotLinear(const double* line, const double* coef, int order) {
-    double y = 0.0;
-    for (int k = 0; k < order; ++k) {
-        y += line[k] * coef[k];
-    }
-    return y;
-}
-
-int stepBack(int head, int order) { return head == 0 ? order - 1 : head - 1; }
+using namespace plain;
 
 template <bool kSignErr, bool kSignReg>
 double updateRing(lms64fState* state, double x, double d) {

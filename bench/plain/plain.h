@@ -3,8 +3,13 @@
 // They live in files of their own, so that no call is folded into a timed loop.
 #pragma once
 
+#include "adjlms64f.h"
+#include "blms64f.h"
+#include "bnlms64f.h"
 #include "fir64f.h"
+#include "fxlms64f.h"
 #include "lms64f.h"
+#include "nlms64f.h"
 
 namespace plain {
 
@@ -21,5 +26,18 @@ double lms64fLCFilterUpdateSignReg(lms64fState* state, double d);
 double lms64fLCFilterUpdateSignSign(lms64fState* state, double d);
 double lms64fFilterOnly(lms64fState* state, double x);
 double lms64fLCFilterOnly(const lms64fState* state);
+
+double nlms64fFilterUpdate(nlms64fState* state, double x, double d);
+double nlms64fFilterOnly(nlms64fState* state, double x);
+
+double fxlms64fFilterUpdate(fxlms64fState* state, double x, double d);
+double adjlms64fFilterUpdate(adjlms64fState* state, double x, double d);
+
+void blms64fFilterUpdate(blms64fState* state, const double* x, const double* d, double* y,
+                         double* e);
+void blms64fFilterOnly(blms64fState* state, const double* x, double* y);
+void bnlms64fFilterUpdate(bnlms64fState* state, const double* x, const double* d, double* y,
+                          double* e);
+void bnlms64fFilterOnly(bnlms64fState* state, const double* x, double* y);
 
 } // namespace plain
