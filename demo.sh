@@ -8,8 +8,9 @@ build=$root/build/demo
 bin=$build/examples
 out=$root/demo-output
 recordings=/usr/share/sounds/alsa
-least_improvement=15 # dB, over the whole file
-examples=(noise_canceller) # each a function below
+least_improvement=15 # dB of the canceller, over the whole file
+least_attenuation=30 # dB of either filter for control, in the end
+examples=(noise_canceller noise_control) # each a function below
 
 . "$root/cmake/packages.sh"
 
@@ -81,6 +82,20 @@ noise_canceller() {
     improvement=$(<"$out/improvement.txt")
     at_least "$improvement" "$least_improvement" ||
         die "noise canceller: $(printf %.1f "$improvement") dB of improvement, $least_improvement dB expected"
+}
+
+noise_control() {
+    say
+    say "Active noise control: fan noise in a duct, simulated, with two filters"
+    "$bin/noise_control" --levels "$out/levels.dat" --spectra "$out/spectra.dat" |
+        tee "$out/attenuation.txt"
+    draw noise_control
+    say "picture: demo-output/noise_control.png"
+
+    local lesser
+    lesser=$(awk '$1 ~ /lms64f$/ { print $3 }' "$out/attenuation.txt" | sort -g | head -n 1)
+    at_least "$lesser" "$least_attenuation" ||
+        die "noise control: $lesser dB of attenuation, $least_attenuation dB expected"
 }
 
 mkdir -p "$build" "$out"

@@ -343,7 +343,8 @@ TYPED_TEST(Family, ResizeKeepsWhatFits) {
                 }
                 values.resize(after.size(), 0.0);
                 EXPECT_EQ(after, values) << accessor.name;
-                accessor.set(&fresh.state, values.data(), 0, INT32_MAX, 0);
+                accessor.set(&fresh.state, values.data(), 0, static_cast<int32_t>(values.size()),
+                             0);
             }
             F::carryHidden(record.state, fresh.state);
             EXPECT_TRUE(record.run(5) == fresh.run(5));

@@ -10,18 +10,24 @@
 
 namespace merlo {
 
-// Tests the arguments of an accessor and calls move(element of the record, element of buf) for each
-// element of the clipped range. Nothing is moved if a status is returned.
-template <class Move>
-inline int32_t forEachElement(const double* array, const double* buf, int32_t length, int32_t start,
-                              int32_t count, int32_t reversed, Move move) {
+// How many elements an accessor moves, or the status that refuses the call.
+inline int32_t elementsInReach(const double* array, const double* buf, int32_t length,
+                               int32_t start, int32_t count) {
     if (array == nullptr || buf == nullptr) {
         return STS_NULL_PTR;
     }
     if (count < 1 || start >= length || start < 0) {
         return STS_BAD_SIZE;
     }
-    const int32_t n = std::min(length - start, count);
+    return std::min(length - start, count);
+}
+
+// Calls move(element of the record, element of buf) for each element in reach; nothing is moved if a
+// status is returned.
+template <class Move>
+inline int32_t forEachElement(const double* array, const double* buf, int32_t length, int32_t start,
+                              int32_t count, int32_t reversed, Move move) {
+    const int32_t n = elementsInReach(array, buf, length, start, count);
     for (int32_t i = 0; i < n; ++i) {
         move(start + i, reversed != 0 ? n - 1 - i : i);
     }

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 namespace merlo {
 
@@ -41,7 +42,7 @@ template <int32_t kVectors, class Beside>
     Lanes sum[kVectors] = {};
     for (int32_t k = 0; k < order; ++k) {
         asm volatile("" ::: "memory");
-#pragma GCC unroll 8
+#pragma GCC unroll 16
         for (int32_t v = 0; v < kVectors; ++v) {
             sum[v] += load<Lanes>(newest + k + v * kLanes) * coef[k];
         }
@@ -52,7 +53,7 @@ template <int32_t kVectors, class Beside>
     for (int32_t k = order; k < kOutputs; ++k) {
         beside();
     }
-#pragma GCC unroll 8
+#pragma GCC unroll 16
     for (int32_t v = 0; v < kVectors; ++v) {
         store(backwards(sum[v]), out + (kVectors - 1 - v) * kLanes);
     }
@@ -63,10 +64,14 @@ template <class Beside>
 [[gnu::always_inline]] inline void filterStraight(const double* coef, int32_t order,
                                                   const double* samples, double* out, int32_t n,
                                                   Beside& beside) {
-    constexpr int32_t kWide = 8;
+    // As many accumulators as the registers hold beside what else runs in the loop.
+    constexpr int32_t kWide = std::is_empty_v<Beside> ? 12 : 8;
     int32_t i = 0;
     for (; n - i >= kWide * kLanes; i += kWide * kLanes) {
         sideBySide<kWide>(coef, order, samples - i - kWide * kLanes, out + i, beside);
+    }
+    for (; n - i >= 4 * kLanes; i += 4 * kLanes) {
+        sideBySide<4>(coef, order, samples - i - 4 * kLanes, out + i, beside);
     }
     for (; n - i >= kLanes; i += kLanes) {
         sideBySide<1>(coef, order, samples - i - kLanes, out + i, beside);

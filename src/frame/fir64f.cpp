@@ -49,7 +49,7 @@ void fir64fFree(fir64fState* state) {
     state->order = 0;
 }
 
-double fir64fFilter(fir64fState* state, double x) { return filterStep(state, x); }
+double fir64fFilter(fir64fState* state, double x) { return filterStep<chainDotSettled>(state, x); }
 
 double fir64fLCFilter(const fir64fState* state) {
     return dot64f(state->delayLine, state->coef, state->order);

@@ -30,6 +30,27 @@ inline double chainDot(const double* a, const double* b, int32_t n, double sum) 
     return sum;
 }
 
+// The same for coefficients that stand still: they are loaded in pairs, which leaves the second load
+// of every tap to the samples. (Samples come into the line one by one, and a pair of them would wait
+// for two stores; so would coefficients that the last step has changed.)
+inline double chainDotSettled(const double* samples, const double* coef, int32_t n, double sum) {
+    using Pair = double __attribute__((vector_size(16)));
+    int32_t i = 0;
+    for (; i + 2 <= n; i += 2) {
+        Pair c;
+        __builtin_memcpy(&c, coef + i, sizeof c);
+#ifndef __clang__ // gcc takes the pair apart again unless it loses sight of it
+        asm volatile("" : "+X"(c));
+#endif
+        sum += samples[i] * c[0];
+        sum += samples[i + 1] * c[1];
+    }
+    if (i < n) {
+        sum += samples[i] * coef[i];
+    }
+    return sum;
+}
+
 // The same with b read from its end downward: sum += a[i] * bEnd[-1 - i].
 inline double chainDotRev(const double* a, const double* bEnd, int32_t n, double sum) {
 #pragma GCC unroll 4
@@ -43,21 +64,23 @@ inline double chainDotRev(const double* a, const double* bEnd, int32_t n, double
 inline double dot64f(const double* a, const double* b, int32_t n) { return chainDot(a, b, n, 0.0); }
 
 // Sum of coef[k] times the k-th element from `head` on, in tap order; 0 <= head < lineLen,
-// n <= lineLen. The element at `head` itself meets coef[0].
+// n <= lineLen. The element at `head` itself meets coef[0]. kChain is how a run is summed up.
+template <auto kChain = chainDot>
 inline double dotCirc64f(const double* line, const double* coef, int32_t lineLen, int32_t n,
                          int32_t head) {
     double sum = 0.0;
     forEachRun(lineLen, n, head, [&](int32_t position, int32_t tap, int32_t length) {
-        sum = chainDot(line + position, coef + tap, length, sum);
+        sum = kChain(line + position, coef + tap, length, sum);
     });
     return sum;
 }
 
 // Stores x at the head, returns the dot product from there and leaves the head one step back.
+template <auto kChain = chainDot>
 inline double insertDotCirc64f(double x, double* line, const double* coef, int32_t lineLen,
                                int32_t n, int32_t* head) {
     const int32_t position = insertSample(x, line, lineLen, head);
-    return dotCirc64f(line, coef, lineLen, n, position);
+    return dotCirc64f<kChain>(line, coef, lineLen, n, position);
 }
 
 // insertDotCirc64f with the coefficients from their end: the newest sample meets coef[n-1].

@@ -9,9 +9,11 @@ namespace merlo {
 
 // Walks n elements from `position` upward as two plain runs, the second from the start of the array:
 // run(first position of the run, number of elements walked before it, length).
-// 0 <= position < lineLen, n <= lineLen; a run may be empty.
+// 0 <= position < lineLen, n <= lineLen; a run may be empty. Inlined at any cost: a sum that both runs
+// add to must not leave its register.
 template <class Run>
-inline void forEachRun(int32_t lineLen, int32_t n, int32_t position, Run run) {
+[[gnu::always_inline]] inline void forEachRun(int32_t lineLen, int32_t n, int32_t position,
+                                              Run run) {
     const int32_t first = std::min(lineLen - position, n);
     run(position, 0, first);
     run(0, first, n - first);

@@ -5,7 +5,6 @@
 #include "merlo64f.h"
 #include "ring_line.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -28,10 +27,13 @@ class StraightLine {
 
     // Takes a copy of the next samples, 1 <= length <= kChunk. Returns p such that p[-1 - i + k] is
     // the sample k steps before in[i], 0 <= k < order.
-    const double* append(const double* in, int32_t length) {
+    const double* append(const double* __restrict in, int32_t length) {
         std::memmove(samples_ + kChunk, newest(), bytes(order_));
         appended_ = length;
-        std::reverse_copy(in, in + length, samples_ + (kChunk - length));
+        double* __restrict const chunk = samples_ + (kChunk - length);
+        for (int32_t i = 0; i < length; ++i) {
+            chunk[i] = in[length - 1 - i];
+        }
         return samples_ + kChunk;
     }
 

@@ -33,11 +33,11 @@ inline void releaseTapsAndRing(State* state) {
     release(state->delayLine);
 }
 
-// One step that does not adapt.
-template <class State>
+// x enters the line, and the output is formed.
+template <auto kChain = chainDot, class State>
 inline double filterStep(State* state, double x) {
-    return insertDotCirc64f(x, state->delayLine, state->coef, state->order, state->order,
-                            &state->head);
+    return insertDotCirc64f<kChain>(x, state->delayLine, state->coef, state->order, state->order,
+                                    &state->head);
 }
 
 template <class State>

@@ -89,7 +89,9 @@ double lms64fLCFilterUpdateSignSign(lms64fState* state, double d) {
     return linearStep<SignSignRule>(state, d);
 }
 
-double lms64fFilterOnly(lms64fState* state, double x) { return filterStep(state, x); }
+double lms64fFilterOnly(lms64fState* state, double x) {
+    return filterStep<chainDotSettled>(state, x);
+}
 
 double lms64fLCFilterOnly(const lms64fState* state) {
     return dot64f(state->delayLine, state->coef, state->order);

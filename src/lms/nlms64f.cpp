@@ -63,7 +63,7 @@ double nlms64fLCFilterUpdate(nlms64fState* state, double d) {
 }
 
 double nlms64fFilterOnly(nlms64fState* state, double x) {
-    const double y = filterStep(state, x);
+    const double y = filterStep<chainDotSettled>(state, x);
     state->power = smoothPower<DoubleWeights>(state->power, x);
     return y;
 }

@@ -23,7 +23,7 @@ struct SingleWeights {
 
 template <class Weights>
 inline double smoothPower(double power, double x) {
-    if (x == 0.0 && isFaint(power)) {
+    if (isFaint(power) && x == 0.0) {
         return scaleFaint(Weights::keep, power);
     }
     return Weights::keep * power + Weights::gain * (x * x);

@@ -11,6 +11,14 @@ namespace merlo {
 
 inline double sgn(double v) { return v >= 0.0 ? 1.0 : -1.0; }
 
+// sgn(e) * magnitude as a select of lanes: the sign of an error is a coin that no branch predictor
+// knows, and compilers make a branch of the scalar form.
+inline double withSign(double e, double magnitude) {
+    using Pair = double __attribute__((vector_size(16)));
+    const Pair signs = Pair{e, e} >= Pair{0.0, 0.0} ? Pair{1.0, 1.0} : Pair{-1.0, -1.0};
+    return magnitude * signs[0];
+}
+
 // Widrow and Hoff 1960
 struct PlainRule {
     static double gain(double mu, double e) { return mu * e; }
@@ -19,7 +27,7 @@ struct PlainRule {
 
 // Gersho 1984
 struct SignErrorRule {
-    static double gain(double mu, double e) { return mu * sgn(e); }
+    static double gain(double mu, double e) { return withSign(e, mu); }
     static double term(double g, double x) { return g * x; }
 };
 
@@ -31,7 +39,7 @@ struct SignRegressorRule {
 
 // Lucky 1966
 struct SignSignRule {
-    static double gain(double mu, double e) { return mu * sgn(e); }
+    static double gain(double mu, double e) { return withSign(e, mu); }
     static double term(double g, double x) { return sgn(x) * g; }
 };
 

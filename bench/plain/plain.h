@@ -1,0 +1,43 @@
+// The plain way: what a host writes without the library, a straightforward loop over the formula.
+// Each function stands beside the operation of the same name and works on the same record.
+// They live in files of their own, so that no call is folded into a timed loop.
+#pragma once
+
+#include "adjlms64f.h"
+#include "blms64f.h"
+#include "bnlms64f.h"
+#include "fir64f.h"
+#include "fxlms64f.h"
+#include "lms64f.h"
+#include "nlms64f.h"
+
+namespace plain {
+
+double fir64fFilter(fir64fState* state, double x);
+double fir64fLCFilter(const fir64fState* state);
+
+double lms64fFilterUpdate(lms64fState* state, double x, double d);
+double lms64fFilterUpdateSignErr(lms64fState* state, double x, double d);
+double lms64fFilterUpdateSignReg(lms64fState* state, double x, double d);
+double lms64fFilterUpdateSignSign(lms64fState* state, double x, double d);
+double lms64fLCFilterUpdate(lms64fState* state, double d);
+double lms64fLCFilterUpdateSignErr(lms64fState* state, double d);
+double lms64fLCFilterUpdateSignReg(lms64fState* state, double d);
+double lms64fLCFilterUpdateSignSign(lms64fState* state, double d);
+double lms64fFilterOnly(lms64fState* state, double x);
+double lms64fLCFilterOnly(const lms64fState* state);
+
+double nlms64fFilterUpdate(nlms64fState* state, double x, double d);
+double nlms64fFilterOnly(nlms64fState* state, double x);
+
+double fxlms64fFilterUpdate(fxlms64fState* state, double x, double d);
+double adjlms64fFilterUpdate(adjlms64fState* state, double x, double d);
+
+void blms64fFilterUpdate(blms64fState* state, const double* x, const double* d, double* y,
+                         double* e);
+void blms64fFilterOnly(blms64fState* state, const double* x, double* y);
+void bnlms64fFilterUpdate(bnlms64fState* state, const double* x, const double* d, double* y,
+                          double* e);
+void bnlms64fFilterOnly(bnlms64fState* state, const double* x, double* y);
+
+} // namespace plain

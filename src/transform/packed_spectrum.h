@@ -1,0 +1,108 @@
+// Arithmetic on packed spectra. A spectrum of `bins` bins lies in n = 2 * (bins - 1) doubles: slot 0
+// is bin 0 and slot 1 bin n/2, both real; slots 2k and 2k+1 are the real and imaginary part of bin k.
+// A power array is plain: power[k] belongs to bin k, and that of slot 1 stands at power[bins-1].
+// All return STS_NULL_PTR, with nothing touched, if an array is null. bins >= 2.
+#pragma once
+
+#include "merlo64f.h"
+
+#include <cstdint>
+
+namespace merlo {
+
+// power = squared magnitude of each bin of spec
+inline int32_t powerSpecPacked64f(const double* spec, double* power, int32_t bins) {
+    if (spec == nullptr || power == nullptr) {
+        return STS_NULL_PTR;
+    }
+    for (int32_t k = 1; k < bins - 1; ++k) {
+        power[k] = spec[2 * k] * spec[2 * k] + spec[2 * k + 1] * spec[2 * k + 1];
+    }
+    power[0] = spec[0] * spec[0];
+    power[bins - 1] = spec[1] * spec[1];
+    return STS_OK;
+}
+
+// Conjugates spec; the two real bins stay.
+inline int32_t conjPackedIp64f(double* spec, int32_t bins) {
+    if (spec == nullptr) {
+        return STS_NULL_PTR;
+    }
+    for (int32_t k = 1; k < bins - 1; ++k) {
+        spec[2 * k + 1] = -spec[2 * k + 1];
+    }
+    return STS_OK;
+}
+
+// dst = conjugate of src
+inline int32_t conjPacked64f(const double* src, double* dst, int32_t bins) {
+    if (src == nullptr || dst == nullptr) {
+        return STS_NULL_PTR;
+    }
+    dst[0] = src[0];
+    dst[1] = src[1];
+    for (int32_t k = 1; k < bins - 1; ++k) {
+        dst[2 * k] = src[2 * k];
+        dst[2 * k + 1] = -src[2 * k + 1];
+    }
+    return STS_OK;
+}
+
+// out = a * b bin by bin; out must overlap neither
+inline int32_t mulPacked64f(const double* a, const double* b, double* __restrict out,
+                            int32_t bins) {
+    if (a == nullptr || b == nullptr || out == nullptr) {
+        return STS_NULL_PTR;
+    }
+    for (int32_t k = 1; k < bins - 1; ++k) {
+        out[2 * k] = a[2 * k] * b[2 * k] - a[2 * k + 1] * b[2 * k + 1];
+        out[2 * k + 1] = a[2 * k] * b[2 * k + 1] + a[2 * k + 1] * b[2 * k];
+    }
+    out[0] = a[0] * b[0];
+    out[1] = a[1] * b[1];
+    return STS_OK;
+}
+
+// acc += a * b bin by bin; acc must overlap neither
+inline int32_t macPacked64f(const double* a, const double* b, double* __restrict acc,
+                            int32_t bins) {
+    if (a == nullptr || b == nullptr || acc == nullptr) {
+        return STS_NULL_PTR;
+    }
+    for (int32_t k = 1; k < bins - 1; ++k) {
+        acc[2 * k] += a[2 * k] * b[2 * k] - a[2 * k + 1] * b[2 * k + 1];
+        acc[2 * k + 1] += a[2 * k] * b[2 * k + 1] + a[2 * k + 1] * b[2 * k];
+    }
+    acc[0] += a[0] * b[0];
+    acc[1] += a[1] * b[1];
+    return STS_OK;
+}
+
+// Multiplies `pairs` pairs of slots by s; a whole spectrum has bins - 1 of them.
+inline int32_t scaleCplxIp64f(double s, double* spec, int32_t pairs) {
+    if (spec == nullptr) {
+        return STS_NULL_PTR;
+    }
+    for (int64_t i = 0; i < 2 * int64_t{pairs}; ++i) {
+        spec[i] = s * spec[i];
+    }
+    return STS_OK;
+}
+
+// Divides each bin of spec by eps plus its power.
+inline int32_t normPackedIp64f(const double* power, double eps, double* __restrict spec,
+                               int32_t bins) {
+    if (power == nullptr || spec == nullptr) {
+        return STS_NULL_PTR;
+    }
+    for (int32_t k = 1; k < bins - 1; ++k) {
+        const double divisor = eps + power[k];
+        spec[2 * k] = spec[2 * k] / divisor;
+        spec[2 * k + 1] = spec[2 * k + 1] / divisor;
+    }
+    spec[0] = spec[0] / (eps + power[0]);
+    spec[1] = spec[1] / (eps + power[bins - 1]);
+    return STS_OK;
+}
+
+} // namespace merlo

@@ -1,0 +1,226 @@
+// The transform-domain LMS filter, one sample per call: the whole line is transformed, the output is an
+// inner product of two packed spectra, and every bin adapts with a step over its own smoothed power.
+// With X the spectrum of the line: y = sum of C * X over all bins, mirror bins included,
+// C += (mu * err / (power + 1e-6)) * X.
+// Source: Narayan, Peterson and Narasimha 1983, Transform domain LMS algorithm.
+// Departs from the textbook in the transform, which is unscaled, and in mirror bins counting twice in
+// the output: mu is stable up to somewhat below 2 / fftLen.
+#include "tdlms64f.h"
+
+#include "accessors.h"
+#include "kernels.h"
+#include "lifecycle.h"
+#include "overlap_save.h"
+#include "packed_spectrum.h"
+#include "ring_line.h"
+
+#include <algorithm>
+
+using namespace merlo;
+
+namespace {
+
+// Single-precision values, widened: 0.9800000190734863, 0.019999999552965164 and
+// 9.999999974752427e-07. The first two do not quite add up to 1.
+constexpr double kPowerKeep = 0.98f;
+constexpr double kPowerGain = 0.02f;
+constexpr double kRegulariser = 1e-6f;
+
+template <class Provide>
+int32_t setUp(tdlms64fState* state, int32_t order, double mu, int32_t* fftTable,
+              const double* fftTwiddles, Provide provide) {
+    order = std::min<int32_t>(order, MAX_TAPS);
+    if (fftTwiddles == nullptr || fftTable == nullptr) {
+        return fail(state, STS_NULL_PTR);
+    }
+    const int32_t fftLen = order < 1 ? 0 : transformLength(order - 1);
+    if (fftLen == 0) {
+        return fail(state, STS_BAD_SIZE);
+    }
+    const int32_t bins = fftLen / 2 + 1;
+    if (const int32_t status =
+            provide({{&state->coef, fftLen}, {&state->delayLine, 2 * fftLen + 2 * bins}});
+        status != STS_OK) {
+        return fail(state, status);
+    }
+    state->order = order;
+    state->fftLen = fftLen;
+    state->bins = bins;
+    state->mu = mu;
+    state->invScale = 2.0 / fftLen;
+    state->head = fftLen - 1;
+    state->frame = state->delayLine + fftLen;
+    state->powerAvg = state->frame + fftLen;
+    state->powerInst = state->powerAvg + bins;
+    state->fftTwiddles = fftTwiddles;
+    state->fftTable = fftTable;
+    return set64f(1.0, state->powerAvg, bins);
+}
+
+// The ring line as a spectrum in frame, newest sample first; `newest` is its position.
+void ringSpectrum(const tdlms64fState* state, int32_t newest) {
+    forEachRun(state->fftLen, state->fftLen, newest,
+               [=](int32_t position, int32_t age, int32_t length) {
+                   copy64f(state->delayLine + position, state->frame + age, length);
+               });
+    toSpectrum(state, state->frame);
+}
+
+void linearSpectrum(const tdlms64fState* state) {
+    copy64f(state->delayLine, state->frame, state->fftLen);
+    toSpectrum(state, state->frame);
+}
+
+// The inner product of the two spectra; the complex bins stand for their mirror bins too.
+double output(const tdlms64fState* state) {
+    const double* const c = state->coef;
+    const double* const x = state->frame;
+    double sum = 0.0;
+    for (int32_t k = 1; k < state->bins - 1; ++k) {
+        sum += 2 * (c[2 * k + 1] * x[2 * k + 1] + c[2 * k] * x[2 * k]);
+    }
+    sum += c[0] * x[0];
+    sum += c[1] * x[1];
+    return sum;
+}
+
+void smoothPowers(const tdlms64fState* state) {
+    powerSpecPacked64f(state->frame, state->powerInst, state->bins);
+    smooth64f(kPowerGain, state->powerInst, kPowerKeep, state->powerAvg, state->bins);
+}
+
+// frame holds the spectrum; returns the output from before the update.
+double adapt(tdlms64fState* state, double d) {
+    const double y = output(state);
+    state->err = d - y;
+    smoothPowers(state);
+    const double g = state->err * state->mu;
+    double* __restrict const c = state->coef;
+    const double* const x = state->frame;
+    const double* const power = state->powerAvg;
+    const int32_t last = state->bins - 1;
+    c[0] += (g / (power[0] + kRegulariser)) * x[0];
+    c[1] += (g / (power[last] + kRegulariser)) * x[1];
+    for (int32_t k = 1; k < last; ++k) {
+        const double t = g / (power[k] + kRegulariser);
+        c[2 * k] += t * x[2 * k];
+        c[2 * k + 1] += t * x[2 * k + 1];
+    }
+    return y;
+}
+
+// The taps that the accessors show: the spectrum may hold one fewer than `order`, or more.
+int32_t tapsInReach(const tdlms64fState* state) { return std::min(state->order, state->fftLen); }
+
+// Runs move(element of coef, slot of buf) on the taps in the time domain, where a tap is fftLen times
+// its element.
+template <class Move>
+int32_t accessTaps(const tdlms64fState* state, const double* buf, int32_t start, int32_t count,
+                   int32_t reversed, Move move) {
+    const int32_t length = tapsInReach(state);
+    const int32_t n = elementsInReach(state->coef, buf, length, start, count);
+    if (n < 0) {
+        return n;
+    }
+    toTime(state, state->coef);
+    scaleIp64f(state->invScale, state->coef, state->fftLen);
+    forEachElement(state->coef, buf, length, start, count, reversed, move);
+    toSpectrum(state, state->coef);
+    return n;
+}
+
+} // namespace
+
+int32_t tdlms64fInit(tdlms64fState* state, int32_t order, double mu, int32_t* fftTable,
+                     const double* fftTwiddles) {
+    return setUp(state, order, mu, fftTable, fftTwiddles, fromHeap);
+}
+
+int32_t tdlms64fInitStatic(tdlms64fState* state, int32_t order, double mu, double* coefBuf,
+                           double* workBuf, int32_t* fftTable, const double* fftTwiddles) {
+    return setUp(state, order, mu, fftTable, fftTwiddles, FromHost(coefBuf, workBuf));
+}
+
+void tdlms64fFree(tdlms64fState* state) {
+    release(state->delayLine);
+    release(state->coef);
+    state->order = 0;
+}
+
+double tdlms64fFilterUpdate(tdlms64fState* state, double x, double d) {
+    ringSpectrum(state, insertSample(x, state->delayLine, state->fftLen, &state->head));
+    return adapt(state, d);
+}
+
+double tdlms64fFilterOnly(tdlms64fState* state, double x) {
+    ringSpectrum(state, insertSample(x, state->delayLine, state->fftLen, &state->head));
+    smoothPowers(state);
+    return output(state);
+}
+
+double tdlms64fLCFilterUpdate(tdlms64fState* state, double d) {
+    linearSpectrum(state);
+    return adapt(state, d);
+}
+
+double tdlms64fLCFilterOnly(tdlms64fState* state) {
+    linearSpectrum(state);
+    smoothPowers(state);
+    return output(state);
+}
+
+int32_t tdlms64fReset(tdlms64fState* state) { return reset64f(state->coef, state->fftLen); }
+
+int32_t tdlms64fResetDelayLine(tdlms64fState* state) {
+    if (state->frame == nullptr || state->delayLine == nullptr) {
+        return STS_NULL_PTR;
+    }
+    reset64f(state->frame, state->fftLen);
+    return reset64f(state->delayLine, state->fftLen);
+}
+
+int32_t tdlms64fGetCoef(tdlms64fState* state, double* buf, int32_t start, int32_t count,
+                        int32_t reversed) {
+    return accessTaps(state, buf, start, count, reversed, [=](int32_t element, int32_t slot) {
+        buf[slot] = state->fftLen * state->coef[element];
+    });
+}
+
+int32_t tdlms64fSetCoef(tdlms64fState* state, const double* buf, int32_t start, int32_t count,
+                        int32_t reversed) {
+    return accessTaps(state, buf, start, count, reversed, [=](int32_t element, int32_t slot) {
+        state->coef[element] = buf[slot] / state->fftLen;
+    });
+}
+
+int32_t tdlms64fGetDelayLine(const tdlms64fState* state, double* buf, int32_t start, int32_t count,
+                             int32_t reversed) {
+    return readRing(state->delayLine, state->fftLen, state->head, state->fftLen, buf, start, count,
+                    reversed);
+}
+
+int32_t tdlms64fSetDelayLine(tdlms64fState* state, const double* buf, int32_t start, int32_t count,
+                             int32_t reversed) {
+    return writeRing(state->delayLine, state->fftLen, state->head, state->fftLen, buf, start, count,
+                     reversed);
+}
+
+int32_t tdlms64fResize(tdlms64fState* state, int32_t order) {
+    if (order == state->order) {
+        return STS_OK;
+    }
+    tdlms64fState next = *state;
+    if (const int32_t status =
+            tdlms64fInit(&next, order, state->mu, state->fftTable, state->fftTwiddles);
+        status != STS_OK) {
+        return status;
+    }
+    return replace(state, next, tdlms64fFree, [&] {
+        carryNewest(state->delayLine, state->fftLen, state->head, next.delayLine, next.fftLen,
+                    next.head);
+        carryPower(*state, next);
+        double* const taps = state->frame;
+        tdlms64fGetCoef(state, taps, 0, tapsInReach(state), 0);
+        return tdlms64fSetCoef(&next, taps, 0, std::min(tapsInReach(state), tapsInReach(&next)), 0);
+    });
+}
