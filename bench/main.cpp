@@ -8,5 +8,6 @@ int main(int argc, char** argv) {
     bench::registerNlms64f();
     bench::registerSecondaryPath();
     bench::registerBlock64f();
+    bench::registerBlockSpectral();
     return bench::run(argc, argv);
 }

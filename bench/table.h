@@ -40,18 +40,23 @@ Timed samples(int order, Step step) {
     };
 }
 
-// The same a block at a time: step(host, i) takes samples i .. i + kBlock - 1 and writes y itself.
+// The same a block at a time: step(host, i) takes samples i .. i + length - 1 and writes y itself.
 template <class Host, class Step>
-Timed blocks(int order, Step step) {
+Timed parts(int size, int length, Step step) {
     return [=](benchmark::State& run) {
-        const auto host = std::make_unique<Host>(order);
+        const auto host = std::make_unique<Host>(size);
         for (auto _ : run) {
-            for (int i = 0; i < kSamples; i += kBlock) {
+            for (int i = 0; i < kSamples; i += length) {
                 step(*host, i);
             }
             benchmark::ClobberMemory();
         }
     };
+}
+
+template <class Host, class Step>
+Timed blocks(int order, Step step) {
+    return parts<Host>(order, kBlock, step);
 }
 
 // One line of the table.
@@ -79,5 +84,6 @@ void registerLms64f();
 void registerNlms64f();
 void registerSecondaryPath();
 void registerBlock64f();
+void registerBlockSpectral();
 
 } // namespace bench

@@ -1,12 +1,13 @@
 // Linked with --wrap, so that the calls of every object in the program come by here.
 #include "heap.h"
 
+#include <atomic>
 #include <cstddef>
 
 namespace {
-int liveBlocks = 0;
-int callsSeen = 0;
-int countdown = 0;
+std::atomic<int> liveBlocks = 0;
+std::atomic<int> callsSeen = 0;
+std::atomic<int> countdown = 0;
 } // namespace
 
 extern "C" {

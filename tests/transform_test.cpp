@@ -15,6 +15,7 @@
 #include <complex>
 #include <numbers>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -471,6 +472,47 @@ TEST(Tdlms, HandWorkedValuesAndResizes) {
     tdlms64fGetCoef(&state, shown.data(), 0, 4, 0);
     EXPECT_NEAR(shown[0], 4 / (1.0000000186264515 + 9.999999974752427e-07), 1e-14);
     tdlms64fFree(&state);
+}
+
+// One twiddle table for all, a work table each: what eight threads compute is what one computes.
+TEST(Transforms, ShareTwiddlesAcrossThreads) {
+    const auto run = [](std::vector<int32_t> table) {
+        pbfdaf64fState pb;
+        bfdaf64fState bf;
+        tdlms64fState td;
+        Trace trace;
+        const double* const twiddles = tables.twiddles.data();
+        EXPECT_EQ(pbfdaf64fInit(&pb, 16, 16, 4, 0.01, 1, table.data(), twiddles), STS_OK);
+        EXPECT_EQ(bfdaf64fInit(&bf, 32, 16, 0.01, 1, table.data(), twiddles), STS_OK);
+        EXPECT_EQ(tdlms64fInit(&td, 16, 0.01, table.data(), twiddles), STS_OK);
+        Signal signal(1);
+        double x[16], d[16], y[16], e[16];
+        for (int block = 0; block < 200; ++block) {
+            signal.fill(x, 16);
+            signal.fill(d, 16);
+            pbfdaf64fFilterUpdate(&pb, x, d, y, e);
+            trace.add(y, 16);
+            bfdaf64fFilterUpdate(&bf, x, d, y, e);
+            trace.add(y, 16);
+            trace.add(tdlms64fFilterUpdate(&td, x[0], d[0]));
+        }
+        pbfdaf64fFree(&pb);
+        bfdaf64fFree(&bf);
+        tdlms64fFree(&td);
+        return trace;
+    };
+    const Trace alone = run(tables.table);
+    std::vector<Trace> traces(8);
+    std::vector<std::thread> threads;
+    for (Trace& trace : traces) {
+        threads.emplace_back([&] { trace = run(tables.table); });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    for (const Trace& trace : traces) {
+        EXPECT_TRUE(trace == alone);
+    }
 }
 
 TEST(PackedSpectrum, KeepsTheTwoRealBinsApart) {
