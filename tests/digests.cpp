@@ -99,7 +99,9 @@ bool check(const Expected& expected) {
 
 template <class... F>
 bool checkAll(testing::Types<F...>, const Expected& expected) {
-    return (check<F>(expected) & ... & true);
+    bool good = true;
+    ((good = check<F>(expected) && good), ...); // every family is checked and printed
+    return good;
 }
 
 } // namespace

@@ -39,7 +39,7 @@ inline double chainDotSettled(const double* samples, const double* coef, int32_t
     for (; i + 2 <= n; i += 2) {
         Pair c;
         __builtin_memcpy(&c, coef + i, sizeof c);
-#ifndef __clang__ // gcc takes the pair apart again unless it loses sight of it
+#if !defined(__clang__) && defined(__OPTIMIZE__) // else gcc takes the pair apart again
         asm volatile("" : "+X"(c));
 #endif
         sum += samples[i] * c[0];
