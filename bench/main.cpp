@@ -9,5 +9,6 @@ int main(int argc, char** argv) {
     bench::registerSecondaryPath();
     bench::registerBlock64f();
     bench::registerBlockSpectral();
+    bench::registerGradientLattice();
     return bench::run(argc, argv);
 }

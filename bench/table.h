@@ -85,5 +85,6 @@ void registerNlms64f();
 void registerSecondaryPath();
 void registerBlock64f();
 void registerBlockSpectral();
+void registerGradientLattice();
 
 } // namespace bench
