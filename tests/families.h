@@ -3,8 +3,10 @@
 #pragma once
 
 #include "adjlms64f.h"
+#include "bfdaf64f.h"
 #include "blms64f.h"
 #include "bnlms64f.h"
+#include "exact_tables.h"
 #include "fir64f.h"
 #include "fxlms64f.h"
 #include "lbpef64f.h"
@@ -12,7 +14,9 @@
 #include "lms64f.h"
 #include "lmslattice64f.h"
 #include "nlms64f.h"
+#include "pbfdaf64f.h"
 #include "signal.h"
+#include "tdlms64f.h"
 
 #include <gtest/gtest.h>
 
@@ -28,6 +32,7 @@ struct Accessor {
     double* State::*array;           // what they work on
     int32_t (*length)(const State&); // elements in reach
     bool whole = true;               // whether they are all that the array holds
+    double tolerance = 0.0;          // by which a value may change on its way in and out
 };
 
 // An array of a record, in the order in which they lie in the blocks of Init and InitStatic.
@@ -97,9 +102,16 @@ void blockOnly(State* s, Signal& in, Trace& out) {
     out.add(y.data(), s->blockLen);
 }
 
+// A getter that changes its record by rounding, in the shape of the others.
+template <auto get, class State>
+int32_t rounding(const State* s, double* buf, int32_t start, int32_t count, int32_t reversed) {
+    return get(const_cast<State*>(s), buf, start, count, reversed);
+}
+
 // What most families have in common; a family overrides what it does otherwise.
 struct Defaults {
     struct Lent {};                              // what the host lends to one record
+    static constexpr int32_t smallest = 1;       // order that is not refused
     static constexpr bool pointersFirst = false; // InitStatic tests its pointers before the sizes
     static constexpr bool testsRecord = false;   // a null record is refused by set-up and resets
     // Makes `to` equal in what a Resize keeps and no accessor shows; both are of the same sizes.
@@ -513,4 +525,131 @@ struct Lmslattice : Defaults {
     }
 };
 
-using Families = testing::Types<Fir, Lms, Nlms, Adj, Fx, Blms, Bnlms, Lbpef, Lfpef, Lmslattice>;
+// The tables that the host lends to a filter in the frequency domain.
+struct Spectral : Defaults {
+    struct Lent {
+        FftTables tables{128};
+        int32_t* table = tables.table.data();
+        const double* twiddles = tables.twiddles.data();
+    };
+    static constexpr int32_t limit = MAX_TAPS;
+    static constexpr bool pointersFirst = false; // the tables are, the buffers are not
+    static constexpr double rounding = 1e-12;
+};
+
+struct Bfdaf : Spectral {
+    using State = bfdaf64fState;
+    static constexpr const char* name = "bfdaf64f";
+    static constexpr int32_t blockLen = 9;
+
+    static int32_t init(State* s, int32_t order, Lent& lent) {
+        return bfdaf64fInit(s, order, blockLen, 0.01, 1, lent.table, lent.twiddles);
+    }
+    static int32_t initStatic(State* s, int32_t order, Lent& lent, double* const* buffers) {
+        return bfdaf64fInitStatic(s, order, blockLen, 0.01, 1, buffers[0], buffers[1], lent.table,
+                                  lent.twiddles);
+    }
+    static std::vector<ArrayOf<State>> arrays(int32_t order) {
+        const int32_t fftLen = 1 << nextPow2(order + blockLen - 1);
+        const int32_t bins = fftLen / 2 + 1;
+        return {{&State::coef, fftLen},           {&State::delayLine, fftLen - blockLen},
+                {&State::frame, fftLen, false},   {&State::outBuf, fftLen, false},
+                {&State::powerInst, bins, false}, {&State::powerAvg, bins, false}};
+    }
+    static void free(State* s) { bfdaf64fFree(s); }
+    static int32_t resize(State* s, int32_t order) { return bfdaf64fResize(s, order, blockLen); }
+
+    static std::vector<Accessor<State>> accessors() {
+        return {{"Coef", ::rounding<bfdaf64fGetCoef, State>, bfdaf64fSetCoef, &State::coef,
+                 orderOf<State>, true, rounding}};
+    }
+    static std::vector<ResetOf<State>> resets() {
+        return {{"Reset", bfdaf64fReset, {&State::coef}},
+                {"ResetDelayLine", bfdaf64fResetDelayLine, {&State::frame, &State::delayLine}}};
+    }
+    static std::vector<Operation<State>> operations() {
+        return {block<bfdaf64fFilterUpdate>, blockOnly<bfdaf64fFilterOnly>};
+    }
+};
+
+struct Pbfdaf : Spectral {
+    using State = pbfdaf64fState;
+    static constexpr const char* name = "pbfdaf64f";
+    static constexpr int32_t blockLen = 9, parts = 3;
+
+    static int32_t init(State* s, int32_t order, Lent& lent) {
+        return pbfdaf64fInit(s, order, blockLen, parts, 0.01, 1, lent.table, lent.twiddles);
+    }
+    static int32_t initStatic(State* s, int32_t order, Lent& lent, double* const* buffers) {
+        return pbfdaf64fInitStatic(s, order, blockLen, parts, 0.01, 1, buffers[0], buffers[1],
+                                   lent.table, lent.twiddles);
+    }
+    static std::vector<ArrayOf<State>> arrays(int32_t order) {
+        const int32_t fftLen = 1 << nextPow2(order + blockLen - 1);
+        return {{&State::coef, parts * fftLen},        {&State::delayLine, fftLen - blockLen},
+                {&State::ring, parts * fftLen, false}, {&State::outBuf, fftLen, false},
+                {&State::scratch, fftLen, false},      {&State::powerAvg, fftLen / 2 + 1, false}};
+    }
+    static void free(State* s) { pbfdaf64fFree(s); }
+    static int32_t resize(State* s, int32_t order) {
+        return pbfdaf64fResize(s, order, blockLen, parts);
+    }
+
+    static std::vector<Accessor<State>> accessors() {
+        return {{"Coef", ::rounding<pbfdaf64fGetCoef, State>, pbfdaf64fSetCoef, &State::coef,
+                 [](const State& s) { return s.order * s.partitions; }, true, rounding}};
+    }
+    static std::vector<ResetOf<State>> resets() {
+        return {{"Reset", pbfdaf64fReset, {&State::coef}},
+                {"ResetDelayLine", pbfdaf64fResetDelayLine, {&State::ring, &State::delayLine}}};
+    }
+    static std::vector<Operation<State>> operations() {
+        return {block<pbfdaf64fFilterUpdate>, blockOnly<pbfdaf64fFilterOnly>};
+    }
+};
+
+struct Tdlms : Spectral {
+    using State = tdlms64fState;
+    static constexpr const char* name = "tdlms64f";
+    static constexpr int32_t smallest = 3;
+
+    static int32_t init(State* s, int32_t order, Lent& lent) {
+        return tdlms64fInit(s, order, 0.01, lent.table, lent.twiddles);
+    }
+    static int32_t initStatic(State* s, int32_t order, Lent& lent, double* const* buffers) {
+        return tdlms64fInitStatic(s, order, 0.01, buffers[0], buffers[1], lent.table,
+                                  lent.twiddles);
+    }
+    static std::vector<ArrayOf<State>> arrays(int32_t order) {
+        const int32_t fftLen = 1 << nextPow2(order - 1);
+        return {{&State::coef, fftLen},
+                {&State::delayLine, fftLen},
+                {&State::frame, fftLen, false},
+                {&State::powerAvg, fftLen / 2 + 1, false},
+                {&State::powerInst, fftLen / 2 + 1, false}};
+    }
+    static void free(State* s) { tdlms64fFree(s); }
+    static int32_t resize(State* s, int32_t order) { return tdlms64fResize(s, order); }
+
+    static std::vector<Accessor<State>> accessors() {
+        return {{"Coef", ::rounding<tdlms64fGetCoef, State>, tdlms64fSetCoef, &State::coef,
+                 [](const State& s) { return std::min(s.order, s.fftLen); }, true, rounding},
+                {"DelayLine", tdlms64fGetDelayLine, tdlms64fSetDelayLine, &State::delayLine,
+                 [](const State& s) { return s.fftLen; }}};
+    }
+    static std::vector<ResetOf<State>> resets() {
+        return {{"Reset", tdlms64fReset, {&State::coef}},
+                {"ResetDelayLine", tdlms64fResetDelayLine, {&State::frame, &State::delayLine}}};
+    }
+    static std::vector<Operation<State>> operations() {
+        return {ring<tdlms64fFilterUpdate>, sample<tdlms64fFilterOnly>,
+                [](State* s, Signal& in, Trace& out) {
+                    insertSampleLinBuf64f(in.next(), s->delayLine, s->fftLen);
+                    out.add(tdlms64fLCFilterUpdate(s, in.next()));
+                },
+                still<tdlms64fLCFilterOnly>};
+    }
+};
+
+using Families = testing::Types<Fir, Lms, Nlms, Adj, Fx, Blms, Bnlms, Lbpef, Lfpef, Lmslattice,
+                                Bfdaf, Pbfdaf, Tdlms>;

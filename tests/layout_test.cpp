@@ -1,6 +1,7 @@
 // The records are public: a moved field breaks every host that was built before. Offsets on 64-bit
 // targets, field by field in order, then the size.
 #include "adjlms64f.h"
+#include "bfdaf64f.h"
 #include "blms64f.h"
 #include "bnlms64f.h"
 #include "fir64f.h"
@@ -10,6 +11,8 @@
 #include "lms64f.h"
 #include "lmslattice64f.h"
 #include "nlms64f.h"
+#include "pbfdaf64f.h"
+#include "tdlms64f.h"
 
 #include <gtest/gtest.h>
 
@@ -140,6 +143,65 @@ TEST(Layout, FieldsLieWhereHostsExpectThem) {
         AT(lmslattice64fState, power, 64),
         AT(lmslattice64fState, backErr, 72),
         SIZE(lmslattice64fState, 80),
+
+        AT(bfdaf64fState, order, 0),
+        AT(bfdaf64fState, blockLen, 4),
+        AT(bfdaf64fState, fftLen, 8),
+        AT(bfdaf64fState, bins, 12),
+        AT(bfdaf64fState, constrained, 16),
+        AT(bfdaf64fState, overlap, 20),
+        AT(bfdaf64fState, coefTail, 24),
+        AT(bfdaf64fState, powerGain, 32),
+        AT(bfdaf64fState, mu, 40),
+        AT(bfdaf64fState, invScale, 48),
+        AT(bfdaf64fState, delayLine, 56),
+        AT(bfdaf64fState, frame, 64),
+        AT(bfdaf64fState, coef, 72),
+        AT(bfdaf64fState, outBuf, 80),
+        AT(bfdaf64fState, powerAvg, 88),
+        AT(bfdaf64fState, powerInst, 96),
+        AT(bfdaf64fState, fftTwiddles, 104),
+        AT(bfdaf64fState, fftTable, 112),
+        SIZE(bfdaf64fState, 120),
+
+        AT(pbfdaf64fState, order, 0),
+        AT(pbfdaf64fState, blockLen, 4),
+        AT(pbfdaf64fState, partitions, 8),
+        AT(pbfdaf64fState, fftLen, 12),
+        AT(pbfdaf64fState, specLen, 16),
+        AT(pbfdaf64fState, bins, 20),
+        AT(pbfdaf64fState, constrained, 24),
+        AT(pbfdaf64fState, overlap, 28),
+        AT(pbfdaf64fState, coefTail, 32),
+        AT(pbfdaf64fState, powerGain, 40),
+        AT(pbfdaf64fState, ringPos, 48),
+        AT(pbfdaf64fState, mu, 56),
+        AT(pbfdaf64fState, invScale, 64),
+        AT(pbfdaf64fState, delayLine, 72),
+        AT(pbfdaf64fState, ring, 80),
+        AT(pbfdaf64fState, coef, 88),
+        AT(pbfdaf64fState, outBuf, 96),
+        AT(pbfdaf64fState, powerAvg, 104),
+        AT(pbfdaf64fState, scratch, 112),
+        AT(pbfdaf64fState, fftTwiddles, 120),
+        AT(pbfdaf64fState, fftTable, 128),
+        SIZE(pbfdaf64fState, 136),
+
+        AT(tdlms64fState, order, 0),
+        AT(tdlms64fState, fftLen, 4),
+        AT(tdlms64fState, bins, 8),
+        AT(tdlms64fState, mu, 16),
+        AT(tdlms64fState, err, 24),
+        AT(tdlms64fState, invScale, 32),
+        AT(tdlms64fState, head, 40),
+        AT(tdlms64fState, delayLine, 48),
+        AT(tdlms64fState, frame, 56),
+        AT(tdlms64fState, coef, 64),
+        AT(tdlms64fState, powerAvg, 72),
+        AT(tdlms64fState, powerInst, 80),
+        AT(tdlms64fState, fftTwiddles, 88),
+        AT(tdlms64fState, fftTable, 96),
+        SIZE(tdlms64fState, 104),
     };
     for (const auto& row : rows) {
         EXPECT_EQ(row.actual, row.expected) << row.what;
