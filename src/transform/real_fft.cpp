@@ -14,13 +14,16 @@
 namespace merlo {
 namespace {
 
-// One or two complex numbers side by side, real part first, as the target's registers allow.
+// Complex numbers, real part first: one, and as many side by side as the target's registers hold.
 using One = double __attribute__((vector_size(16)));
 #if __BIGGEST_ALIGNMENT__ >= 32
 using Wide = double __attribute__((vector_size(32)));
 #else
 using Wide = One;
 #endif
+
+template <class V>
+constexpr int32_t kLanes = sizeof(V) / sizeof(double);
 
 template <class V>
 inline V load(const double* from) {
@@ -35,17 +38,44 @@ inline void store(double* to, V v) {
 }
 
 template <class V>
-inline V swapParts(V v) {
-    if constexpr (sizeof(V) == sizeof(One)) {
-        return __builtin_shufflevector(v, v, 1, 0);
+inline V swapParts(V z) {
+    if constexpr (kLanes<V> == 2) {
+        return __builtin_shufflevector(z, z, 1, 0);
     } else {
-        return __builtin_shufflevector(v, v, 1, 0, 3, 2);
+        return __builtin_shufflevector(z, z, 1, 0, 3, 2);
+    }
+}
+
+template <class V>
+inline V realParts(V z) {
+    if constexpr (kLanes<V> == 2) {
+        return __builtin_shufflevector(z, z, 0, 0);
+    } else {
+        return __builtin_shufflevector(z, z, 0, 0, 2, 2);
+    }
+}
+
+template <class V>
+inline V imagParts(V z) {
+    if constexpr (kLanes<V> == 2) {
+        return __builtin_shufflevector(z, z, 1, 1);
+    } else {
+        return __builtin_shufflevector(z, z, 1, 1, 3, 3);
+    }
+}
+
+template <class V>
+inline V reversed(V z) { // the last number first
+    if constexpr (kLanes<V> == 2) {
+        return z;
+    } else {
+        return __builtin_shufflevector(z, z, 2, 3, 0, 1);
     }
 }
 
 template <class V>
 inline V spread(double re, double im) {
-    if constexpr (sizeof(V) == sizeof(One)) {
+    if constexpr (kLanes<V> == 2) {
         return V{re, im};
     } else {
         return V{re, im, re, im};
@@ -53,19 +83,33 @@ inline V spread(double re, double im) {
 }
 
 template <class V>
-inline V flip(V v, V signs) { // negative zeros flip, zeros leave alone
+inline V repeat(One z) {
+    if constexpr (kLanes<V> == 2) {
+        return z;
+    } else {
+        return __builtin_shufflevector(z, z, 0, 1, 0, 1);
+    }
+}
+
+template <class V>
+inline V flip(V v, V signs) { // changes signs where `signs` holds -0.0
     using Bits = decltype(v < v);
     return std::bit_cast<V>(std::bit_cast<Bits>(v) ^ std::bit_cast<Bits>(signs));
 }
 
 template <class V>
-inline V timesI(V v) {
-    return flip(swapParts(v), spread<V>(-0.0, 0.0));
+inline V negateReal(V z) {
+    return flip(z, spread<V>(-0.0, 0.0));
 }
 
 template <class V>
-inline V conjugate(V v) {
-    return flip(v, spread<V>(0.0, -0.0));
+inline V conjugate(V z) {
+    return flip(z, spread<V>(0.0, -0.0));
+}
+
+template <class V>
+inline V timesI(V z) {
+    return negateReal(swapParts(z));
 }
 
 // A factor held so that a product costs two multiplications and an addition:
@@ -74,120 +118,229 @@ template <class V>
 struct Factor {
     V re; // re, re
     V im; // -im, im
-    Factor(double r, double i) : re(spread<V>(r, r)), im(spread<V>(-i, i)) {}
+
+    explicit Factor(V t) : Factor(realParts(t), imagParts(t)) {}
+    Factor(V r, V i) : re(r), im(negateReal(i)) {}
     V operator*(V z) const { return re * z + im * swapParts(z); }
 };
 
+// Complex numbers with real and imaginary parts in vectors of their own, and factors likewise.
 template <class V>
-struct Quad {
-    V a0, a1, a2, a3;
+struct Apart {
+    V re, im;
+
+    Apart operator+(Apart z) const { return {re + z.re, im + z.im}; }
+    Apart operator-(Apart z) const { return {re - z.re, im - z.im}; }
+    Apart operator*(Apart z) const { return {re * z.re - im * z.im, re * z.im + im * z.re}; }
 };
 
-// The sums and differences that a radix-4 butterfly starts with.
 template <class V>
-inline Quad<V> crossSums(const double* a, int32_t l) {
-    const V a0 = load<V>(a);
-    const V a1 = load<V>(a + l);
-    const V a2 = load<V>(a + 2 * l);
-    const V a3 = load<V>(a + 3 * l);
-    return {a0 + a1, a0 - a1, a2 + a3, a2 - a3};
+inline Apart<V> timesI(Apart<V> z) {
+    return {-z.im, z.re};
+}
+
+// The elements of a radix-4 butterfly, and the factors of a block. t2 = t1^2, t3 = t1^3.
+template <class Z>
+struct Quad {
+    Z a0, a1, a2, a3;
+};
+
+template <class T>
+struct Factors {
+    T t1, t2, t3;
+};
+
+// The sums and differences that a butterfly starts with: a0 + a1, a0 - a1, a2 + a3, a2 - a3.
+template <class Z>
+inline Quad<Z> crossSums(const Quad<Z>& a) {
+    return {a.a0 + a.a1, a.a0 - a.a1, a.a2 + a.a3, a.a2 - a.a3};
+}
+
+template <class Z, class T>
+inline Quad<Z> butterfly(const Quad<Z>& a, const Factors<T>& t) {
+    const auto [s0, s1, s2, s3] = crossSums(a);
+    const Z turned = timesI(s3);
+    return {s0 + s2, t.t1 * (s1 + turned), t.t2 * (s0 - s2), t.t3 * (s1 - turned)};
 }
 
 // Block 0 of a stage: all factors are 1.
-template <class V, bool conjugated = false>
-inline void butterflyOne(double* a, int32_t l) {
-    const auto [s0, s1, s2, s3] = crossSums<V>(a, l);
-    const V turned = timesI(s3);
-    const auto put = [](double* to, V v) { store(to, conjugated ? conjugate(v) : v); };
-    put(a, s0 + s2);
-    put(a + l, s1 + turned);
-    put(a + 2 * l, s0 - s2);
-    put(a + 3 * l, s1 - turned);
+template <class Z>
+inline Quad<Z> butterflyOne(const Quad<Z>& a) {
+    const auto [s0, s1, s2, s3] = crossSums(a);
+    const Z turned = timesI(s3);
+    return {s0 + s2, s1 + turned, s0 - s2, s1 - turned};
 }
 
 // Block 1: factors (1 + i) r, i, (-1 + i) r with r = cos(pi/4).
-template <class V>
-inline void butterflyEighth(double* a, int32_t l, double r) {
-    const auto [s0, s1, s2, s3] = crossSums<V>(a, l);
-    const V turned = timesI(s3);
-    const V z1 = s1 + turned;
-    const V z3 = s1 - turned;
-    store(a, s0 + s2);
-    store(a + l, r * (z1 + timesI(z1)));
-    store(a + 2 * l, timesI(s0 - s2));
-    store(a + 3 * l, r * (timesI(z3) - z3));
+template <class Z>
+inline Quad<Z> butterflyEighth(const Quad<Z>& a, double r) {
+    const auto [s0, s1, s2, s3] = crossSums(a);
+    const Z turned = timesI(s3);
+    const Z z1 = s1 + turned;
+    const Z z3 = s1 - turned;
+    return {s0 + s2, r * (z1 + timesI(z1)), timesI(s0 - s2), r * (timesI(z3) - z3)};
 }
 
-// The three factors of a block. t2 = t1^2, t3 = t1^3 follows from them.
 template <class V>
-struct Factors {
-    Factor<V> t1, t2, t3;
-    Factors(double r1, double i1, double r2, double i2)
-        : t1(r1, i1), t2(r2, i2), t3(r1 - 2 * i2 * i1, 2 * i2 * r1 - i1) {}
-};
-
-template <class V>
-inline void butterfly(double* a, int32_t l, const Factors<V>& t) {
-    const auto [s0, s1, s2, s3] = crossSums<V>(a, l);
-    const V turned = timesI(s3);
-    store(a, s0 + s2);
-    store(a + l, t.t1 * (s1 + turned));
-    store(a + 2 * l, t.t2 * (s0 - s2));
-    store(a + 3 * l, t.t3 * (s1 - turned));
+inline Quad<V> loadQuad(const double* a, int32_t l) {
+    return {load<V>(a), load<V>(a + l), load<V>(a + 2 * l), load<V>(a + 3 * l)};
 }
 
-// A radix-4 stage of stride l, in floats: blocks of 4 l floats, in pairs; n >= 8 l.
 template <class V>
-inline void radix4Stage(int32_t n, int32_t l, double* a, const double* w) {
-    constexpr int32_t step = sizeof(V) / sizeof(double);
-    for (int32_t j = 0; j < l; j += step) {
-        butterflyOne<V>(a + j, l);
-    }
-    for (int32_t j = 0; j < l; j += step) {
-        butterflyEighth<V>(a + 4 * l + j, l, w[2]);
-    }
-    const double* half = w + 2; // W(q)
-    const double* full = w + 4; // W(2q), W(2q + 1)
-    for (double* block = a + 8 * l; block < a + n; block += 8 * l, half += 2, full += 4) {
-        const Factors<V> even(full[0], full[1], half[0], half[1]);
-        const Factors<V> odd(full[2], full[3], -half[1], half[0]);
-        for (int32_t j = 0; j < l; j += step) {
-            butterfly<V>(block + j, l, even);
+inline void storeQuad(double* a, int32_t l, const Quad<V>& quad) {
+    store(a, quad.a0);
+    store(a + l, quad.a1);
+    store(a + 2 * l, quad.a2);
+    store(a + 3 * l, quad.a3);
+}
+
+// t1^3 = (r1 - 2 i2 i1, 2 i2 r1 - i1), made once per block.
+template <class V>
+inline Factors<Factor<V>> blockFactors(One t1, One t2) {
+    const One twice = 2.0 * imagParts(t2);
+    const One t3 = conjugate(t1) + negateReal(twice * swapParts(t1));
+    return {Factor<V>(repeat<V>(t1)), Factor<V>(repeat<V>(t2)), Factor<V>(repeat<V>(t3))};
+}
+
+inline void transpose(One* rows) {
+    const One a = rows[0];
+    const One b = rows[1];
+    rows[0] = __builtin_shufflevector(a, b, 0, 2);
+    rows[1] = __builtin_shufflevector(a, b, 1, 3);
+}
+
+#if __BIGGEST_ALIGNMENT__ >= 32
+inline void transpose(Wide* rows) {
+    const Wide a = __builtin_shufflevector(rows[0], rows[1], 0, 4, 2, 6);
+    const Wide b = __builtin_shufflevector(rows[0], rows[1], 1, 5, 3, 7);
+    const Wide c = __builtin_shufflevector(rows[2], rows[3], 0, 4, 2, 6);
+    const Wide d = __builtin_shufflevector(rows[2], rows[3], 1, 5, 3, 7);
+    rows[0] = __builtin_shufflevector(a, c, 0, 1, 4, 5);
+    rows[1] = __builtin_shufflevector(b, d, 0, 1, 4, 5);
+    rows[2] = __builtin_shufflevector(a, c, 2, 3, 6, 7);
+    rows[3] = __builtin_shufflevector(b, d, 2, 3, 6, 7);
+}
+#endif
+
+// The blocks b, b + 1, ... of the first stage side by side, a lane each; b is even and not 0.
+template <class V>
+inline void firstStageBlocks(double* a, const double* w, int32_t b) {
+    constexpr int32_t lanes = kLanes<V>;
+    V t[2]; // W(b), W(b + 1), ...
+    V column[8];
+    double* const block = a + 8 * b;
+    for (int32_t part = 0; part < 8; part += lanes) {
+        for (int32_t lane = 0; lane < lanes; ++lane) {
+            column[part + lane] = load<V>(block + 8 * lane + part);
         }
-        for (int32_t j = 0; j < l; j += step) {
-            butterfly<V>(block + 4 * l + j, l, odd);
+        transpose(column + part);
+    }
+    V signs;
+    if constexpr (lanes == 2) {
+        t[0] = load<V>(w + 2 * b);
+        t[1] = load<V>(w + 2 * b + 2);
+        transpose(t);
+        signs = V{0.0, -0.0};
+    } else {
+        const V t01 = load<V>(w + 2 * b);
+        const V t23 = load<V>(w + 2 * b + 4);
+        t[0] = __builtin_shufflevector(t01, t23, 0, 2, 4, 6);
+        t[1] = __builtin_shufflevector(t01, t23, 1, 3, 5, 7);
+        signs = V{0.0, -0.0, 0.0, -0.0};
+    }
+    // W(q) for an even block, i W(q) for an odd one.
+    const V half = load<V>(w + b);
+    const Apart<V> t1{t[0], t[1]};
+    const Apart<V> t2{flip(half, signs), swapParts(half)};
+    const V twice = 2.0 * t2.im;
+    const Apart<V> t3{t1.re - twice * t1.im, twice * t1.re - t1.im};
+    const Factors<Apart<V>> factors{t1, t2, t3};
+    const Quad<Apart<V>> in{{column[0], column[1]},
+                            {column[2], column[3]},
+                            {column[4], column[5]},
+                            {column[6], column[7]}};
+    const Quad<Apart<V>> out = butterfly(in, factors);
+    V result[8] = {out.a0.re, out.a0.im, out.a1.re, out.a1.im,
+                   out.a2.re, out.a2.im, out.a3.re, out.a3.im};
+    for (int32_t part = 0; part < 8; part += lanes) {
+        transpose(result + part);
+        for (int32_t lane = 0; lane < lanes; ++lane) {
+            store(block + 8 * lane + part, result[part + lane]);
         }
     }
 }
 
-void firstStage64f(int32_t n, double* a, const double* w) { radix4Stage<One>(n, 2, a, w); }
+// The radix-4 stage of stride 2; n >= 16.
+void firstStage64f(int32_t n, double* a, const double* w) {
+    storeQuad(a, 2, butterflyOne(loadQuad<One>(a, 2)));
+    storeQuad(a + 8, 2, butterflyEighth(loadQuad<One>(a + 8, 2), w[2]));
+    if (n >= 32) {
+        firstStageBlocks<One>(a, w, 2);
+    }
+    for (int32_t b = 4; 8 * b < n; b += kLanes<Wide>) {
+        firstStageBlocks<Wide>(a, w, b);
+    }
+}
 
+// A radix-4 stage of stride l, in floats: blocks of 4 l floats, in pairs; l >= 8, n >= 8 l.
 void middleStage64f(int32_t n, int32_t l, double* a, const double* w) {
-    radix4Stage<Wide>(n, l, a, w);
+    constexpr int32_t step = kLanes<Wide>;
+    for (int32_t j = 0; j < l; j += step) {
+        storeQuad(a + j, l, butterflyOne(loadQuad<Wide>(a + j, l)));
+    }
+    a += 4 * l;
+    for (int32_t j = 0; j < l; j += step) {
+        storeQuad(a + j, l, butterflyEighth(loadQuad<Wide>(a + j, l), w[2]));
+    }
+    const int32_t blocks = n / (4 * l);
+    for (int32_t b = 2; b < blocks; ++b) {
+        a += 4 * l;
+        const One half = load<One>(w + (b & ~1));
+        const auto t = blockFactors<Wide>(load<One>(w + 2 * b), b % 2 == 0 ? half : timesI(half));
+        for (int32_t j = 0; j < l; j += step) {
+            storeQuad(a + j, l, butterfly(loadQuad<Wide>(a + j, l), t));
+        }
+    }
+}
+
+template <bool conjugated, class V>
+inline V finished(V z) {
+    return conjugated ? conjugate(z) : z;
+}
+
+// The last stage, whose factors are all 1: radix 4 if 4 l == n, radix 2 if 2 l == n.
+template <bool conjugated, class V>
+inline void lastStage(int32_t n, int32_t l, double* a) {
+    if (4 * l == n) {
+        for (int32_t j = 0; j < l; j += kLanes<V>) {
+            const auto [a0, a1, a2, a3] = butterflyOne(loadQuad<V>(a + j, l));
+            storeQuad<V>(a + j, l,
+                         {finished<conjugated>(a0), finished<conjugated>(a1),
+                          finished<conjugated>(a2), finished<conjugated>(a3)});
+        }
+    } else {
+        for (int32_t j = 0; j < l; j += kLanes<V>) {
+            const V a0 = load<V>(a + j);
+            const V a1 = load<V>(a + j + l);
+            store(a + j, finished<conjugated>(a0 + a1));
+            store(a + j + l, finished<conjugated>(a0 - a1));
+        }
+    }
 }
 
 // From bit-reversed to natural order; the inverse direction wants the result conjugated.
 template <bool conjugated>
-void cplxTransform(int32_t n, double* a, const double* w) {
-    int32_t l = 2;
-    if (n > 8) {
-        firstStage64f(n, a, w);
-        for (l = 8; 4 * l < n; l *= 4) {
-            middleStage64f(n, l, a, w);
-        }
+inline void cplxTransform(int32_t n, double* a, const double* w) {
+    if (n <= 8) {
+        lastStage<conjugated, One>(n, 2, a);
+        return;
     }
-    if (4 * l == n) {
-        for (int32_t j = 0; j < l; j += 2) {
-            butterflyOne<One, conjugated>(a + j, l);
-        }
-    } else {
-        for (int32_t j = 0; j < l; j += 2) {
-            const One sum = load<One>(a + j) + load<One>(a + j + l);
-            const One difference = load<One>(a + j) - load<One>(a + j + l);
-            store(a + j, conjugated ? conjugate(sum) : sum);
-            store(a + j + l, conjugated ? conjugate(difference) : difference);
-        }
+    firstStage64f(n, a, w);
+    int32_t l = 8;
+    for (; 4 * l < n; l *= 4) {
+        middleStage64f(n, l, a, w);
     }
+    lastStage<conjugated, Wide>(n, l, a);
 }
 
 void cplxFwd64f(int32_t n, double* a, const double* w) { cplxTransform<false>(n, a, w); }
@@ -238,44 +391,64 @@ void bitReverse64f(int32_t n, int32_t* work, double* a) {
     }
 }
 
-// Separates the spectrum of a real sequence from that of its even and odd samples taken as real and
-// imaginary parts.
-void realFwdPost64f(int32_t n, double* a, int32_t cosLen, const double* c) {
-    const int32_t h = n / 2;
-    const int32_t ks = 2 * cosLen / h;
-    for (int32_t j = 2, kk = ks; j < h; j += 2, kk += ks) {
-        const int32_t k = n - j;
-        const double wr = 0.5 - c[cosLen - kk];
-        const double wi = c[kk];
-        const double xr = a[j] - a[k];
-        const double xi = a[j + 1] + a[k + 1];
-        const double yr = wr * xr - wi * xi;
-        const double yi = wr * xi + wi * xr;
-        a[j] -= yr;
-        a[j + 1] -= yi;
-        a[k] += yr;
-        a[k + 1] -= yi;
+// c[0], c[0], c[step], c[step], ...
+template <class V>
+inline V doubled(const double* c, int32_t step) {
+    if constexpr (kLanes<V> == 2) {
+        return V{c[0], c[0]};
+    } else {
+        return V{c[0], c[0], c[step], c[step]};
     }
 }
 
-void realBwdPre64f(int32_t n, double* a, int32_t cosLen, const double* c) {
+// Separates the spectrum of a real sequence from that of its even and odd samples taken as real and
+// imaginary parts, or the other way round, at the elements j, j + 2, ... and their mirror images.
+template <bool inverse, class V>
+inline void separate(double* near, double* far, V wr, V wi) {
+    far -= kLanes<V> - 2;
+    const V aj = load<V>(near);
+    const V ak = reversed(load<V>(far));
+    const V x = aj - conjugate(ak);
+    if constexpr (inverse) {
+        const V y = Factor<V>(wr, -wi) * x;
+        store(near, conjugate(aj) - conjugate(y));
+        store(far, reversed(conjugate(ak) + y));
+    } else {
+        const V y = Factor<V>(wr, wi) * x;
+        store(near, aj - y);
+        store(far, reversed(ak + conjugate(y)));
+    }
+}
+
+template <bool inverse>
+inline void realStep(int32_t n, double* a, int32_t cosLen, const double* c) {
     const int32_t h = n / 2;
     const int32_t ks = 2 * cosLen / h;
-    a[1] = -a[1];
-    for (int32_t j = 2, kk = ks; j < h; j += 2, kk += ks) {
-        const int32_t k = n - j;
-        const double wr = 0.5 - c[cosLen - kk];
-        const double wi = c[kk];
-        const double xr = a[j] - a[k];
-        const double xi = a[j + 1] + a[k + 1];
-        const double yr = wr * xr + wi * xi;
-        const double yi = wr * xi - wi * xr;
-        a[j] -= yr;
-        a[j + 1] = yi - a[j + 1];
-        a[k] += yr;
-        a[k + 1] = yi - a[k + 1];
+    int32_t j = 2;
+    int32_t kk = ks;
+    const auto step = [&]<class V>(V) {
+        const V wr = 0.5 - doubled<V>(c + cosLen - kk, -ks);
+        const V wi = doubled<V>(c + kk, ks);
+        separate<inverse>(a + j, a + n - j, wr, wi);
+        j += kLanes<V>;
+        kk += kLanes<V> / 2 * ks;
+    };
+    while (j + kLanes<Wide> <= h) {
+        step(Wide{});
     }
-    a[h + 1] = -a[h + 1];
+    while (j < h) {
+        step(One{});
+    }
+}
+
+void realFwdPost64f(int32_t n, double* a, int32_t cosLen, const double* c) {
+    realStep<false>(n, a, cosLen, c);
+}
+
+void realBwdPre64f(int32_t n, double* a, int32_t cosLen, const double* c) {
+    store(a, conjugate(load<One>(a)));
+    realStep<true>(n, a, cosLen, c);
+    store(a + n / 2, conjugate(load<One>(a + n / 2)));
 }
 
 } // namespace
@@ -292,12 +465,10 @@ void realFft64f(int32_t n, int32_t sign, double* a, int32_t* fftTable, const dou
         } else if (n == 4) {
             cplxFwd64f(4, a, fftTwiddles);
         }
-        const double difference = a[0] - a[1];
-        a[0] = a[0] + a[1];
-        a[1] = difference;
+        store(a, One{a[0] + a[1], a[0] - a[1]});
     } else {
-        a[1] = 0.5 * (a[0] - a[1]);
-        a[0] = a[0] - a[1];
+        const double highest = 0.5 * (a[0] - a[1]);
+        store(a, One{a[0] - highest, highest});
         if (n > 4) {
             realBwdPre64f(n, a, cosLen, cosines);
             bitReverse64f(n, fftTable + 2, a);
