@@ -7,10 +7,14 @@
 // spectra are conjugate to the usual ones, and the inverse lacks a factor 2/n.
 #include "real_fft.h"
 
+#include <array>
 #include <bit>
 #include <cstring>
 #include <utility>
 
+#ifndef FUSE
+#define FUSE 16
+#endif
 namespace merlo {
 namespace {
 
@@ -29,6 +33,16 @@ template <class V>
 inline V load(const double* from) {
     V v;
     std::memcpy(&v, from, sizeof v);
+    return v;
+}
+
+// For what is shuffled next: gcc would take the load apart into two of halves.
+template <class V>
+inline V loadWhole(const double* from) {
+    V v = load<V>(from);
+#if !defined(__clang__) && defined(__x86_64__)
+    asm("" : "+x"(v));
+#endif
     return v;
 }
 
@@ -127,7 +141,7 @@ struct Factor {
 // Complex numbers with real and imaginary parts in vectors of their own, and factors likewise.
 template <class V>
 struct Apart {
-    V re, im;
+    V re{}, im{};
 
     Apart operator+(Apart z) const { return {re + z.re, im + z.im}; }
     Apart operator-(Apart z) const { return {re - z.re, im - z.im}; }
@@ -203,8 +217,8 @@ inline Factors<Factor<V>> blockFactors(One t1, One t2) {
 }
 
 inline void transpose(One* rows) {
-    const One a = rows[0];
-    const One b = rows[1];
+    One a = rows[0];
+    One b = rows[1];
     rows[0] = __builtin_shufflevector(a, b, 0, 2);
     rows[1] = __builtin_shufflevector(a, b, 1, 3);
 }
@@ -231,14 +245,14 @@ inline void firstStageBlocks(double* a, const double* w, int32_t b) {
     double* const block = a + 8 * b;
     for (int32_t part = 0; part < 8; part += lanes) {
         for (int32_t lane = 0; lane < lanes; ++lane) {
-            column[part + lane] = load<V>(block + 8 * lane + part);
+            column[part + lane] = loadWhole<V>(block + 8 * lane + part);
         }
         transpose(column + part);
     }
     V signs;
     if constexpr (lanes == 2) {
-        t[0] = load<V>(w + 2 * b);
-        t[1] = load<V>(w + 2 * b + 2);
+        t[0] = loadWhole<V>(w + 2 * b);
+        t[1] = loadWhole<V>(w + 2 * b + 2);
         transpose(t);
         signs = V{0.0, -0.0};
     } else {
@@ -328,6 +342,15 @@ inline void lastStage(int32_t n, int32_t l, double* a) {
     }
 }
 
+inline int32_t stages(int32_t n, double* a, const double* w) {
+    firstStage64f(n, a, w);
+    int32_t l = 8;
+    for (; 4 * l < n; l *= 4) {
+        middleStage64f(n, l, a, w);
+    }
+    return l;
+}
+
 // From bit-reversed to natural order; the inverse direction wants the result conjugated.
 template <bool conjugated>
 inline void cplxTransform(int32_t n, double* a, const double* w) {
@@ -335,12 +358,12 @@ inline void cplxTransform(int32_t n, double* a, const double* w) {
         lastStage<conjugated, One>(n, 2, a);
         return;
     }
-    firstStage64f(n, a, w);
-    int32_t l = 8;
-    for (; 4 * l < n; l *= 4) {
-        middleStage64f(n, l, a, w);
+    const int32_t l = stages(n, a, w);
+    if (n <= 32) { // a wide load would wait for the narrow stores before it
+        lastStage<conjugated, One>(n, l, a);
+    } else {
+        lastStage<conjugated, Wide>(n, l, a);
     }
-    lastStage<conjugated, Wide>(n, l, a);
 }
 
 void cplxFwd64f(int32_t n, double* a, const double* w) { cplxTransform<false>(n, a, w); }
@@ -353,8 +376,49 @@ inline void swapPairs(double* a, int32_t j, int32_t k) {
     store(a + k, at);
 }
 
+// The swaps for a short length, as positions of the pairs.
+template <int32_t n>
+constexpr auto kSwaps = [] {
+    constexpr int32_t bits = std::countr_zero(uint32_t{n / 2});
+    constexpr int32_t count = (n / 2 - (1 << (bits + 1) / 2)) / 2; // all but the palindromes
+    std::array<std::array<uint8_t, 2>, count> swaps{};
+    int32_t found = 0;
+    for (int32_t j = 0; j < n / 2; ++j) {
+        int32_t k = 0;
+        for (int32_t bit = 0; bit < bits; ++bit) {
+            k |= (j >> bit & 1) << (bits - 1 - bit);
+        }
+        if (j < k) {
+            swaps[found++] = {static_cast<uint8_t>(2 * j), static_cast<uint8_t>(2 * k)};
+        }
+    }
+    return swaps;
+}();
+
+template <int32_t n>
+inline void bitReverseShort(double* a) {
+#pragma GCC unroll 8
+    for (const auto [j, k] : kSwaps<n>) {
+        swapPairs(a, j, k);
+    }
+}
+
 // Brings the n/2 complex elements into bit-reversed order by swaps; work is an index table.
 void bitReverse64f(int32_t n, int32_t* work, double* a) {
+    switch (n) {
+    case 8:
+        return bitReverseShort<8>(a);
+    case 16:
+        return bitReverseShort<16>(a);
+    case 32:
+        return bitReverseShort<32>(a);
+    case 64:
+        return bitReverseShort<64>(a);
+    case 128:
+        return bitReverseShort<128>(a);
+    default:
+        break;
+    }
     int32_t l = n;
     int32_t m = 1;
     work[0] = 0;
@@ -402,21 +466,18 @@ inline V doubled(const double* c, int32_t step) {
 }
 
 // Separates the spectrum of a real sequence from that of its even and odd samples taken as real and
-// imaginary parts, or the other way round, at the elements j, j + 2, ... and their mirror images.
+// imaginary parts, or the other way round, at an element and its mirror image.
 template <bool inverse, class V>
-inline void separate(double* near, double* far, V wr, V wi) {
-    far -= kLanes<V> - 2;
-    const V aj = load<V>(near);
-    const V ak = reversed(load<V>(far));
-    const V x = aj - conjugate(ak);
+inline void separate(V& near, V& far, V wr, V wi) {
+    const V x = near - conjugate(far);
     if constexpr (inverse) {
         const V y = Factor<V>(wr, -wi) * x;
-        store(near, conjugate(aj) - conjugate(y));
-        store(far, reversed(conjugate(ak) + y));
+        near = conjugate(near) - conjugate(y);
+        far = conjugate(far) + y;
     } else {
         const V y = Factor<V>(wr, wi) * x;
-        store(near, aj - y);
-        store(far, reversed(ak + conjugate(y)));
+        near -= y;
+        far += conjugate(y);
     }
 }
 
@@ -429,7 +490,12 @@ inline void realStep(int32_t n, double* a, int32_t cosLen, const double* c) {
     const auto step = [&]<class V>(V) {
         const V wr = 0.5 - doubled<V>(c + cosLen - kk, -ks);
         const V wi = doubled<V>(c + kk, ks);
-        separate<inverse>(a + j, a + n - j, wr, wi);
+        double* const mirror = a + n - j - (kLanes<V> - 2);
+        V near = load<V>(a + j);
+        V far = reversed(load<V>(mirror));
+        separate<inverse>(near, far, wr, wi);
+        store(a + j, near);
+        store(mirror, reversed(far));
         j += kLanes<V>;
         kk += kLanes<V> / 2 * ks;
     };
@@ -437,6 +503,86 @@ inline void realStep(int32_t n, double* a, int32_t cosLen, const double* c) {
         step(Wide{});
     }
     while (j < h) {
+        step(One{});
+    }
+}
+
+template <int32_t radix, class V>
+inline void lastButterfly(V (&z)[radix]) {
+    if constexpr (radix == 2) {
+        const V sum = z[0] + z[1];
+        z[1] = z[0] - z[1];
+        z[0] = sum;
+    } else {
+        const auto [a0, a1, a2, a3] = butterflyOne<V>({z[0], z[1], z[2], z[3]});
+        z[0] = a0;
+        z[1] = a1;
+        z[2] = a2;
+        z[3] = a3;
+    }
+}
+
+template <int32_t radix>
+inline void lastStageAndPost(int32_t n, double* a, int32_t cosLen, const double* c) {
+    const int32_t l = n / radix;
+    const int32_t s = cosLen / (radix / 2); // l in the cosine area
+    const int32_t ks = 2 * s / l;
+    constexpr int32_t pairs = radix / 2;
+    {
+        One z[radix];
+        for (int32_t i = 0; i < radix; ++i) {
+            z[i] = load<One>(a + i * l);
+        }
+        lastButterfly<radix>(z);
+        if constexpr (radix == 4) {
+            separate<false>(z[1], z[3], 0.5 - doubled<One>(c + s, 0), doubled<One>(c + s, 0));
+        }
+        for (int32_t i = 0; i < radix; ++i) {
+            store(a + i * l, z[i]);
+        }
+        double* const m = a + l / 2;
+        for (int32_t i = 0; i < radix; ++i) {
+            z[i] = load<One>(m + i * l);
+        }
+        lastButterfly<radix>(z);
+        for (int32_t i = 0; i < pairs; ++i) {
+            separate<false>(z[i], z[radix - 1 - i], 0.5 - doubled<One>(c + (pairs - i) * s - s / 2, 0),
+                            doubled<One>(c + i * s + s / 2, 0));
+        }
+        for (int32_t i = 0; i < radix; ++i) {
+            store(m + i * l, z[i]);
+        }
+    }
+    int32_t j = 2;
+    int32_t kk = ks;
+    const auto step = [&]<class V>(V) {
+        double* const up = a + j;
+        double* const down = a + l - j - (kLanes<V> - 2);
+        V near[radix];
+        V far[radix];
+        for (int32_t i = 0; i < radix; ++i) {
+            near[i] = load<V>(up + i * l);
+            far[i] = reversed(load<V>(down + i * l));
+        }
+        lastButterfly<radix>(near);
+        lastButterfly<radix>(far);
+        for (int32_t i = 0; i < pairs; ++i) {
+            V wi = doubled<V>(c + i * s + kk, ks);
+            V wr = doubled<V>(c + (pairs - i) * s - kk, -ks);
+            separate<false>(near[i], far[radix - 1 - i], 0.5 - wr, wi);
+            separate<false>(far[pairs - 1 - i], near[pairs + i], 0.5 - wi, wr);
+        }
+        for (int32_t i = 0; i < radix; ++i) {
+            store(up + i * l, near[i]);
+            store(down + i * l, reversed(far[i]));
+        }
+        j += kLanes<V>;
+        kk += kLanes<V> / 2 * ks;
+    };
+    while (j + kLanes<Wide> <= l / 2) {
+        step(Wide{});
+    }
+    while (j < l / 2) {
         step(One{});
     }
 }
@@ -460,8 +606,16 @@ void realFft64f(int32_t n, int32_t sign, double* a, int32_t* fftTable, const dou
     if (sign < 0) {
         if (n > 4) {
             bitReverse64f(n, fftTable + 2, a);
-            cplxFwd64f(n, a, fftTwiddles);
-            realFwdPost64f(n, a, cosLen, cosines);
+            if (n >= FUSE) {
+                if (4 * stages(n, a, fftTwiddles) == n) {
+                    lastStageAndPost<4>(n, a, cosLen, cosines);
+                } else {
+                    lastStageAndPost<2>(n, a, cosLen, cosines);
+                }
+            } else {
+                cplxFwd64f(n, a, fftTwiddles);
+                realFwdPost64f(n, a, cosLen, cosines);
+            }
         } else if (n == 4) {
             cplxFwd64f(4, a, fftTwiddles);
         }
