@@ -8,5 +8,6 @@ int main(int argc, char** argv) {
     bench::registerNlms64f();
     bench::registerSecondaryPath();
     bench::registerBlock64f();
+    bench::registerRealFft64f();
     return bench::run(argc, argv);
 }

@@ -79,5 +79,6 @@ void registerLms64f();
 void registerNlms64f();
 void registerSecondaryPath();
 void registerBlock64f();
+void registerRealFft64f();
 
 } // namespace bench
