@@ -58,9 +58,9 @@ Timed fftw(int32_t n, int32_t sign) {
         const auto buffers = std::make_unique<Buffers>();
         double* const a = buffers->a;
         auto* const bins = reinterpret_cast<fftw_complex*>(a);
-        const fftw_plan plan = sign < 0 ? fftw_plan_dft_r2c_1d(n, a, bins, FFTW_ESTIMATE)
-                                        : fftw_plan_dft_c2r_1d(n, bins, a, FFTW_ESTIMATE);
-        const size_t length = static_cast<size_t>(sign < 0 ? n : n + 2);
+        auto* const plan = sign < 0 ? fftw_plan_dft_r2c_1d(n, a, bins, FFTW_ESTIMATE)
+                                    : fftw_plan_dft_c2r_1d(n, bins, a, FFTW_ESTIMATE);
+        const auto length = static_cast<size_t>(sign < 0 ? n : n + 2);
         for (auto _ : run) {
             for (int i = 0; i < kCalls; ++i) {
                 std::memcpy(a, buffers->x, length * sizeof(double));

@@ -112,7 +112,7 @@ class Error { // relative, root of the mean square
         errors_ += difference * difference;
         values_ += static_cast<double>(exact * exact);
     }
-    double rms() const { return std::sqrt(errors_ / values_); }
+    [[nodiscard]] double rms() const { return std::sqrt(errors_ / values_); }
 
   private:
     double errors_ = 0.0;

@@ -93,7 +93,7 @@ inline V lastFirst(V z) {
 // Changes the sign of the parts where `signs` holds -0.0.
 template <class V>
 inline V flip(V z, One signs) {
-    using Bits = decltype(z < z);
+    using Bits = decltype(z < V{});
     return std::bit_cast<V>(std::bit_cast<Bits>(z) ^ std::bit_cast<Bits>(repeat<V>(signs)));
 }
 
@@ -507,9 +507,8 @@ template <bool inverse>
 inline void realStep(int32_t n, double* a, int32_t cosLen, const double* c) {
     const int32_t h = n / 2;
     const int32_t ks = cosineStep(n, cosLen);
-    int32_t j = 2;
-    int32_t kk = ks;
-    const auto sideBySide = [&]<class V>(V) {
+    const auto sideBySide = [=]<class V>(int32_t j, V) {
+        const int32_t kk = j / 2 * ks;
         double* const up = a + j;
         double* const down = a + n - j - (kLanes<V> - 2);
         V near = load<V>(up);
@@ -523,14 +522,13 @@ inline void realStep(int32_t n, double* a, int32_t cosLen, const double* c) {
         }
         store(up, near);
         store(down, lastFirst(far));
-        j += kLanes<V>;
-        kk += kLanes<V> / 2 * ks;
     };
-    while (j + kLanes<Wide> <= h) {
-        sideBySide(Wide{});
+    int32_t j = 2;
+    for (; j + kLanes<Wide> <= h; j += kLanes<Wide>) {
+        sideBySide(j, Wide{});
     }
-    while (j < h) {
-        sideBySide(One{});
+    for (; j < h; j += kLanes<One>) {
+        sideBySide(j, One{});
     }
 }
 
@@ -571,9 +569,8 @@ inline void lastStageAndPost(int32_t n, double* a, int32_t cosLen, const double*
     storeColumn(a + l / 2, l, z);
 
     const int32_t ks = cosineStep(n, cosLen);
-    int32_t j = 2;
-    int32_t kk = ks;
-    const auto sideBySide = [&]<class V>(V) {
+    const auto sideBySide = [=]<class V>(int32_t j, V) {
+        const int32_t kk = j / 2 * ks;
         double* const up = a + j;
         double* const down = a + l - j - (kLanes<V> - 2);
         V near[radix];
@@ -596,14 +593,13 @@ inline void lastStageAndPost(int32_t n, double* a, int32_t cosLen, const double*
         }
         storeColumn(up, l, near);
         storeColumn(down, l, far);
-        j += kLanes<V>;
-        kk += kLanes<V> / 2 * ks;
     };
-    while (j + kLanes<Wide> <= l / 2) {
-        sideBySide(Wide{});
+    int32_t j = 2;
+    for (; j + kLanes<Wide> <= l / 2; j += kLanes<Wide>) {
+        sideBySide(j, Wide{});
     }
-    while (j < l / 2) {
-        sideBySide(One{});
+    for (; j < l / 2; j += kLanes<One>) {
+        sideBySide(j, One{});
     }
 }
 
