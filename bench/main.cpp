@@ -10,5 +10,6 @@ int main(int argc, char** argv) {
     bench::registerBlock64f();
     bench::registerBlockSpectral();
     bench::registerGradientLattice();
+    bench::registerRealFft64f();
     return bench::run(argc, argv);
 }

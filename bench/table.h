@@ -86,5 +86,6 @@ void registerSecondaryPath();
 void registerBlock64f();
 void registerBlockSpectral();
 void registerGradientLattice();
+void registerRealFft64f();
 
 } // namespace bench
