@@ -21,6 +21,10 @@ namespace {
 using namespace complex;
 using complex::timesI; // beside the one for parts apart
 
+// Up to this length the passes follow one another so closely that a wide load would have to wait for
+// the narrow stores before it.
+constexpr int32_t kNarrow = 32;
+
 // Complex numbers, or factors, with the real and the imaginary parts in a vector of their own.
 template <class V>
 struct Apart {
@@ -271,7 +275,7 @@ inline void lastStage(int32_t n, int32_t l, double* a) {
 template <bool conjugated>
 inline void cplxTransform(int32_t n, double* a, const double* w) {
     const int32_t l = n > 8 ? stagesBeforeLast(n, a, w) : 2;
-    if (n <= 32) { // a wide load would have to wait for the narrow stores of the first stage
+    if (n <= kNarrow) {
         lastStage<conjugated, One>(n, l, a);
     } else {
         lastStage<conjugated, Wide>(n, l, a);
@@ -421,7 +425,7 @@ inline void realStep(int32_t n, double* a, int32_t cosLen, const double* c) {
         store(down, lastFirst(far));
     };
     int32_t j = 2;
-    for (; j + kLanes<Wide> <= h; j += kLanes<Wide>) {
+    for (; n > kNarrow && j + kLanes<Wide> <= h; j += kLanes<Wide>) {
         sideBySide(j, Wide{});
     }
     for (; j < h; j += kLanes<One>) {
