@@ -15,6 +15,10 @@
 #include "lmslattice64f.h"
 #include "nlms64f.h"
 #include "pbfdaf64f.h"
+#include "rls64f.h"
+#include "rlslattice64f.h"
+#include "rlslbpef64f.h"
+#include "rlslfpef64f.h"
 #include "signal.h"
 #include "tdlms64f.h"
 
@@ -48,7 +52,8 @@ template <class State>
 struct ResetOf {
     const char* name;
     int32_t (*reset)(State*);
-    std::vector<double * State::*> clears; // arrays that become zero; everything else stays
+    std::vector<double * State::*> clears;       // arrays that become zero; everything else stays
+    double (*start)(double* State::*) = nullptr; // or this; then no pointer is tested
 };
 
 // One call of a filter operation, fed from the signal; its outputs and its error go to the trace.
@@ -371,7 +376,7 @@ struct Bnlms : Transversal<bnlms64fState> {
     }
 };
 
-// The two gradient lattices that predict: their functions differ in the name alone.
+// The gradient lattices that predict: their functions differ in the name alone.
 struct Pef : Defaults {
     static constexpr int32_t limit = MAX_PEF_STAGES;
     static constexpr double mu = 0.01;
@@ -619,5 +624,189 @@ struct Tdlms : Spectral {
     }
 };
 
+struct Rls : Defaults {
+    using State = rls64fState;
+    static constexpr const char* name = "rls64f";
+    static constexpr int32_t limit = MAX_TAPS;
+    static constexpr double lambda = 0.99, delta = 0.5;
+
+    static int32_t init(State* s, int32_t order, Lent&) {
+        return rls64fInit(s, order, lambda, delta);
+    }
+    static int32_t initStatic(State* s, int32_t order, Lent&, double* const* buffers) {
+        return rls64fInitStatic(s, order, lambda, delta, buffers[0], buffers[1]);
+    }
+    static std::vector<ArrayOf<State>> arrays(int32_t order) {
+        return {{&State::coef, order},
+                {&State::delayLine, order},
+                {&State::gain, order, false},
+                {&State::invCorr, order * (order + 1) / 2, false}};
+    }
+    static void free(State* s) { rls64fFree(s); }
+    static int32_t resize(State* s, int32_t order) { return rls64fResize(s, order); }
+    static void carryHidden(const State& from, State& to) {
+        std::copy_n(from.invCorr, from.order * (from.order + 1) / 2, to.invCorr);
+    }
+
+    static std::vector<Accessor<State>> accessors() {
+        return {{"Coef", rls64fGetCoef, rls64fSetCoef, &State::coef, orderOf<State>},
+                {"DelayLine", rls64fGetDelayLine, rls64fSetDelayLine, &State::delayLine,
+                 orderOf<State>}};
+    }
+    static std::vector<ResetOf<State>> resets() {
+        return {{"Reset", rls64fReset, {&State::coef}},
+                {"ResetDelayLine", rls64fResetDelayLine, {&State::delayLine}}};
+    }
+    static std::vector<Operation<State>> operations() {
+        return {ring<rls64fFilterUpdate>, linear<rls64fLCFilterUpdate>, sample<rls64fFilterOnly>,
+                still<rls64fLCFilterOnly>};
+    }
+};
+
+// The least-squares lattices; a family says what stands in its work block.
+template <class F, class S>
+struct LeastSquaresLattice : Defaults {
+    using State = S;
+    static constexpr bool pointersFirst = true;
+    static constexpr bool testsRecord = true;
+    static constexpr double lambda = 0.99;
+
+    static std::vector<ArrayOf<State>> arrays(int32_t order) {
+        std::vector<ArrayOf<State>> all = {{&State::coef, order},
+                                           {&State::bwdParcor, order, false},
+                                           {&State::fwdParcor, order, false}};
+        for (const auto field : F::work()) {
+            all.push_back({field, order, field == F::work().front()});
+        }
+        if constexpr (requires(State s) { s.inLine; }) {
+            all.push_back({&State::inLine, order + 1, false});
+        }
+        return all;
+    }
+    static void carryHidden(const State& from, State& to) {
+        for (const auto& array : arrays(from.order)) {
+            std::copy_n(from.*array.field, array.length, to.*array.field);
+        }
+    }
+    // Frozen steps before the last stage has settled can end in NaN; its energy settles at 33.
+    template <Operation<State> update, Operation<State> filter>
+    static void onceSettled(State* s, Signal& in, Trace& out) {
+        const double energy = s->bwdEnergy[s->order - 1];
+        (energy > 4.0 && energy < 100.0 ? filter : update)(s, in, out);
+    }
+    static double start(double* State::*field) {
+        const bool energy = field == &State::fwdEnergy || field == &State::bwdEnergy;
+        return energy ? 0.0010000000474974513 : field == &State::prevGamma ? 1.0 : 0.0;
+    }
+    static std::vector<ResetOf<State>> restart(int32_t (*reset)(State*)) {
+        std::vector<double * State::*> fields;
+        for (const auto& array : arrays(1)) {
+            fields.push_back(array.field);
+        }
+        return {{"Reset", reset, fields, start}};
+    }
+};
+
+struct Rlslattice : LeastSquaresLattice<Rlslattice, rlslattice64fState> {
+    static constexpr const char* name = "rlslattice64f";
+    static constexpr int32_t limit = MAX_TAPS;
+
+    static int32_t init(State* s, int32_t order, Lent&) {
+        return rlslattice64fInit(s, order, lambda);
+    }
+    static int32_t initStatic(State* s, int32_t order, Lent&, double* const* buffers) {
+        return rlslattice64fInitStatic(s, order, lambda, buffers[0], buffers[1]);
+    }
+    static std::vector<double * State::*> work() {
+        return {&State::delayLine, &State::bwdEnergy, &State::jointCorr,
+                &State::prevGamma, &State::crossCorr, &State::fwdEnergy};
+    }
+    static void free(State* s) { rlslattice64fFree(s); }
+    static int32_t resize(State* s, int32_t order) { return rlslattice64fResize(s, order); }
+
+    static std::vector<Accessor<State>> accessors() {
+        return {{"Coef", rlslattice64fGetCoef, nullptr, &State::coef, orderOf<State>},
+                {"ForwardParcors", rlslattice64fGetForwardParcors, nullptr, &State::fwdParcor,
+                 orderOf<State>},
+                {"BackwardParcors", rlslattice64fGetBackwardParcors, nullptr, &State::bwdParcor,
+                 orderOf<State>},
+                {"DelayLine", rlslattice64fGetDelayLine, rlslattice64fSetDelayLine,
+                 &State::delayLine, orderOf<State>}};
+    }
+    static std::vector<ResetOf<State>> resets() { return restart(rlslattice64fReset); }
+    static std::vector<Operation<State>> operations() {
+        constexpr Operation<State> update = ring<rlslattice64fFilterUpdate>;
+        return {update, onceSettled<update, sample<rlslattice64fFilterOnly>>};
+    }
+};
+
+struct Rlslbpef : LeastSquaresLattice<Rlslbpef, rlslbpef64fState> {
+    static constexpr const char* name = "rlslbpef64f";
+    static constexpr int32_t limit = MAX_PEF_STAGES;
+
+    static int32_t init(State* s, int32_t order, Lent&) {
+        return rlslbpef64fInit(s, order, lambda);
+    }
+    static int32_t initStatic(State* s, int32_t order, Lent&, double* const* buffers) {
+        return rlslbpef64fInitStatic(s, order, lambda, buffers[0], buffers[1]);
+    }
+    static std::vector<double * State::*> work() {
+        return {&State::delayLine, &State::bwdEnergy, &State::prevGamma, &State::crossCorr,
+                &State::fwdEnergy};
+    }
+    static void free(State* s) { rlslbpef64fFree(s); }
+    static int32_t resize(State* s, int32_t order) { return rlslbpef64fResize(s, order); }
+
+    static std::vector<Accessor<State>> accessors() {
+        return {{"Coef", rlslbpef64fGetCoef, nullptr, &State::coef, orderOf<State>},
+                {"ForwardParcors", rlslbpef64fGetForwardParcors, nullptr, &State::fwdParcor,
+                 orderOf<State>},
+                {"BackwardParcors", rlslbpef64fGetBackwardParcors, nullptr, &State::bwdParcor,
+                 orderOf<State>},
+                {"DelayLine", rlslbpef64fGetDelayLine, rlslbpef64fSetDelayLine, &State::delayLine,
+                 orderOf<State>}};
+    }
+    static std::vector<ResetOf<State>> resets() { return restart(rlslbpef64fReset); }
+    static std::vector<Operation<State>> operations() {
+        auto steps = Pef::steps<rlslbpef64fFilterUpdate, rlslbpef64fFilterOnly, State>();
+        steps.back() = onceSettled<own<rlslbpef64fFilterUpdate>, own<rlslbpef64fFilterOnly>>;
+        return steps;
+    }
+};
+
+struct Rlslfpef : LeastSquaresLattice<Rlslfpef, rlslfpef64fState> {
+    static constexpr const char* name = "rlslfpef64f";
+    static constexpr int32_t limit = MAX_PEF_STAGES;
+
+    static int32_t init(State* s, int32_t order, Lent&) {
+        return rlslfpef64fInit(s, order, lambda);
+    }
+    static int32_t initStatic(State* s, int32_t order, Lent&, double* const* buffers) {
+        return rlslfpef64fInitStatic(s, order, lambda, buffers[0], buffers[1]);
+    }
+    static std::vector<double * State::*> work() {
+        return {&State::delayLine, &State::bwdEnergy, &State::prevGamma, &State::crossCorr,
+                &State::fwdEnergy};
+    }
+    static void free(State* s) { rlslfpef64fFree(s); }
+    static int32_t resize(State* s, int32_t order) { return rlslfpef64fResize(s, order); }
+
+    static std::vector<Accessor<State>> accessors() {
+        return {{"Coef", rlslfpef64fGetCoef, nullptr, &State::coef, orderOf<State>},
+                {"ForwardParcors", rlslfpef64fGetForwardParcors, nullptr, &State::fwdParcor,
+                 orderOf<State>},
+                {"BackwardParcors", rlslfpef64fGetBackwardParcors, nullptr, &State::bwdParcor,
+                 orderOf<State>},
+                {"DelayLine", rlslfpef64fGetDelayLine, rlslfpef64fSetDelayLine, &State::delayLine,
+                 orderOf<State>}};
+    }
+    static std::vector<ResetOf<State>> resets() { return restart(rlslfpef64fReset); }
+    static std::vector<Operation<State>> operations() {
+        auto steps = Pef::steps<rlslfpef64fFilterUpdate, rlslfpef64fFilterOnly, State>();
+        steps.back() = onceSettled<own<rlslfpef64fFilterUpdate>, own<rlslfpef64fFilterOnly>>;
+        return steps;
+    }
+};
+
 using Families = testing::Types<Fir, Lms, Nlms, Adj, Fx, Blms, Bnlms, Lbpef, Lfpef, Lmslattice,
-                                Bfdaf, Pbfdaf, Tdlms>;
+                                Bfdaf, Pbfdaf, Tdlms, Rls, Rlslattice, Rlslbpef, Rlslfpef>;

@@ -12,6 +12,10 @@
 #include "lmslattice64f.h"
 #include "nlms64f.h"
 #include "pbfdaf64f.h"
+#include "rls64f.h"
+#include "rlslattice64f.h"
+#include "rlslbpef64f.h"
+#include "rlslfpef64f.h"
 #include "tdlms64f.h"
 
 #include <gtest/gtest.h>
@@ -202,6 +206,60 @@ TEST(Layout, FieldsLieWhereHostsExpectThem) {
         AT(tdlms64fState, fftTwiddles, 88),
         AT(tdlms64fState, fftTable, 96),
         SIZE(tdlms64fState, 104),
+
+        AT(rls64fState, order, 0),
+        AT(rls64fState, lambda, 8),
+        AT(rls64fState, invLambda, 16),
+        AT(rls64fState, err, 24),
+        AT(rls64fState, coef, 32),
+        AT(rls64fState, delayLine, 40),
+        AT(rls64fState, invCorr, 48),
+        AT(rls64fState, gain, 56),
+        SIZE(rls64fState, 64),
+
+        AT(rlslattice64fState, fwdEnergy, 0),
+        AT(rlslattice64fState, bwdEnergy, 8),
+        AT(rlslattice64fState, crossCorr, 16),
+        AT(rlslattice64fState, jointCorr, 24),
+        AT(rlslattice64fState, prevGamma, 32),
+        AT(rlslattice64fState, delayLine, 40),
+        AT(rlslattice64fState, fwdParcor, 48),
+        AT(rlslattice64fState, bwdParcor, 56),
+        AT(rlslattice64fState, coef, 64),
+        AT(rlslattice64fState, order, 72),
+        AT(rlslattice64fState, lambda, 80),
+        AT(rlslattice64fState, err, 88),
+        SIZE(rlslattice64fState, 96),
+
+        AT(rlslbpef64fState, fwdEnergy, 0),
+        AT(rlslbpef64fState, bwdEnergy, 8),
+        AT(rlslbpef64fState, crossCorr, 16),
+        AT(rlslbpef64fState, prevGamma, 24),
+        AT(rlslbpef64fState, delayLine, 32),
+        AT(rlslbpef64fState, fwdParcor, 40),
+        AT(rlslbpef64fState, bwdParcor, 48),
+        AT(rlslbpef64fState, coef, 56),
+        AT(rlslbpef64fState, inLine, 64),
+        AT(rlslbpef64fState, inHead, 72),
+        AT(rlslbpef64fState, order, 76),
+        AT(rlslbpef64fState, lambda, 80),
+        AT(rlslbpef64fState, err, 88),
+        AT(rlslbpef64fState, updateCoef, 96),
+        SIZE(rlslbpef64fState, 104),
+
+        AT(rlslfpef64fState, fwdEnergy, 0),
+        AT(rlslfpef64fState, bwdEnergy, 8),
+        AT(rlslfpef64fState, crossCorr, 16),
+        AT(rlslfpef64fState, prevGamma, 24),
+        AT(rlslfpef64fState, delayLine, 32),
+        AT(rlslfpef64fState, fwdParcor, 40),
+        AT(rlslfpef64fState, bwdParcor, 48),
+        AT(rlslfpef64fState, coef, 56),
+        AT(rlslfpef64fState, order, 64),
+        AT(rlslfpef64fState, lambda, 72),
+        AT(rlslfpef64fState, err, 80),
+        AT(rlslfpef64fState, updateCoef, 88),
+        SIZE(rlslfpef64fState, 96),
     };
     for (const auto& row : rows) {
         EXPECT_EQ(row.actual, row.expected) << row.what;
