@@ -12,7 +12,8 @@ least_improvement=15 # dB of the canceller, over the whole file
 least_attenuation=30 # dB of either filter for control, in the end
 least_enhancement=20 # dB of echo return loss, before and after both ends speak
 least_gain=14        # dB of prediction of either predictor, median over loud frames
-examples=(noise_canceller noise_control echo_canceller voice_predictor) # each a function below
+most_samples=2000    # that either least-squares filter needs to identify a system to -60 dB
+examples=(noise_canceller noise_control echo_canceller voice_predictor system_identification) # each a function below
 
 . "$root/cmake/packages.sh"
 
@@ -124,6 +125,18 @@ voice_predictor() {
     lesser=$(awk '/ median of / { print $6; print $8 }' "$out/prediction.txt" | sort -g | head -n 1)
     at_least "$lesser" "$least_gain" ||
         die "voice predictor: $lesser dB of prediction gain, $least_gain dB expected"
+}
+
+system_identification() {
+    say
+    say "System identification: five filters, one coloured input"
+    "$bin/system_identification" --curves "$out/identification.dat" | tee "$out/identification.txt"
+    draw system_identification
+    say "picture: demo-output/system_identification.png"
+
+    awk -v most="$most_samples" '/^rls/ { good += $2 ~ /^[0-9]+$/ && $2 <= most }
+                                 END { exit good != 2 }' "$out/identification.txt" ||
+        die "system identification: least squares needs more than $most_samples samples"
 }
 
 mkdir -p "$build" "$out"
