@@ -12,7 +12,7 @@ least_improvement=15 # dB of the canceller, over the whole file
 least_attenuation=30 # dB of either filter for control, in the end
 least_enhancement=20 # dB of echo return loss, before and after both ends speak
 least_gain=14        # dB of prediction of either predictor, median over loud frames
-most_samples=2000    # that either least-squares filter needs to identify a system to -60 dB
+most_samples=10000   # that either least-squares filter needs to identify a system to -60 dB
 examples=(noise_canceller noise_control echo_canceller voice_predictor system_identification) # each a function below
 
 . "$root/cmake/packages.sh"

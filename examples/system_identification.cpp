@@ -33,7 +33,7 @@ constexpr double kNoise = 1e-4;  // of the output's amplitude, so that -80 dB is
 constexpr double kLambda = 0.99; // of rls64f: what its first P weighs is forgotten as fast
 // The lattice starts from next to nothing, so it can remember longer; with a short memory its
 // reflection coefficients move so much that a frozen copy tells little of it.
-constexpr double kLatticeLambda = 0.9999;
+constexpr double kLatticeLambda = 0.999999;
 constexpr int kSettled = 2000;  // samples after which the gradient lattice is held
 constexpr double kGoal = -60.0; // dB
 constexpr int kEvery = 20;      // samples between two looks at the misalignment
@@ -169,16 +169,17 @@ void run(const host::Arguments& arguments) {
 
     std::printf("%d taps, input with a spectrum of 32 dB, output noise %.0f dB below the output\n",
                 kOrder, -20.0 * std::log10(kNoise));
-    std::printf("%-16s %24s %22s\n", "", "samples to -60 dB", "misalignment at the end");
+    std::printf("%-16s %24s %22s\n", "", "below -60 dB from sample", "misalignment at the end");
     for (const Candidate& c : candidates) {
-        const auto reached = std::find_if(c.curve.begin(), c.curve.end(),
-                                          [](double level) { return level < kGoal; });
+        // Behind the last look that found it above.
+        const auto above = std::find_if(c.curve.rbegin(), c.curve.rend(),
+                                        [](double level) { return !(level < kGoal); });
         if (!std::isfinite(c.curve.back())) {
             throw host::Failure(c.name + ": diverged");
         }
-        const std::string samples = reached == c.curve.end()
+        const std::string samples = above == c.curve.rbegin()
                                         ? "not in " + std::to_string(length)
-                                        : std::to_string(kEvery * (reached - c.curve.begin() + 1));
+                                        : std::to_string(kEvery * (c.curve.rend() - above + 1));
         std::printf("%-16s %24s %19.1f dB\n", c.name.c_str(), samples.c_str(), c.curve.back());
     }
 

@@ -2,6 +2,7 @@
 // nothing; the exported ones are declared in merlo64f.h and defined in kernels.cpp.
 #pragma once
 
+#include "hide_origin.h"
 #include "merlo64f.h"
 #include "ring_line.h"
 
@@ -39,9 +40,7 @@ inline double chainDotSettled(const double* samples, const double* coef, int32_t
     for (; i + 2 <= n; i += 2) {
         Pair c;
         __builtin_memcpy(&c, coef + i, sizeof c);
-#if !defined(__clang__) && defined(__OPTIMIZE__) // else gcc takes the pair apart again
-        asm volatile("" : "+X"(c));
-#endif
+        hideOrigin(c);
         sum += samples[i] * c[0];
         sum += samples[i + 1] * c[1];
     }

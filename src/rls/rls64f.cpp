@@ -7,6 +7,7 @@
 #include "rls64f.h"
 
 #include "accessors.h"
+#include "hide_origin.h"
 #include "kernels.h"
 #include "lanes.h"
 #include "lifecycle.h"
@@ -106,9 +107,7 @@ template <class V>
     V column[kSide<V>];
     for (int32_t c = 0; c < kSide<V>; ++c) {
         V element = load<V>(r[c] + j);
-#if !defined(__clang__) && defined(__OPTIMIZE__) // else gcc loads it anew for every use
-        asm volatile("" : "+X"(element));
-#endif
+        hideOrigin(element);
         g += element * xOfRow[c];
         term[c] = element * xs;
     }

@@ -2,6 +2,8 @@
 // whatever stands beside it: bits do not depend on the width.
 #pragma once
 
+#include "hide_origin.h"
+
 #include <bit>
 #include <cstdint>
 #include <cstring>
@@ -19,15 +21,11 @@ using Wide = One;
 template <class V>
 constexpr int32_t kLanes = sizeof(V) / sizeof(double);
 
-// gcc for x86 would fetch a number anew for each of its uses, and the loads, not the adders, would
-// set the pace; so it must lose sight of where the number came from.
 template <class V>
 inline V load(const double* from) {
     V v;
     std::memcpy(&v, from, sizeof v);
-#if defined(__x86_64__) && !defined(__clang__)
-    asm("" : "+x"(v));
-#endif
+    hideOrigin(v);
     return v;
 }
 
