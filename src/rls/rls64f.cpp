@@ -106,8 +106,8 @@ template <class V>
     V column[kSide<V>];
     for (int32_t c = 0; c < kSide<V>; ++c) {
         V element = load<V>(r[c] + j);
-#if !defined(__clang__) && defined(__OPTIMIZE__) // else gcc loads it anew for every use
-        asm volatile("" : "+X"(element));
+#if defined(__SSE2__) && !defined(__clang__) // else gcc loads it anew for every use
+        asm volatile("" : "+x"(element));
 #endif
         g += element * xOfRow[c];
         term[c] = element * xs;
@@ -125,7 +125,7 @@ template <class V>
                                           V sum) {
 #pragma GCC unroll 4
     for (int32_t c = 0; c + 1 < kSide<V>; ++c) {
-        V column;
+        V column{};
 #pragma GCC unroll 4
         for (int32_t i = 0; i < kSide<V>; ++i) {
             column[i] = r[std::max(i, c)][first + std::min(i, c)];
@@ -164,7 +164,7 @@ template <class V, int32_t kSquares>
     for (int32_t j = 0; j < loose; ++j) {
         double g = gain[j];
         for (int32_t s = 0; s < kSquares; ++s) {
-            V column;
+            V column{};
             for (int32_t i = 0; i < kSide<V>; ++i) {
                 column[i] = r[s * kSide<V> + i][j];
                 g += column[i] * x[first + s * kSide<V> + i];
