@@ -10,7 +10,10 @@ out=$root/demo-output
 recordings=/usr/share/sounds/alsa
 least_improvement=15 # dB of the canceller, over the whole file
 least_attenuation=30 # dB of either filter for control, in the end
-examples=(noise_canceller noise_control) # each a function below
+least_enhancement=20 # dB of echo return loss, before and after both ends speak
+least_gain=14        # dB of prediction of either predictor, median over loud frames
+most_samples=2000    # that either least-squares filter needs to identify a system to -60 dB
+examples=(noise_canceller noise_control echo_canceller voice_predictor system_identification) # each a function below
 
 . "$root/cmake/packages.sh"
 
@@ -67,10 +70,6 @@ draw() { quietly "$build/gnuplot.log" gnuplot -e "dir='$out'" "$root/examples/de
 noise_canceller() {
     say
     say "Noise canceller: voice in fan noise, a second microphone at the fan"
-    local voices=()
-    if has_recordings; then
-        voices=("$recordings"/*_*.wav)
-    fi
     "$bin/noise_scene" make "$out" ${voices[@]+"${voices[@]}"}
     "$bin/noise_canceller" "$out/primary.wav" "$out/reference.wav" "$out/cleaned.wav" \
         --taps 32 --save-taps "$out/taps.txt"
@@ -98,8 +97,54 @@ noise_control() {
         die "noise control: $lesser dB of attenuation, $least_attenuation dB expected"
 }
 
+echo_canceller() {
+    say
+    say "Echo canceller: a loudspeaker and a microphone in a room, two people who speak"
+    "$bin/echo_scene" make "$out" ${voices[@]+"${voices[@]}"}
+    "$bin/echo_canceller" "$out/far_end.wav" "$out/microphone.wav" "$out/echo_free.wav" \
+        --levels "$out/echo_levels.dat" --save-taps "$out/echo_taps.txt"
+    "$bin/echo_scene" score "$out"
+    draw echo_canceller
+    say "picture: demo-output/echo_canceller.png"
+
+    local lesser
+    lesser=$(sort -g "$out/erle.txt" | head -n 1)
+    at_least "$lesser" "$least_enhancement" ||
+        die "echo canceller: $(printf %.1f "$lesser") dB of enhancement, $least_enhancement dB expected"
+}
+
+voice_predictor() {
+    say
+    say "Voice predictor: the voice of the first example, predicted forwards and backwards"
+    "$bin/voice_predictor" "$out/voice.wav" --frames "$out/voice_frames.dat" |
+        tee "$out/prediction.txt"
+    draw voice_predictor
+    say "picture: demo-output/voice_predictor.png"
+
+    local lesser
+    lesser=$(awk '/ median of / { print $6; print $8 }' "$out/prediction.txt" | sort -g | head -n 1)
+    at_least "$lesser" "$least_gain" ||
+        die "voice predictor: $lesser dB of prediction gain, $least_gain dB expected"
+}
+
+system_identification() {
+    say
+    say "System identification: five filters, one coloured input"
+    "$bin/system_identification" --curves "$out/identification.dat" | tee "$out/identification.txt"
+    draw system_identification
+    say "picture: demo-output/system_identification.png"
+
+    awk -v most="$most_samples" '/^rls/ { good += $2 ~ /^[0-9]+$/ && $2 <= most }
+                                 END { exit good != 2 }' "$out/identification.txt" ||
+        die "system identification: least squares needs more than $most_samples samples"
+}
+
 mkdir -p "$build" "$out"
 prepare_machine
+voices=()
+if has_recordings; then
+    voices=("$recordings"/*_*.wav)
+fi
 build_examples
 for example in "${examples[@]}"; do
     "$example"

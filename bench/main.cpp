@@ -9,5 +9,7 @@ int main(int argc, char** argv) {
     bench::registerSecondaryPath();
     bench::registerBlock64f();
     bench::registerBlockSpectral();
+    bench::registerGradientLattice();
+    bench::registerRealFft64f();
     return bench::run(argc, argv);
 }

@@ -85,5 +85,7 @@ void registerNlms64f();
 void registerSecondaryPath();
 void registerBlock64f();
 void registerBlockSpectral();
+void registerGradientLattice();
+void registerRealFft64f();
 
 } // namespace bench

@@ -26,6 +26,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 template <class State>
@@ -113,6 +114,28 @@ int32_t rounding(const State* s, double* buf, int32_t start, int32_t count, int3
     return get(const_cast<State*>(s), buf, start, count, reversed);
 }
 
+// The accessors of a transversal filter on one line.
+template <auto getCoef, auto setCoef, auto getLine, auto setLine, class State>
+std::vector<Accessor<State>> tapsAndLine(int32_t (*length)(const State&) = orderOf<State>,
+                                         bool whole = true) {
+    return {{"Coef", getCoef, setCoef, &State::coef, orderOf<State>},
+            {"DelayLine", getLine, setLine, &State::delayLine, length, whole}};
+}
+
+template <auto reset, auto resetLine, class State>
+std::vector<ResetOf<State>> resetsOf(std::vector<double * State::*> lines = {&State::delayLine}) {
+    return {{"Reset", reset, {&State::coef}}, {"ResetDelayLine", resetLine, std::move(lines)}};
+}
+
+// The accessors and the reset of a gradient lattice.
+template <auto getCoef, auto setCoef, auto getParcor, auto setParcor, auto getLine, auto setLine,
+          class State>
+std::vector<Accessor<State>> stageArraysOf() {
+    return {{"Coef", getCoef, setCoef, &State::coef, orderOf<State>},
+            {"Parcor", getParcor, setParcor, &State::parcor, orderOf<State>},
+            {"DelayLine", getLine, setLine, &State::delayLine, orderOf<State>}};
+}
+
 // What most families have in common; a family overrides what it does otherwise.
 struct Defaults {
     struct Lent {};                              // what the host lends to one record
@@ -122,6 +145,20 @@ struct Defaults {
     // Makes `to` equal in what a Resize keeps and no accessor shows; both are of the same sizes.
     template <class State>
     static void carryHidden(const State&, State&) {}
+};
+
+template <class S>
+struct Transversal : Defaults {
+    using State = S;
+    static constexpr int32_t limit = MAX_TAPS;
+    static std::vector<ArrayOf<State>> arrays(int32_t order) {
+        return {{&State::coef, order}, {&State::delayLine, order}};
+    }
+    static void carryHidden(const State& from, State& to) {
+        if constexpr (requires { from.power; }) {
+            to.power = from.power;
+        }
+    }
 };
 
 struct Fir : Defaults {
@@ -162,31 +199,22 @@ struct Fir : Defaults {
     }
 };
 
-struct Lms : Defaults {
-    using State = lms64fState;
+struct Lms : Transversal<lms64fState> {
     static constexpr const char* name = "lms64f";
-    static constexpr int32_t limit = MAX_TAPS;
     static constexpr double mu = 0.05;
 
     static int32_t init(State* s, int32_t order, Lent&) { return lms64fInit(s, order, mu); }
     static int32_t initStatic(State* s, int32_t order, Lent&, double* const* buffers) {
         return lms64fInitStatic(s, order, mu, buffers[0], buffers[1]);
     }
-    static std::vector<ArrayOf<State>> arrays(int32_t order) {
-        return {{&State::coef, order}, {&State::delayLine, order}};
-    }
-    static void free(State* s) { lms64fFree(s); }
-    static int32_t resize(State* s, int32_t order) { return lms64fResize(s, order); }
+    static constexpr auto free = lms64fFree;
+    static constexpr auto resize = lms64fResize;
 
-    static std::vector<Accessor<State>> accessors() {
-        return {{"Coef", lms64fGetCoef, lms64fSetCoef, &State::coef, orderOf<State>},
-                {"DelayLine", lms64fGetDelayLine, lms64fSetDelayLine, &State::delayLine,
-                 orderOf<State>}};
+    static auto accessors() {
+        return tapsAndLine<lms64fGetCoef, lms64fSetCoef, lms64fGetDelayLine, lms64fSetDelayLine,
+                           State>();
     }
-    static std::vector<ResetOf<State>> resets() {
-        return {{"Reset", lms64fReset, {&State::coef}},
-                {"ResetDelayLine", lms64fResetDelayLine, {&State::delayLine}}};
-    }
+    static auto resets() { return resetsOf<lms64fReset, lms64fResetDelayLine, State>(); }
     static std::vector<Operation<State>> operations() {
         return {ring<lms64fFilterUpdate>,
                 ring<lms64fFilterUpdateSignErr>,
@@ -201,49 +229,59 @@ struct Lms : Defaults {
     }
 };
 
-struct Nlms : Defaults {
-    using State = nlms64fState;
+struct Nlms : Transversal<nlms64fState> {
     static constexpr const char* name = "nlms64f";
-    static constexpr int32_t limit = MAX_TAPS;
     static constexpr double mu = 0.02;
 
     static int32_t init(State* s, int32_t order, Lent&) { return nlms64fInit(s, order, mu); }
     static int32_t initStatic(State* s, int32_t order, Lent&, double* const* buffers) {
         return nlms64fInitStatic(s, order, mu, buffers[0], buffers[1]);
     }
-    static std::vector<ArrayOf<State>> arrays(int32_t order) {
-        return {{&State::coef, order}, {&State::delayLine, order}};
-    }
-    static void free(State* s) { nlms64fFree(s); }
-    static int32_t resize(State* s, int32_t order) { return nlms64fResize(s, order); }
-    static void carryHidden(const State& from, State& to) { to.power = from.power; }
+    static constexpr auto free = nlms64fFree;
+    static constexpr auto resize = nlms64fResize;
 
-    static std::vector<Accessor<State>> accessors() {
-        return {{"Coef", nlms64fGetCoef, nlms64fSetCoef, &State::coef, orderOf<State>},
-                {"DelayLine", nlms64fGetDelayLine, nlms64fSetDelayLine, &State::delayLine,
-                 orderOf<State>}};
+    static auto accessors() {
+        return tapsAndLine<nlms64fGetCoef, nlms64fSetCoef, nlms64fGetDelayLine, nlms64fSetDelayLine,
+                           State>();
     }
-    static std::vector<ResetOf<State>> resets() {
-        return {{"Reset", nlms64fReset, {&State::coef}},
-                {"ResetDelayLine", nlms64fResetDelayLine, {&State::delayLine}}};
-    }
+    static auto resets() { return resetsOf<nlms64fReset, nlms64fResetDelayLine, State>(); }
     static std::vector<Operation<State>> operations() {
         return {ring<nlms64fFilterUpdate>, linear<nlms64fLCFilterUpdate>, sample<nlms64fFilterOnly>,
                 still<nlms64fLCFilterOnly>};
     }
 };
 
-struct Adj : Defaults {
-    using State = adjlms64fState;
-    static constexpr int32_t secLen = 3, estLen = 5;
+// Both filters behind a secondary path; their third line has thirdLen(order) samples.
+template <class S, double* S::*third, auto kFree>
+struct BehindPath : Defaults {
+    using State = S;
+    static constexpr int32_t limit = MAX_TAPS, secLen = 3, estLen = 5;
+    static constexpr double mu = 0.01;
     struct Lent {
         double secCoef[secLen] = {0.0, 0.75, -0.25};
         double estCoef[estLen] = {0.0, 0.5, -0.25, 0.125, 0.0625};
     };
-    static constexpr const char* name = "adjlms64f";
-    static constexpr int32_t limit = MAX_TAPS;
-    static constexpr double mu = 0.01;
+    static std::vector<ArrayOf<State>> lines(int32_t order, int32_t thirdLen, int32_t refLen) {
+        return {{&State::coef, order},
+                {&State::outLine, secLen},
+                {third, thirdLen, false},
+                {&State::delayLine, refLen, false}};
+    }
+    static void free(State* s) {
+        kFree(s);
+        EXPECT_TRUE(s->*third == nullptr && s->delayLine == nullptr);
+    }
+    static void carryHidden(const State& from, State& to) {
+        to.power = from.power;
+        std::copy(from.outLine, from.delayLine + from.refLen, to.outLine);
+    }
+    static std::vector<double * State::*> allLines() {
+        return {&State::delayLine, &State::outLine, third};
+    }
+};
 
+struct Adj : BehindPath<adjlms64fState, &adjlms64fState::errLine, adjlms64fFree> {
+    static constexpr const char* name = "adjlms64f";
     static int32_t init(State* s, int32_t order, Lent& lent) {
         return adjlms64fInit(s, order, mu, lent.secCoef, secLen, lent.estCoef, estLen);
     }
@@ -251,49 +289,22 @@ struct Adj : Defaults {
         return adjlms64fInitStatic(s, order, mu, lent.secCoef, secLen, lent.estCoef, estLen,
                                    buffers[0], buffers[1]);
     }
-    static std::vector<ArrayOf<State>> arrays(int32_t order) {
-        return {{&State::coef, order},
-                {&State::outLine, secLen},
-                {&State::errLine, estLen, false},
-                {&State::delayLine, order + estLen - 1, false}};
+    static auto arrays(int32_t order) { return lines(order, estLen, order + estLen - 1); }
+    static constexpr auto resize = adjlms64fResize;
+    static auto accessors() {
+        return tapsAndLine<adjlms64fGetCoef, adjlms64fSetCoef, adjlms64fGetDelayLine,
+                           adjlms64fSetDelayLine, State>([](const State& s) { return s.refLen; });
     }
-    static void free(State* s) {
-        adjlms64fFree(s);
-        EXPECT_TRUE(s->errLine == nullptr && s->delayLine == nullptr);
-    }
-    static int32_t resize(State* s, int32_t order) { return adjlms64fResize(s, order); }
-    static void carryHidden(const State& from, State& to) {
-        to.power = from.power;
-        std::copy_n(from.outLine, secLen + estLen + from.refLen, to.outLine);
-    }
-
-    static std::vector<Accessor<State>> accessors() {
-        return {{"Coef", adjlms64fGetCoef, adjlms64fSetCoef, &State::coef, orderOf<State>},
-                {"DelayLine", adjlms64fGetDelayLine, adjlms64fSetDelayLine, &State::delayLine,
-                 [](const State& s) { return s.refLen; }}};
-    }
-    static std::vector<ResetOf<State>> resets() {
-        return {{"Reset", adjlms64fReset, {&State::coef}},
-                {"ResetDelayLine",
-                 adjlms64fResetDelayLine,
-                 {&State::delayLine, &State::outLine, &State::errLine}}};
+    static auto resets() {
+        return resetsOf<adjlms64fReset, adjlms64fResetDelayLine, State>(allLines());
     }
     static std::vector<Operation<State>> operations() {
         return {ring<adjlms64fFilterUpdate>, sample<adjlms64fFilterOnly>};
     }
 };
 
-struct Fx : Defaults {
-    using State = fxlms64fState;
-    static constexpr int32_t secLen = 3, estLen = 5;
-    struct Lent {
-        double secCoef[secLen] = {0.0, 0.75, -0.25};
-        double estCoef[estLen] = {0.0, 0.5, -0.25, 0.125, 0.0625};
-    };
+struct Fx : BehindPath<fxlms64fState, &fxlms64fState::fxLine, fxlms64fFree> {
     static constexpr const char* name = "fxlms64f";
-    static constexpr int32_t limit = MAX_TAPS;
-    static constexpr double mu = 0.01;
-
     static int32_t init(State* s, int32_t order, Lent& lent) {
         return fxlms64fInit(s, order, mu, lent.secCoef, secLen, lent.estCoef, estLen);
     }
@@ -301,42 +312,22 @@ struct Fx : Defaults {
         return fxlms64fInitStatic(s, order, mu, lent.secCoef, secLen, lent.estCoef, estLen,
                                   buffers[0], buffers[1]);
     }
-    static std::vector<ArrayOf<State>> arrays(int32_t order) {
-        return {{&State::coef, order},
-                {&State::outLine, secLen},
-                {&State::fxLine, order, false},
-                {&State::delayLine, std::max(order, estLen), false}};
+    static auto arrays(int32_t order) { return lines(order, order, std::max(order, estLen)); }
+    static constexpr auto resize = fxlms64fResize;
+    static auto accessors() {
+        return tapsAndLine<fxlms64fGetCoef, fxlms64fSetCoef, fxlms64fGetDelayLine,
+                           fxlms64fSetDelayLine, State>(orderOf<State>, false);
     }
-    static void free(State* s) {
-        fxlms64fFree(s);
-        EXPECT_TRUE(s->fxLine == nullptr && s->delayLine == nullptr);
-    }
-    static int32_t resize(State* s, int32_t order) { return fxlms64fResize(s, order); }
-    static void carryHidden(const State& from, State& to) {
-        to.power = from.power;
-        std::copy_n(from.outLine, secLen + from.order + from.refLen, to.outLine);
-    }
-
-    static std::vector<Accessor<State>> accessors() {
-        return {{"Coef", fxlms64fGetCoef, fxlms64fSetCoef, &State::coef, orderOf<State>},
-                {"DelayLine", fxlms64fGetDelayLine, fxlms64fSetDelayLine, &State::delayLine,
-                 orderOf<State>, false}};
-    }
-    static std::vector<ResetOf<State>> resets() {
-        return {{"Reset", fxlms64fReset, {&State::coef}},
-                {"ResetDelayLine",
-                 fxlms64fResetDelayLine,
-                 {&State::delayLine, &State::outLine, &State::fxLine}}};
+    static auto resets() {
+        return resetsOf<fxlms64fReset, fxlms64fResetDelayLine, State>(allLines());
     }
     static std::vector<Operation<State>> operations() {
         return {ring<fxlms64fFilterUpdate>, sample<fxlms64fFilterOnly>};
     }
 };
 
-struct Blms : Defaults {
-    using State = blms64fState;
+struct Blms : Transversal<blms64fState> {
     static constexpr const char* name = "blms64f";
-    static constexpr int32_t limit = MAX_TAPS;
     static constexpr double mu = 0.05;
     static constexpr int32_t blockLen = 9;
 
@@ -346,21 +337,14 @@ struct Blms : Defaults {
     static int32_t initStatic(State* s, int32_t order, Lent&, double* const* buffers) {
         return blms64fInitStatic(s, order, blockLen, mu, buffers[0], buffers[1]);
     }
-    static std::vector<ArrayOf<State>> arrays(int32_t order) {
-        return {{&State::coef, order}, {&State::delayLine, order}};
-    }
-    static void free(State* s) { blms64fFree(s); }
+    static constexpr auto free = blms64fFree;
     static int32_t resize(State* s, int32_t order) { return blms64fResize(s, order, blockLen); }
 
-    static std::vector<Accessor<State>> accessors() {
-        return {{"Coef", blms64fGetCoef, blms64fSetCoef, &State::coef, orderOf<State>},
-                {"DelayLine", blms64fGetDelayLine, blms64fSetDelayLine, &State::delayLine,
-                 orderOf<State>}};
+    static auto accessors() {
+        return tapsAndLine<blms64fGetCoef, blms64fSetCoef, blms64fGetDelayLine, blms64fSetDelayLine,
+                           State>();
     }
-    static std::vector<ResetOf<State>> resets() {
-        return {{"Reset", blms64fReset, {&State::coef}},
-                {"ResetDelayLine", blms64fResetDelayLine, {&State::delayLine}}};
-    }
+    static auto resets() { return resetsOf<blms64fReset, blms64fResetDelayLine, State>(); }
     static std::vector<Operation<State>> operations() {
         return {block<blms64fFilterUpdate>, block<blms64fFilterUpdateSignErr>,
                 block<blms64fFilterUpdateSignReg>, block<blms64fFilterUpdateSignSign>,
@@ -368,10 +352,8 @@ struct Blms : Defaults {
     }
 };
 
-struct Bnlms : Defaults {
-    using State = bnlms64fState;
+struct Bnlms : Transversal<bnlms64fState> {
     static constexpr const char* name = "bnlms64f";
-    static constexpr int32_t limit = MAX_TAPS;
     static constexpr double mu = 0.02;
     static constexpr int32_t blockLen = 9;
 
@@ -381,22 +363,14 @@ struct Bnlms : Defaults {
     static int32_t initStatic(State* s, int32_t order, Lent&, double* const* buffers) {
         return bnlms64fInitStatic(s, order, blockLen, mu, buffers[0], buffers[1]);
     }
-    static std::vector<ArrayOf<State>> arrays(int32_t order) {
-        return {{&State::coef, order}, {&State::delayLine, order}};
-    }
-    static void free(State* s) { bnlms64fFree(s); }
+    static constexpr auto free = bnlms64fFree;
     static int32_t resize(State* s, int32_t order) { return bnlms64fResize(s, order, blockLen); }
-    static void carryHidden(const State& from, State& to) { to.power = from.power; }
 
-    static std::vector<Accessor<State>> accessors() {
-        return {{"Coef", bnlms64fGetCoef, bnlms64fSetCoef, &State::coef, orderOf<State>},
-                {"DelayLine", bnlms64fGetDelayLine, bnlms64fSetDelayLine, &State::delayLine,
-                 orderOf<State>}};
+    static auto accessors() {
+        return tapsAndLine<bnlms64fGetCoef, bnlms64fSetCoef, bnlms64fGetDelayLine,
+                           bnlms64fSetDelayLine, State>();
     }
-    static std::vector<ResetOf<State>> resets() {
-        return {{"Reset", bnlms64fReset, {&State::coef}},
-                {"ResetDelayLine", bnlms64fResetDelayLine, {&State::delayLine}}};
-    }
+    static auto resets() { return resetsOf<bnlms64fReset, bnlms64fResetDelayLine, State>(); }
     static std::vector<Operation<State>> operations() {
         return {block<bnlms64fFilterUpdate>, blockOnly<bnlms64fFilterOnly>};
     }
@@ -442,14 +416,12 @@ struct Lbpef : Pef {
         all.push_back({&State::inLine, order + 1, false});
         return all;
     }
-    static void free(State* s) { lbpef64fFree(s); }
-    static int32_t resize(State* s, int32_t order) { return lbpef64fResize(s, order); }
+    static constexpr auto free = lbpef64fFree;
+    static constexpr auto resize = lbpef64fResize;
 
-    static std::vector<Accessor<State>> accessors() {
-        return {{"Coef", lbpef64fGetCoef, lbpef64fSetCoef, &State::coef, orderOf<State>},
-                {"Parcor", lbpef64fGetParcor, lbpef64fSetParcor, &State::parcor, orderOf<State>},
-                {"DelayLine", lbpef64fGetDelayLine, lbpef64fSetDelayLine, &State::delayLine,
-                 orderOf<State>}};
+    static auto accessors() {
+        return stageArraysOf<lbpef64fGetCoef, lbpef64fSetCoef, lbpef64fGetParcor, lbpef64fSetParcor,
+                             lbpef64fGetDelayLine, lbpef64fSetDelayLine, State>();
     }
     static std::vector<ResetOf<State>> resets() {
         return {{"Reset", lbpef64fReset, {&State::coef, &State::parcor}}};
@@ -468,14 +440,12 @@ struct Lfpef : Pef {
         return lfpef64fInitStatic(s, order, mu, buffers[0], buffers[1]);
     }
     static std::vector<ArrayOf<State>> arrays(int32_t order) { return stageArrays<State>(order); }
-    static void free(State* s) { lfpef64fFree(s); }
-    static int32_t resize(State* s, int32_t order) { return lfpef64fResize(s, order); }
+    static constexpr auto free = lfpef64fFree;
+    static constexpr auto resize = lfpef64fResize;
 
-    static std::vector<Accessor<State>> accessors() {
-        return {{"Coef", lfpef64fGetCoef, lfpef64fSetCoef, &State::coef, orderOf<State>},
-                {"Parcor", lfpef64fGetParcor, lfpef64fSetParcor, &State::parcor, orderOf<State>},
-                {"DelayLine", lfpef64fGetDelayLine, lfpef64fSetDelayLine, &State::delayLine,
-                 orderOf<State>}};
+    static auto accessors() {
+        return stageArraysOf<lfpef64fGetCoef, lfpef64fSetCoef, lfpef64fGetParcor, lfpef64fSetParcor,
+                             lfpef64fGetDelayLine, lfpef64fSetDelayLine, State>();
     }
     static std::vector<ResetOf<State>> resets() {
         return {{"Reset", lfpef64fReset, {&State::coef, &State::parcor}}};
@@ -506,15 +476,13 @@ struct Lmslattice : Defaults {
                 {&State::power, order, false},
                 {&State::backErr, order, false}};
     }
-    static void free(State* s) { lmslattice64fFree(s); }
-    static int32_t resize(State* s, int32_t order) { return lmslattice64fResize(s, order); }
+    static constexpr auto free = lmslattice64fFree;
+    static constexpr auto resize = lmslattice64fResize;
 
-    static std::vector<Accessor<State>> accessors() {
-        return {{"Coef", lmslattice64fGetCoef, lmslattice64fSetCoef, &State::coef, orderOf<State>},
-                {"Parcor", lmslattice64fGetParcor, lmslattice64fSetParcor, &State::parcor,
-                 orderOf<State>},
-                {"DelayLine", lmslattice64fGetDelayLine, lmslattice64fSetDelayLine,
-                 &State::delayLine, orderOf<State>}};
+    static auto accessors() {
+        return stageArraysOf<lmslattice64fGetCoef, lmslattice64fSetCoef, lmslattice64fGetParcor,
+                             lmslattice64fSetParcor, lmslattice64fGetDelayLine,
+                             lmslattice64fSetDelayLine, State>();
     }
     static std::vector<ResetOf<State>> resets() {
         return {{"Reset", lmslattice64fReset, {&State::coef, &State::parcor}}};
@@ -561,7 +529,7 @@ struct Bfdaf : Spectral {
                 {&State::frame, fftLen, false},   {&State::outBuf, fftLen, false},
                 {&State::powerInst, bins, false}, {&State::powerAvg, bins, false}};
     }
-    static void free(State* s) { bfdaf64fFree(s); }
+    static constexpr auto free = bfdaf64fFree;
     static int32_t resize(State* s, int32_t order) { return bfdaf64fResize(s, order, blockLen); }
 
     static std::vector<Accessor<State>> accessors() {
@@ -595,7 +563,7 @@ struct Pbfdaf : Spectral {
                 {&State::ring, parts * fftLen, false}, {&State::outBuf, fftLen, false},
                 {&State::scratch, fftLen, false},      {&State::powerAvg, fftLen / 2 + 1, false}};
     }
-    static void free(State* s) { pbfdaf64fFree(s); }
+    static constexpr auto free = pbfdaf64fFree;
     static int32_t resize(State* s, int32_t order) {
         return pbfdaf64fResize(s, order, blockLen, parts);
     }
@@ -633,8 +601,8 @@ struct Tdlms : Spectral {
                 {&State::powerAvg, fftLen / 2 + 1, false},
                 {&State::powerInst, fftLen / 2 + 1, false}};
     }
-    static void free(State* s) { tdlms64fFree(s); }
-    static int32_t resize(State* s, int32_t order) { return tdlms64fResize(s, order); }
+    static constexpr auto free = tdlms64fFree;
+    static constexpr auto resize = tdlms64fResize;
 
     static std::vector<Accessor<State>> accessors() {
         return {{"Coef", ::rounding<tdlms64fGetCoef, State>, tdlms64fSetCoef, &State::coef,

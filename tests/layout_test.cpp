@@ -24,244 +24,106 @@
 
 namespace {
 
+// clang-format off
+const struct {
+    const char* what;
+    size_t actual, expected;
+} kRows[] = {
+#define AT(field, offset) {#field " of adjlms64fState", offsetof(adjlms64fState, field), offset}
+    AT(order, 0), AT(secLen, 4), AT(estLen, 8), AT(refLen, 12), AT(mu, 16), AT(err, 24),
+    AT(power, 32), AT(coef, 40), AT(secCoef, 48), AT(estCoef, 56), AT(outLine, 64), AT(errLine, 72),
+    AT(delayLine, 80), AT(head, 88), AT(outHead, 92), AT(errHead, 96),
+    {"size of adjlms64fState", sizeof(adjlms64fState), 104},
+#undef AT
+#define AT(field, offset) {#field " of bfdaf64fState", offsetof(bfdaf64fState, field), offset}
+    AT(order, 0), AT(blockLen, 4), AT(fftLen, 8), AT(bins, 12), AT(constrained, 16),
+    AT(overlap, 20), AT(coefTail, 24), AT(powerGain, 32), AT(mu, 40), AT(invScale, 48),
+    AT(delayLine, 56), AT(frame, 64), AT(coef, 72), AT(outBuf, 80), AT(powerAvg, 88),
+    AT(powerInst, 96), AT(fftTwiddles, 104), AT(fftTable, 112),
+    {"size of bfdaf64fState", sizeof(bfdaf64fState), 120},
+#undef AT
+#define AT(field, offset) {#field " of blms64fState", offsetof(blms64fState, field), offset}
+    AT(order, 0), AT(blockLen, 4), AT(mu, 8), AT(coef, 16), AT(delayLine, 24), AT(head, 32),
+    {"size of blms64fState", sizeof(blms64fState), 40},
+#undef AT
+#define AT(field, offset) {#field " of bnlms64fState", offsetof(bnlms64fState, field), offset}
+    AT(order, 0), AT(blockLen, 4), AT(mu, 8), AT(coef, 16), AT(power, 24), AT(delayLine, 32),
+    AT(head, 40), {"size of bnlms64fState", sizeof(bnlms64fState), 48},
+#undef AT
+#define AT(field, offset) {#field " of fir64fState", offsetof(fir64fState, field), offset}
+    AT(coef, 0), AT(order, 8), AT(delayLine, 16), AT(head, 24),
+    {"size of fir64fState", sizeof(fir64fState), 32},
+#undef AT
+#define AT(field, offset) {#field " of fxlms64fState", offsetof(fxlms64fState, field), offset}
+    AT(order, 0), AT(secLen, 4), AT(estLen, 8), AT(refLen, 12), AT(mu, 16), AT(err, 24),
+    AT(power, 32), AT(coef, 40), AT(secCoef, 48), AT(estCoef, 56), AT(outLine, 64), AT(fxLine, 72),
+    AT(delayLine, 80), AT(head, 88), AT(outHead, 92), AT(fxHead, 96),
+    {"size of fxlms64fState", sizeof(fxlms64fState), 104},
+#undef AT
+#define AT(field, offset) {#field " of lbpef64fState", offsetof(lbpef64fState, field), offset}
+    AT(order, 0), AT(mu, 8), AT(err, 16), AT(updateCoef, 24), AT(inHead, 28), AT(parcor, 32),
+    AT(coef, 40), AT(delayLine, 48), AT(power, 56), AT(backErr, 64), AT(inLine, 72),
+    {"size of lbpef64fState", sizeof(lbpef64fState), 80},
+#undef AT
+#define AT(field, offset) {#field " of lfpef64fState", offsetof(lfpef64fState, field), offset}
+    AT(order, 0), AT(mu, 8), AT(err, 16), AT(updateCoef, 24), AT(parcor, 32), AT(coef, 40),
+    AT(delayLine, 48), AT(power, 56), AT(backErr, 64),
+    {"size of lfpef64fState", sizeof(lfpef64fState), 72},
+#undef AT
+#define AT(field, offset) {#field " of lms64fState", offsetof(lms64fState, field), offset}
+    AT(order, 0), AT(mu, 8), AT(err, 16), AT(coef, 24), AT(delayLine, 32), AT(head, 40),
+    {"size of lms64fState", sizeof(lms64fState), 48},
+#undef AT
+#define AT(field, offset) {#field " of lmslattice64fState", offsetof(lmslattice64fState, field), offset}
+    AT(order, 0), AT(mu, 8), AT(muCoef, 16), AT(err, 24), AT(adaptParcor, 32), AT(parcor, 40),
+    AT(coef, 48), AT(delayLine, 56), AT(power, 64), AT(backErr, 72),
+    {"size of lmslattice64fState", sizeof(lmslattice64fState), 80},
+#undef AT
+#define AT(field, offset) {#field " of nlms64fState", offsetof(nlms64fState, field), offset}
+    AT(order, 0), AT(mu, 8), AT(err, 16), AT(power, 24), AT(coef, 32), AT(delayLine, 40),
+    AT(head, 48), {"size of nlms64fState", sizeof(nlms64fState), 56},
+#undef AT
+#define AT(field, offset) {#field " of pbfdaf64fState", offsetof(pbfdaf64fState, field), offset}
+    AT(order, 0), AT(blockLen, 4), AT(partitions, 8), AT(fftLen, 12), AT(specLen, 16), AT(bins, 20),
+    AT(constrained, 24), AT(overlap, 28), AT(coefTail, 32), AT(powerGain, 40), AT(ringPos, 48),
+    AT(mu, 56), AT(invScale, 64), AT(delayLine, 72), AT(ring, 80), AT(coef, 88), AT(outBuf, 96),
+    AT(powerAvg, 104), AT(scratch, 112), AT(fftTwiddles, 120), AT(fftTable, 128),
+    {"size of pbfdaf64fState", sizeof(pbfdaf64fState), 136},
+#undef AT
+#define AT(field, offset) {#field " of rls64fState", offsetof(rls64fState, field), offset}
+    AT(order, 0), AT(lambda, 8), AT(invLambda, 16), AT(err, 24), AT(coef, 32), AT(delayLine, 40),
+    AT(invCorr, 48), AT(gain, 56), {"size of rls64fState", sizeof(rls64fState), 64},
+#undef AT
+#define AT(field, offset) {#field " of rlslattice64fState", offsetof(rlslattice64fState, field), offset}
+    AT(fwdEnergy, 0), AT(bwdEnergy, 8), AT(crossCorr, 16), AT(jointCorr, 24), AT(prevGamma, 32),
+    AT(delayLine, 40), AT(fwdParcor, 48), AT(bwdParcor, 56), AT(coef, 64), AT(order, 72),
+    AT(lambda, 80), AT(err, 88), {"size of rlslattice64fState", sizeof(rlslattice64fState), 96},
+#undef AT
+#define AT(field, offset) {#field " of rlslbpef64fState", offsetof(rlslbpef64fState, field), offset}
+    AT(fwdEnergy, 0), AT(bwdEnergy, 8), AT(crossCorr, 16), AT(prevGamma, 24), AT(delayLine, 32),
+    AT(fwdParcor, 40), AT(bwdParcor, 48), AT(coef, 56), AT(inLine, 64), AT(inHead, 72),
+    AT(order, 76), AT(lambda, 80), AT(err, 88), AT(updateCoef, 96),
+    {"size of rlslbpef64fState", sizeof(rlslbpef64fState), 104},
+#undef AT
+#define AT(field, offset) {#field " of rlslfpef64fState", offsetof(rlslfpef64fState, field), offset}
+    AT(fwdEnergy, 0), AT(bwdEnergy, 8), AT(crossCorr, 16), AT(prevGamma, 24), AT(delayLine, 32),
+    AT(fwdParcor, 40), AT(bwdParcor, 48), AT(coef, 56), AT(order, 64), AT(lambda, 72), AT(err, 80),
+    AT(updateCoef, 88), {"size of rlslfpef64fState", sizeof(rlslfpef64fState), 96},
+#undef AT
+#define AT(field, offset) {#field " of tdlms64fState", offsetof(tdlms64fState, field), offset}
+    AT(order, 0), AT(fftLen, 4), AT(bins, 8), AT(mu, 16), AT(err, 24), AT(invScale, 32),
+    AT(head, 40), AT(delayLine, 48), AT(frame, 56), AT(coef, 64), AT(powerAvg, 72),
+    AT(powerInst, 80), AT(fftTwiddles, 88), AT(fftTable, 96),
+    {"size of tdlms64fState", sizeof(tdlms64fState), 104},
+#undef AT
+};
+// clang-format on
+
 TEST(Layout, FieldsLieWhereHostsExpectThem) {
     if (sizeof(void*) != 8) {
         GTEST_SKIP() << "the table is for 64-bit pointers";
     }
-#define AT(record, field, offset)                                                                  \
-    { #record "." #field, offsetof(record, field), offset }
-#define SIZE(record, size)                                                                         \
-    { "sizeof " #record, sizeof(record), size }
-    const struct {
-        const char* what;
-        size_t actual, expected;
-    } rows[] = {
-        AT(fir64fState, coef, 0),
-        AT(fir64fState, order, 8),
-        AT(fir64fState, delayLine, 16),
-        AT(fir64fState, head, 24),
-        SIZE(fir64fState, 32),
-
-        AT(lms64fState, order, 0),
-        AT(lms64fState, mu, 8),
-        AT(lms64fState, err, 16),
-        AT(lms64fState, coef, 24),
-        AT(lms64fState, delayLine, 32),
-        AT(lms64fState, head, 40),
-        SIZE(lms64fState, 48),
-
-        AT(nlms64fState, order, 0),
-        AT(nlms64fState, mu, 8),
-        AT(nlms64fState, err, 16),
-        AT(nlms64fState, power, 24),
-        AT(nlms64fState, coef, 32),
-        AT(nlms64fState, delayLine, 40),
-        AT(nlms64fState, head, 48),
-        SIZE(nlms64fState, 56),
-
-        AT(adjlms64fState, order, 0),
-        AT(adjlms64fState, secLen, 4),
-        AT(adjlms64fState, estLen, 8),
-        AT(adjlms64fState, refLen, 12),
-        AT(adjlms64fState, mu, 16),
-        AT(adjlms64fState, err, 24),
-        AT(adjlms64fState, power, 32),
-        AT(adjlms64fState, coef, 40),
-        AT(adjlms64fState, secCoef, 48),
-        AT(adjlms64fState, estCoef, 56),
-        AT(adjlms64fState, outLine, 64),
-        AT(adjlms64fState, errLine, 72),
-        AT(adjlms64fState, delayLine, 80),
-        AT(adjlms64fState, head, 88),
-        AT(adjlms64fState, outHead, 92),
-        AT(adjlms64fState, errHead, 96),
-        SIZE(adjlms64fState, 104),
-
-        AT(fxlms64fState, order, 0),
-        AT(fxlms64fState, secLen, 4),
-        AT(fxlms64fState, estLen, 8),
-        AT(fxlms64fState, refLen, 12),
-        AT(fxlms64fState, mu, 16),
-        AT(fxlms64fState, err, 24),
-        AT(fxlms64fState, power, 32),
-        AT(fxlms64fState, coef, 40),
-        AT(fxlms64fState, secCoef, 48),
-        AT(fxlms64fState, estCoef, 56),
-        AT(fxlms64fState, outLine, 64),
-        AT(fxlms64fState, fxLine, 72),
-        AT(fxlms64fState, delayLine, 80),
-        AT(fxlms64fState, head, 88),
-        AT(fxlms64fState, outHead, 92),
-        AT(fxlms64fState, fxHead, 96),
-        SIZE(fxlms64fState, 104),
-
-        AT(blms64fState, order, 0),
-        AT(blms64fState, blockLen, 4),
-        AT(blms64fState, mu, 8),
-        AT(blms64fState, coef, 16),
-        AT(blms64fState, delayLine, 24),
-        AT(blms64fState, head, 32),
-        SIZE(blms64fState, 40),
-
-        AT(bnlms64fState, order, 0),
-        AT(bnlms64fState, blockLen, 4),
-        AT(bnlms64fState, mu, 8),
-        AT(bnlms64fState, coef, 16),
-        AT(bnlms64fState, power, 24),
-        AT(bnlms64fState, delayLine, 32),
-        AT(bnlms64fState, head, 40),
-        SIZE(bnlms64fState, 48),
-
-        AT(lbpef64fState, order, 0),
-        AT(lbpef64fState, mu, 8),
-        AT(lbpef64fState, err, 16),
-        AT(lbpef64fState, updateCoef, 24),
-        AT(lbpef64fState, inHead, 28),
-        AT(lbpef64fState, parcor, 32),
-        AT(lbpef64fState, coef, 40),
-        AT(lbpef64fState, delayLine, 48),
-        AT(lbpef64fState, power, 56),
-        AT(lbpef64fState, backErr, 64),
-        AT(lbpef64fState, inLine, 72),
-        SIZE(lbpef64fState, 80),
-
-        AT(lfpef64fState, order, 0),
-        AT(lfpef64fState, mu, 8),
-        AT(lfpef64fState, err, 16),
-        AT(lfpef64fState, updateCoef, 24),
-        AT(lfpef64fState, parcor, 32),
-        AT(lfpef64fState, coef, 40),
-        AT(lfpef64fState, delayLine, 48),
-        AT(lfpef64fState, power, 56),
-        AT(lfpef64fState, backErr, 64),
-        SIZE(lfpef64fState, 72),
-
-        AT(lmslattice64fState, order, 0),
-        AT(lmslattice64fState, mu, 8),
-        AT(lmslattice64fState, muCoef, 16),
-        AT(lmslattice64fState, err, 24),
-        AT(lmslattice64fState, adaptParcor, 32),
-        AT(lmslattice64fState, parcor, 40),
-        AT(lmslattice64fState, coef, 48),
-        AT(lmslattice64fState, delayLine, 56),
-        AT(lmslattice64fState, power, 64),
-        AT(lmslattice64fState, backErr, 72),
-        SIZE(lmslattice64fState, 80),
-
-        AT(bfdaf64fState, order, 0),
-        AT(bfdaf64fState, blockLen, 4),
-        AT(bfdaf64fState, fftLen, 8),
-        AT(bfdaf64fState, bins, 12),
-        AT(bfdaf64fState, constrained, 16),
-        AT(bfdaf64fState, overlap, 20),
-        AT(bfdaf64fState, coefTail, 24),
-        AT(bfdaf64fState, powerGain, 32),
-        AT(bfdaf64fState, mu, 40),
-        AT(bfdaf64fState, invScale, 48),
-        AT(bfdaf64fState, delayLine, 56),
-        AT(bfdaf64fState, frame, 64),
-        AT(bfdaf64fState, coef, 72),
-        AT(bfdaf64fState, outBuf, 80),
-        AT(bfdaf64fState, powerAvg, 88),
-        AT(bfdaf64fState, powerInst, 96),
-        AT(bfdaf64fState, fftTwiddles, 104),
-        AT(bfdaf64fState, fftTable, 112),
-        SIZE(bfdaf64fState, 120),
-
-        AT(pbfdaf64fState, order, 0),
-        AT(pbfdaf64fState, blockLen, 4),
-        AT(pbfdaf64fState, partitions, 8),
-        AT(pbfdaf64fState, fftLen, 12),
-        AT(pbfdaf64fState, specLen, 16),
-        AT(pbfdaf64fState, bins, 20),
-        AT(pbfdaf64fState, constrained, 24),
-        AT(pbfdaf64fState, overlap, 28),
-        AT(pbfdaf64fState, coefTail, 32),
-        AT(pbfdaf64fState, powerGain, 40),
-        AT(pbfdaf64fState, ringPos, 48),
-        AT(pbfdaf64fState, mu, 56),
-        AT(pbfdaf64fState, invScale, 64),
-        AT(pbfdaf64fState, delayLine, 72),
-        AT(pbfdaf64fState, ring, 80),
-        AT(pbfdaf64fState, coef, 88),
-        AT(pbfdaf64fState, outBuf, 96),
-        AT(pbfdaf64fState, powerAvg, 104),
-        AT(pbfdaf64fState, scratch, 112),
-        AT(pbfdaf64fState, fftTwiddles, 120),
-        AT(pbfdaf64fState, fftTable, 128),
-        SIZE(pbfdaf64fState, 136),
-
-        AT(tdlms64fState, order, 0),
-        AT(tdlms64fState, fftLen, 4),
-        AT(tdlms64fState, bins, 8),
-        AT(tdlms64fState, mu, 16),
-        AT(tdlms64fState, err, 24),
-        AT(tdlms64fState, invScale, 32),
-        AT(tdlms64fState, head, 40),
-        AT(tdlms64fState, delayLine, 48),
-        AT(tdlms64fState, frame, 56),
-        AT(tdlms64fState, coef, 64),
-        AT(tdlms64fState, powerAvg, 72),
-        AT(tdlms64fState, powerInst, 80),
-        AT(tdlms64fState, fftTwiddles, 88),
-        AT(tdlms64fState, fftTable, 96),
-        SIZE(tdlms64fState, 104),
-
-        AT(rls64fState, order, 0),
-        AT(rls64fState, lambda, 8),
-        AT(rls64fState, invLambda, 16),
-        AT(rls64fState, err, 24),
-        AT(rls64fState, coef, 32),
-        AT(rls64fState, delayLine, 40),
-        AT(rls64fState, invCorr, 48),
-        AT(rls64fState, gain, 56),
-        SIZE(rls64fState, 64),
-
-        AT(rlslattice64fState, fwdEnergy, 0),
-        AT(rlslattice64fState, bwdEnergy, 8),
-        AT(rlslattice64fState, crossCorr, 16),
-        AT(rlslattice64fState, jointCorr, 24),
-        AT(rlslattice64fState, prevGamma, 32),
-        AT(rlslattice64fState, delayLine, 40),
-        AT(rlslattice64fState, fwdParcor, 48),
-        AT(rlslattice64fState, bwdParcor, 56),
-        AT(rlslattice64fState, coef, 64),
-        AT(rlslattice64fState, order, 72),
-        AT(rlslattice64fState, lambda, 80),
-        AT(rlslattice64fState, err, 88),
-        SIZE(rlslattice64fState, 96),
-
-        AT(rlslbpef64fState, fwdEnergy, 0),
-        AT(rlslbpef64fState, bwdEnergy, 8),
-        AT(rlslbpef64fState, crossCorr, 16),
-        AT(rlslbpef64fState, prevGamma, 24),
-        AT(rlslbpef64fState, delayLine, 32),
-        AT(rlslbpef64fState, fwdParcor, 40),
-        AT(rlslbpef64fState, bwdParcor, 48),
-        AT(rlslbpef64fState, coef, 56),
-        AT(rlslbpef64fState, inLine, 64),
-        AT(rlslbpef64fState, inHead, 72),
-        AT(rlslbpef64fState, order, 76),
-        AT(rlslbpef64fState, lambda, 80),
-        AT(rlslbpef64fState, err, 88),
-        AT(rlslbpef64fState, updateCoef, 96),
-        SIZE(rlslbpef64fState, 104),
-
-        AT(rlslfpef64fState, fwdEnergy, 0),
-        AT(rlslfpef64fState, bwdEnergy, 8),
-        AT(rlslfpef64fState, crossCorr, 16),
-        AT(rlslfpef64fState, prevGamma, 24),
-        AT(rlslfpef64fState, delayLine, 32),
-        AT(rlslfpef64fState, fwdParcor, 40),
-        AT(rlslfpef64fState, bwdParcor, 48),
-        AT(rlslfpef64fState, coef, 56),
-        AT(rlslfpef64fState, order, 64),
-        AT(rlslfpef64fState, lambda, 72),
-        AT(rlslfpef64fState, err, 80),
-        AT(rlslfpef64fState, updateCoef, 88),
-        SIZE(rlslfpef64fState, 96),
-    };
-    for (const auto& row : rows) {
+    for (const auto& row : kRows) {
         EXPECT_EQ(row.actual, row.expected) << row.what;
     }
 }

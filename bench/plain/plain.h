@@ -8,7 +8,10 @@
 #include "bnlms64f.h"
 #include "fir64f.h"
 #include "fxlms64f.h"
+#include "lbpef64f.h"
+#include "lfpef64f.h"
 #include "lms64f.h"
+#include "lmslattice64f.h"
 #include "nlms64f.h"
 
 namespace plain {
@@ -39,5 +42,12 @@ void blms64fFilterOnly(blms64fState* state, const double* x, double* y);
 void bnlms64fFilterUpdate(bnlms64fState* state, const double* x, const double* d, double* y,
                           double* e);
 void bnlms64fFilterOnly(bnlms64fState* state, const double* x, double* y);
+
+double lbpef64fFilterUpdate(lbpef64fState* state, double x);
+double lbpef64fFilterOnly(lbpef64fState* state, double x);
+double lfpef64fFilterUpdate(lfpef64fState* state, double x);
+double lfpef64fFilterOnly(lfpef64fState* state, double x);
+double lmslattice64fFilterUpdate(lmslattice64fState* state, double x, double d);
+double lmslattice64fFilterOnly(lmslattice64fState* state, double x);
 
 } // namespace plain

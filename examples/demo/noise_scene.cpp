@@ -9,57 +9,23 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
-#include <fstream>
 #include <numbers>
 
 #include <fir64f.h>
 
 #include "audio_file.h"
 #include "host.h"
+#include "scene.h"
 
 namespace {
 
-using Signal = std::vector<double>;
+using namespace scene;
 
 constexpr char kUsage[] = "noise_scene make DIR [VOICE.wav ...] | noise_scene score DIR";
 
 constexpr double kVoiceToNoise = -5.0;              // dB, in the primary
 constexpr double kShortest = 10.0, kLongest = 15.0; // s
-constexpr double kPause = 0.15;                     // s, between two recordings
 constexpr double kPeak = 0.7;                       // of the louder microphone, re full scale
-constexpr int kOwnVoiceRate = 48000;                // Hz
-
-Signal difference(std::span<const double> a, std::span<const double> b) {
-    Signal result(a.begin(), a.end());
-    for (std::size_t n = 0; n < result.size(); ++n) {
-        result[n] -= b[n];
-    }
-    return result;
-}
-
-Signal load(audio::Reader& file) {
-    Signal samples(static_cast<std::size_t>(file.frames()));
-    file.read(samples);
-    return samples;
-}
-
-void store(const std::string& path, int rate, std::span<const double> samples) {
-    audio::Writer file(path, rate, SF_FORMAT_WAV | SF_FORMAT_FLOAT);
-    file.write(samples);
-    file.close();
-}
-
-Signal loadColumn(const std::string& path) {
-    std::ifstream file(path);
-    Signal values;
-    for (double value = 0.0; file >> value;) {
-        values.push_back(value);
-    }
-    if (values.empty() || !file.eof()) {
-        host::fail(path, "cannot be read as a column of numbers");
-    }
-    return values;
-}
 
 // ---- the scene -------------------------------------------------------------------------------
 
@@ -92,90 +58,10 @@ std::array<double, MAX_TAPS> acousticPath() {
     return path;
 }
 
-// A resonance of unit gain at 0 Hz: centre and width in Hz.
-class Formant {
-  public:
-    Formant(double centre, double width, double rate) {
-        const double radius = std::exp(-std::numbers::pi * width / rate);
-        a1_ = 2.0 * radius * std::cos(2.0 * std::numbers::pi * centre / rate);
-        a2_ = -radius * radius;
-    }
-    double next(double x) {
-        const double y = (1.0 - a1_ - a2_) * x + a1_ * y1_ + a2_ * y2_;
-        y2_ = y1_;
-        return y1_ = y;
-    }
-
-  private:
-    double a1_, a2_, y1_ = 0.0, y2_ = 0.0;
-};
-
-// Something like a voice, where no recording can be had: a gliding train of pulses through the
-// resonances of one vowel after another, each under the envelope of a syllable.
-Signal ownVoice(int rate) {
-    constexpr double kVowels[][3] = {{730, 1090, 2440},
-                                     {270, 2290, 3010},
-                                     {300, 870, 2240},
-                                     {530, 1840, 2480},
-                                     {570, 840, 2410}}; // Hz
-    constexpr double kSyllable = 0.28, kSilent = 0.08;  // s
-    const double hz = static_cast<double>(rate);
-    const auto length = static_cast<std::size_t>(12.0 * hz);
-    const auto period = static_cast<std::size_t>(kSyllable * hz);
-    Signal voice;
-    voice.reserve(length);
-    double cycle = 0.0;
-    for (std::size_t count = 0; voice.size() < length; ++count) {
-        const auto& vowel = kVowels[(count * 3 + count / 7) % std::size(kVowels)];
-        Formant first(vowel[0], 80, hz), second(vowel[1], 100, hz), third(vowel[2], 140, hz);
-        const bool breath = count % 8 == 7;
-        for (std::size_t n = 0; n < period && voice.size() < length; ++n) {
-            const double t = static_cast<double>(n) / hz;
-            cycle += (115.0 + 18.0 * std::cos(0.7 * static_cast<double>(count) + 6.0 * t)) / hz;
-            const double pulse = cycle >= 1.0 ? 1.0 : 0.0;
-            cycle -= pulse;
-            const double open = t / (kSyllable - kSilent);
-            const double envelope = open < 1.0 ? std::pow(std::sin(std::numbers::pi * open), 2) : 0;
-            const double x = third.next(second.next(first.next(pulse)));
-            voice.push_back(breath ? 0.0 : envelope * x);
-        }
-    }
-    return voice;
-}
-
-// The recordings one after another, from the first again until the scene is long enough.
-Signal recordedVoice(const std::vector<std::string>& paths, int& rate) {
-    Signal voice;
-    const auto seconds = [&] { return static_cast<double>(voice.size()) / rate; };
-    do {
-        for (const std::string& path : paths) {
-            audio::Reader file(path);
-            if (voice.empty()) {
-                rate = file.rate();
-            }
-            if (file.rate() != rate) {
-                host::fail(path, "has another sample rate than " + paths.front());
-            }
-            const Signal samples = load(file);
-            voice.insert(voice.end(), samples.begin(), samples.end());
-            voice.resize(voice.size() + static_cast<std::size_t>(kPause * rate));
-            if (seconds() >= kLongest) {
-                break;
-            }
-        }
-    } while (seconds() < kShortest);
-    if (seconds() > kLongest) {
-        voice.resize(static_cast<std::size_t>(kLongest * rate));
-    }
-    return voice;
-}
-
 void makeScene(const std::string& dir, const std::vector<std::string>& recordings) {
     int rate = kOwnVoiceRate;
-    Signal voice = recordings.empty() ? ownVoice(rate) : recordedVoice(recordings, rate);
-    if (host::power(voice) < host::kSilence) {
-        host::fail(recordings.front(), "is silent");
-    }
+    Signal voice =
+        recordings.empty() ? ownVoice(12.0) : recordedVoice(recordings, kShortest, kLongest, rate);
 
     Signal reference = fanNoise(voice.size(), rate);
     Signal heard(reference.size());
@@ -199,9 +85,7 @@ void makeScene(const std::string& dir, const std::vector<std::string>& recording
     }
     const double gain = kPeak / loudest;
     for (Signal* signal : {&voice, &primary, &reference}) {
-        for (double& x : *signal) {
-            x *= gain;
-        }
+        scale(*signal, gain);
     }
 
     store(dir + "/voice.wav", rate, voice);
@@ -209,8 +93,7 @@ void makeScene(const std::string& dir, const std::vector<std::string>& recording
     store(dir + "/reference.wav", rate, reference);
     host::saveColumn(dir + "/path.txt", path);
     std::printf("scene: %.1f s at %d Hz, %s\n", static_cast<double>(voice.size()) / rate, rate,
-                recordings.empty() ? "a voice made by the program, since no recording was given"
-                                   : "recorded voice");
+                voiceSource(recordings));
 }
 
 // ---- the score -------------------------------------------------------------------------------
@@ -223,27 +106,6 @@ Result signalToNoise(std::span<const double> voice, std::span<const double> prim
                      std::span<const double> cleaned) {
     return {host::decibels(host::power(voice) / host::power(difference(primary, voice))),
             host::decibels(host::power(voice) / host::power(difference(cleaned, voice)))};
-}
-
-// Time in s, then the lowest and the highest sample of every signal in each stretch.
-void saveWaveforms(const std::string& path, int rate,
-                   std::initializer_list<const Signal*> signals) {
-    constexpr std::size_t kStretches = 1600;
-    const std::size_t length = (*signals.begin())->size();
-    const std::size_t stretch = std::max<std::size_t>(1, length / kStretches);
-    host::Table table(path);
-    for (std::size_t from = 0; from + stretch <= length; from += stretch) {
-        Signal row{static_cast<double>(from) / rate};
-        for (const Signal* signal : signals) {
-            const auto [low, high] =
-                std::minmax_element(signal->begin() + static_cast<std::ptrdiff_t>(from),
-                                    signal->begin() + static_cast<std::ptrdiff_t>(from + stretch));
-            row.push_back(*low);
-            row.push_back(*high);
-        }
-        table.row(row);
-    }
-    table.close();
 }
 
 // Time in s against what is left of the noise, in dB re the noise in the first second.

@@ -26,13 +26,16 @@ inline void store(const V& values, double* to) {
     std::memcpy(to, &values, sizeof values);
 }
 
+template <size_t... lane>
+inline Lanes lastThenOthers(const Lanes& before, const Lanes& values,
+                            std::index_sequence<lane...>) {
+    return __builtin_shufflevector(before, values, (kLanes - 1 + lane)...);
+}
+
 // `values` one place up, behind the last of `before`; `values` is left in `before`.
 inline double shiftIn(double& before, double value) { return std::exchange(before, value); }
 inline Lanes shiftIn(Lanes& before, const Lanes& values) {
-    const auto shifted = [&]<size_t... lane>(std::index_sequence<lane...>) {
-        return __builtin_shufflevector(before, values, (kLanes - 1 + lane)...);
-    }
-    (std::make_index_sequence<kLanes>());
+    const Lanes shifted = lastThenOthers(before, values, std::make_index_sequence<kLanes>());
     before = values;
     return shifted;
 }

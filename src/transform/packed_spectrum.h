@@ -4,6 +4,7 @@
 // All return STS_NULL_PTR, with nothing touched, if an array is null. bins >= 2.
 #pragma once
 
+#include "complex_lanes.h"
 #include "merlo64f.h"
 
 #include <cstdint>
@@ -48,33 +49,45 @@ inline int32_t conjPacked64f(const double* src, double* dst, int32_t bins) {
     return STS_OK;
 }
 
+// store(slot, product, number of slots) for the complex products of all pairs of slots. Pair 0 comes out
+// as a product too, which its two real bins are not: whoever calls mends it.
+template <class Store>
+inline void forEachProduct(const double* a, const double* b, int32_t bins, Store storeAt) {
+    using namespace complex;
+    const int32_t n = 2 * (bins - 1);
+    if (n < kLanes<Wide>) {
+        storeAt(0, Factor(load<One>(a)) * load<One>(b));
+        return;
+    }
+    for (int32_t i = 0; i < n; i += kLanes<Wide>) {
+        storeAt(i, Factor(load<Wide>(a + i)) * load<Wide>(b + i));
+    }
+}
+
 // out = a * b bin by bin; out must overlap neither
-inline int32_t mulPacked64f(const double* a, const double* b, double* __restrict out,
-                            int32_t bins) {
+inline int32_t mulPacked64f(const double* a, const double* b, double* out, int32_t bins) {
     if (a == nullptr || b == nullptr || out == nullptr) {
         return STS_NULL_PTR;
     }
-    for (int32_t k = 1; k < bins - 1; ++k) {
-        out[2 * k] = a[2 * k] * b[2 * k] - a[2 * k + 1] * b[2 * k + 1];
-        out[2 * k + 1] = a[2 * k] * b[2 * k + 1] + a[2 * k + 1] * b[2 * k];
-    }
+    forEachProduct(a, b, bins,
+                   [=](int32_t slot, auto product) { complex::store(out + slot, product); });
     out[0] = a[0] * b[0];
     out[1] = a[1] * b[1];
     return STS_OK;
 }
 
 // acc += a * b bin by bin; acc must overlap neither
-inline int32_t macPacked64f(const double* a, const double* b, double* __restrict acc,
-                            int32_t bins) {
+inline int32_t macPacked64f(const double* a, const double* b, double* acc, int32_t bins) {
     if (a == nullptr || b == nullptr || acc == nullptr) {
         return STS_NULL_PTR;
     }
-    for (int32_t k = 1; k < bins - 1; ++k) {
-        acc[2 * k] += a[2 * k] * b[2 * k] - a[2 * k + 1] * b[2 * k + 1];
-        acc[2 * k + 1] += a[2 * k] * b[2 * k + 1] + a[2 * k + 1] * b[2 * k];
-    }
-    acc[0] += a[0] * b[0];
-    acc[1] += a[1] * b[1];
+    const double lowest = acc[0] + a[0] * b[0];
+    const double highest = acc[1] + a[1] * b[1];
+    forEachProduct(a, b, bins, [=](int32_t slot, auto product) {
+        complex::store(acc + slot, complex::load<decltype(product)>(acc + slot) + product);
+    });
+    acc[0] = lowest;
+    acc[1] = highest;
     return STS_OK;
 }
 

@@ -1,0 +1,48 @@
+# For the tests of hosts that read audio: small WAV files, and what must be refused.
+# Set before: tool, the host's path.
+
+refuses() { # part of the message, arguments...
+    message=$1
+    shift
+    if "$tool" "$@" >out.txt 2>&1; then
+        echo "accepted: $*"
+        exit 1
+    fi
+    grep -q "$message" out.txt || { echo "$* says: $(cat out.txt)"; exit 1; }
+}
+
+byte() { printf "\\$(printf %03o "$1")"; }
+
+pcm() { # channels, kHz (8 or 16), samples: a short 16-bit WAV of silence
+    printf 'RIFF\044\000\000\000WAVEfmt \020\000\000\000\001\000'
+    byte "$1"
+    printf '\000'
+    if [ "$2" = 8 ]; then printf '\100\037'; else printf '\200\076'; fi
+    printf '\000\000\000\000\000\000'
+    byte $((2 * $1))
+    printf '\000\020\000data'
+    byte $((2 * $1 * $3))
+    printf '\000\000\000'
+    head -c $((2 * $1 * $3)) /dev/zero
+}
+
+# The host takes two recordings and writes a third; here it is refused every bad one.
+refuses_bad_audio() {
+    pcm 1 8 40 >mono.wav
+    pcm 1 8 39 >short.wav
+    pcm 1 16 40 >faster.wav
+    pcm 1 8 0 >empty.wav
+    pcm 2 8 20 >stereo.wav
+    echo "no audio" >text.wav
+
+    "$tool" mono.wav mono.wav result.wav
+    refuses usage mono.wav mono.wav
+    refuses "nope.wav: No such file" nope.wav mono.wav result.wav
+    refuses "text.wav: cannot be read" mono.wav text.wav result.wav
+    refuses "empty.wav: holds no samples" mono.wav empty.wav result.wav
+    refuses "stereo.wav: has 2 channels" stereo.wav mono.wav result.wav
+    refuses "short.wav: has 39 samples" mono.wav short.wav result.wav
+    refuses "faster.wav: has" mono.wav faster.wav result.wav
+    refuses "mono.wav: is in use" mono.wav mono.wav mono.wav
+    refuses "nodir/result.wav: No such" mono.wav mono.wav nodir/result.wav
+}

@@ -1,0 +1,29 @@
+#!/bin/sh
+# The echo canceller on a scene of its own making, and on input that it must refuse.
+# Usage: echo_canceller_test.sh BIN_DIR WORK_DIR
+set -eu
+bin=$1 work=$2 tool=$1/echo_canceller
+. "$(dirname "$0")/audio_files.sh"
+rm -rf "$work"
+mkdir -p "$work"
+cd "$work"
+
+"$bin/echo_scene" make .
+"$tool" far_end.wav microphone.wav echo_free.wav --levels levels.txt --save-taps echo_taps.txt
+"$bin/echo_scene" score .
+awk '$1 < 20 { print "enhanced by", $1, "dB only"; exit 1 }' erle.txt
+awk '!/#/ && $2 - $3 > most { most = $2 - $3 }
+     END { if (NR < 300 || most < 20) { print "levels:", NR, "rows,", most, "dB"; exit 1 } }' levels.txt
+refuses "the filter diverged" far_end.wav microphone.wav out.wav --step 5
+
+refuses_bad_audio
+# 40 samples are a block and a quarter; with a silent far end they pass as they are.
+{ head -c 44 mono.wav; seq 100 140 | head -c 80; } >voice.wav
+"$tool" mono.wav voice.wav result.wav
+tail -c 80 voice.wav >voice.raw
+tail -c 80 result.wav | cmp - voice.raw
+[ "$(wc -c <result.wav)" -eq 124 ]
+refuses "tail takes a whole number" mono.wav mono.wav out.wav --tail 0
+refuses "step takes a number above 0" mono.wav mono.wav out.wav --step nan
+refuses "levels.txt: is in use" mono.wav mono.wav out.wav --levels levels.txt --save-taps levels.txt
+refuses "nodir/levels.txt: No such" mono.wav mono.wav out.wav --levels nodir/levels.txt
