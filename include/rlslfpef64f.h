@@ -90,7 +90,7 @@ MERLO64F_API void rlslfpef64fFree(rlslfpef64fState* state);
 MERLO64F_API double rlslfpef64fFilterUpdate(rlslfpef64fState* state, double x);
 
 /** The same with frozen reflection coefficients: fwdEnergy, crossCorr, fwdParcor and bwdParcor
- * stay; coef, err and the energies of the backward errors move on.
+ * stay; the arrays of the backward errors and err move on, and coef is rebuilt as it was.
  * Best after some 2 * order updates, and as many after a Resize that adds stages: frozen steps in
  * between can run the conversion factor down to 0 and end in NaN (from 10 stages on, on white noise).
  * Returns the prediction. */

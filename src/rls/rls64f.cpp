@@ -124,7 +124,7 @@ template <class V>
                                           V sum) {
 #pragma GCC unroll 4
     for (int32_t c = 0; c + 1 < kSide<V>; ++c) {
-        V column;
+        V column{};
 #pragma GCC unroll 4
         for (int32_t i = 0; i < kSide<V>; ++i) {
             column[i] = r[std::max(i, c)][first + std::min(i, c)];
@@ -163,7 +163,7 @@ template <class V, int32_t kSquares>
     for (int32_t j = 0; j < loose; ++j) {
         double g = gain[j];
         for (int32_t s = 0; s < kSquares; ++s) {
-            V column;
+            V column{};
             for (int32_t i = 0; i < kSide<V>; ++i) {
                 column[i] = r[s * kSide<V> + i][j];
                 g += column[i] * x[first + s * kSide<V> + i];
