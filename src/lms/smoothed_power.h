@@ -16,9 +16,9 @@ struct DoubleWeights {
 // Single-precision values, widened: 0.9900000095367432, 0.009999999776482582 and
 // 1.0000000036274937e-15. The weights add up to a little more than 1.
 struct SingleWeights {
-    static constexpr double keep = 0.99f;
-    static constexpr double gain = 0.01f;
-    static constexpr double floor = 1e-15f;
+    static constexpr double keep = 0.99F;
+    static constexpr double gain = 0.01F;
+    static constexpr double floor = 1e-15F;
 };
 
 template <class Weights>

@@ -19,10 +19,10 @@ namespace {
 
 // Single-precision values, widened: 0.9800000190734863 and 9.999999974752427e-07.
 struct Weights {
-    static constexpr double keep = 0.98f;
-    static constexpr double regulariser = 1e-6f;
+    static constexpr double keep = 0.98F;
+    static constexpr double regulariser = 1e-6F;
 };
-constexpr double kPowerGain = 1.0 - double{0.98f}; // 0.019999980926513672
+constexpr double kPowerGain = 1.0 - double{0.98F}; // 0.019999980926513672
 
 template <class Provide>
 int32_t setUp(pbfdaf64fState* state, int32_t order, int32_t blockLen, int32_t partitions, double mu,

@@ -22,9 +22,9 @@ namespace {
 
 // Single-precision values, widened: 0.9800000190734863, 0.019999999552965164 and
 // 9.999999974752427e-07. The first two do not quite add up to 1.
-constexpr double kPowerKeep = 0.98f;
-constexpr double kPowerGain = 0.02f;
-constexpr double kRegulariser = 1e-6f;
+constexpr double kPowerKeep = 0.98F;
+constexpr double kPowerGain = 0.02F;
+constexpr double kRegulariser = 1e-6F;
 
 template <class Provide>
 int32_t setUp(tdlms64fState* state, int32_t order, double mu, int32_t* fftTable,
