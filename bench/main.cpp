@@ -10,6 +10,7 @@ int main(int argc, char** argv) {
     bench::registerBlock64f();
     bench::registerBlockSpectral();
     bench::registerGradientLattice();
+    bench::registerLeastSquares();
     bench::registerRealFft64f();
     return bench::run(argc, argv);
 }

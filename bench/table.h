@@ -86,6 +86,7 @@ void registerSecondaryPath();
 void registerBlock64f();
 void registerBlockSpectral();
 void registerGradientLattice();
+void registerLeastSquares();
 void registerRealFft64f();
 
 } // namespace bench

@@ -13,6 +13,10 @@
 #include "lms64f.h"
 #include "lmslattice64f.h"
 #include "nlms64f.h"
+#include "rls64f.h"
+#include "rlslattice64f.h"
+#include "rlslbpef64f.h"
+#include "rlslfpef64f.h"
 
 namespace plain {
 
@@ -49,5 +53,14 @@ double lfpef64fFilterUpdate(lfpef64fState* state, double x);
 double lfpef64fFilterOnly(lfpef64fState* state, double x);
 double lmslattice64fFilterUpdate(lmslattice64fState* state, double x, double d);
 double lmslattice64fFilterOnly(lmslattice64fState* state, double x);
+
+double rls64fFilterUpdate(rls64fState* state, double x, double d);
+double rls64fFilterOnly(rls64fState* state, double x);
+double rlslattice64fFilterUpdate(rlslattice64fState* state, double x, double d);
+double rlslattice64fFilterOnly(rlslattice64fState* state, double x);
+double rlslbpef64fFilterUpdate(rlslbpef64fState* state, double x);
+double rlslbpef64fFilterOnly(rlslbpef64fState* state, double x);
+double rlslfpef64fFilterUpdate(rlslfpef64fState* state, double x);
+double rlslfpef64fFilterOnly(rlslfpef64fState* state, double x);
 
 } // namespace plain
