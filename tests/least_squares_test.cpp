@@ -12,6 +12,7 @@
 #include <cmath>
 #include <limits>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -179,6 +180,19 @@ TEST(Rls, TestsDeltaBeforeItsPointers) {
         rls64fFilterUpdate(&state, 1.0, 1.0);
         EXPECT_EQ(coef[0] != 0.0, delta != 0.0) << "without a start nothing is learned";
     }
+}
+
+TEST(Rls, ResizeRefusesARecordWithoutTapsAndLeavesIt) {
+    rls64fState state;
+    ASSERT_EQ(rls64fInit(&state, 4, 0.9, 0.5), STS_OK);
+    double* const coef = std::exchange(state.coef, nullptr);
+    EXPECT_EQ(rls64fResize(&state, 3), STS_NULL_PTR);
+    state.coef = coef;
+    state.order = 0;
+    EXPECT_EQ(rls64fResize(&state, 3), STS_BAD_SIZE);
+    state.order = 4;
+    EXPECT_EQ(state.invCorr[9], 0.5);
+    rls64fFree(&state);
 }
 
 TEST(Rls, InitIsTheRemedyForWhatNeitherResetTouches) {
