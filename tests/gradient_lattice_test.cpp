@@ -330,28 +330,6 @@ TEST(Lfpef, HandWorkedSteps) {
     lfpef64fFree(&state);
 }
 
-// 0.5, 0.5, 0.5 in direct form: (0.5), (0.25, 0.5), (0, 0.375, 0.5).
-template <class State>
-void writesTheDirectForm(int32_t (*init)(State*, int32_t, double), double (*update)(State*, double),
-                         double (*filter)(State*, double), void (*release)(State*)) {
-    State state;
-    ASSERT_EQ(init(&state, 3, 0.1), STS_OK);
-    std::fill_n(state.parcor, 3, 0.5);
-    filter(&state, 0.0);
-    expectBits(state.coef, {0.0, 0.0, 0.0}, "coef");
-    update(&state, 0.0);
-    expectBits(state.parcor, {0.5, 0.5, 0.5}, "parcor");
-    expectBits(state.coef, {0.0, 0.375, 0.5}, "coef");
-    release(&state);
-}
-
-TEST(Lbpef, WritesTheDirectForm) {
-    writesTheDirectForm(lbpef64fInit, lbpef64fFilterUpdate, lbpef64fFilterOnly, lbpef64fFree);
-}
-TEST(Lfpef, WritesTheDirectForm) {
-    writesTheDirectForm(lfpef64fInit, lfpef64fFilterUpdate, lfpef64fFilterOnly, lfpef64fFree);
-}
-
 TEST(Lmslattice, HandWorkedSteps) {
     lmslattice64fState state;
     ASSERT_EQ(lmslattice64fInit(&state, 1, 0.1, 0.5), STS_OK);
