@@ -17,7 +17,7 @@ template <class F>
 void visit(typename F::State* state, Signal& signal, Trace& trace, int calls) {
     const auto operations = F::operations();
     for (int i = 0; i < calls; ++i) {
-        operations[signal.choose(operations.size())](state, signal, trace);
+        operations[signal.choose(operations.size())].call(state, signal, trace, 0);
     }
 }
 
@@ -42,8 +42,8 @@ Trace longRun() {
     Signal signal(20);
     Trace trace;
     typename F::State state;
-    typename F::Lent lent;
-    if (F::init(&state, 8, lent) != STS_OK) {
+    Lent lent;
+    if (F::init(&state, F::shape(8), lent) != STS_OK) {
         std::abort();
     }
     const auto clear = [&] {
@@ -66,9 +66,9 @@ Trace longRun() {
         }
         if (i % 13 == 11) {
             const auto order = static_cast<int32_t>(signal.choose(F::limit + 2)) + 1;
-            trace.add(F::resize(&state, order));
+            trace.add(F::resize(&state, F::shape(order)));
         }
-        for (const auto& array : F::arrays(state.order)) {
+        for (const auto& array : F::arrays(F::shape(state.order))) {
             trace.add(state.*array.field, array.length);
         }
     }

@@ -1,18 +1,18 @@
-// The families as the shared suite and the digests see them. A family joins by one struct here and
-// its name in `Families`.
+// The families as the shared suite, the random hosts and the digests see them. A family joins by one
+// struct here and its name in `Families`.
 #pragma once
 
 #include "adjlms64f.h"
 #include "bfdaf64f.h"
 #include "blms64f.h"
 #include "bnlms64f.h"
-#include "exact_tables.h"
 #include "fir64f.h"
 #include "fxlms64f.h"
 #include "lbpef64f.h"
 #include "lfpef64f.h"
 #include "lms64f.h"
 #include "lmslattice64f.h"
+#include "models.h"
 #include "nlms64f.h"
 #include "pbfdaf64f.h"
 #include "rls64f.h"
@@ -26,19 +26,9 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <utility>
+#include <functional>
+#include <type_traits>
 #include <vector>
-
-template <class State>
-struct Accessor {
-    const char* name;
-    int32_t (*get)(const State*, double*, int32_t, int32_t, int32_t);
-    int32_t (*set)(State*, const double*, int32_t, int32_t, int32_t);
-    double* State::*array;           // what they work on
-    int32_t (*length)(const State&); // elements in reach
-    bool whole = true;               // whether they are all that the array holds
-    double tolerance = 0.0;          // by which a value may change on its way in and out
-};
 
 // An array of a record, in the order in which they lie in the blocks of Init and InitStatic.
 template <class State>
@@ -48,765 +38,722 @@ struct ArrayOf {
     bool startsBlock = true;
 };
 
-template <class State>
-struct ResetOf {
-    const char* name;
-    int32_t (*reset)(State*);
-    std::vector<double * State::*> clears;       // arrays that become zero; everything else stays
-    double (*start)(double* State::*) = nullptr; // or this; then no pointer is tested
+// One call of a filter operation, fed from the signal; its outputs and its error go to the trace. What
+// the model owes comes from the same signal. `variant` 0 is the plain call; others alias arrays, say.
+template <class State, class Model>
+struct Operation {
+    void (*call)(State*, Signal&, Trace&, unsigned variant);
+    void (*model)(Model&, Signal&, Trace&, unsigned variant);
 };
 
-// One call of a filter operation, fed from the signal; its outputs and its error go to the trace.
-template <class State>
-using Operation = void (*)(State*, Signal&, Trace&);
+template <class State, class Model>
+struct Accessor {
+    int32_t (*get)(State*, double*, int32_t, int32_t, int32_t);
+    int32_t (*set)(State*, const double*, int32_t, int32_t, int32_t); // null: none
+    double* State::*array;                                            // what they work on
+    int32_t (*length)(const State&);                                  // elements in reach
+    Values (*read)(Model&);
+    void (*write)(Model&, int32_t start, const Values&);
+};
 
-template <class State>
-int32_t orderOf(const State& state) {
-    return state.order;
-}
+template <class State, class Model>
+struct ResetOf {
+    int32_t (*reset)(State*);
+    void (*model)(Model&);
+    std::vector<double * State::*> tested; // pointers whose null is refused
+};
 
-// Operations of the common shapes: update is the exported function.
-template <auto update, class State>
-void ring(State* s, Signal& in, Trace& out) {
-    const double x = in.next();
-    out.add(update(s, x, in.next()));
-    out.add(s->err);
-}
-template <auto update, class State>
-void linear(State* s, Signal& in, Trace& out) {
-    insertSampleLinBuf64f(in.next(), s->delayLine, s->order);
-    out.add(update(s, in.next()));
-    out.add(s->err);
-}
-template <auto update, class State>
-void own(State* s, Signal& in, Trace& out) { // a filter that follows its own input
-    out.add(update(s, in.next()));
-    out.add(s->err);
-}
-template <auto filter, class State>
-void sample(State* s, Signal& in, Trace& out) {
-    out.add(filter(s, in.next()));
-}
-template <auto filter, class State>
-void still(State* s, Signal&, Trace& out) {
-    out.add(filter(s));
-}
-template <auto update, class State>
-void block(State* s, Signal& in, Trace& out) {
-    std::vector<double> x(static_cast<size_t>(s->blockLen)), d(x), y(x), e(x);
-    in.fill(x.data(), s->blockLen);
-    in.fill(d.data(), s->blockLen);
-    out.add(update(s, x.data(), d.data(), y.data(), e.data()));
-    out.add(y.data(), s->blockLen);
-    out.add(e.data(), s->blockLen);
-}
-template <auto filter, class State>
-void blockOnly(State* s, Signal& in, Trace& out) {
-    std::vector<double> x(static_cast<size_t>(s->blockLen)), y(x);
-    in.fill(x.data(), s->blockLen);
-    out.add(filter(s, x.data(), y.data()));
-    out.add(y.data(), s->blockLen);
-}
-
-// A getter that changes its record by rounding, in the shape of the others.
 template <auto get, class State>
-int32_t rounding(const State* s, double* buf, int32_t start, int32_t count, int32_t reversed) {
-    return get(const_cast<State*>(s), buf, start, count, reversed);
-}
-
-// The accessors of a transversal filter on one line.
-template <auto getCoef, auto setCoef, auto getLine, auto setLine, class State>
-std::vector<Accessor<State>> tapsAndLine(int32_t (*length)(const State&) = orderOf<State>,
-                                         bool whole = true) {
-    return {{"Coef", getCoef, setCoef, &State::coef, orderOf<State>},
-            {"DelayLine", getLine, setLine, &State::delayLine, length, whole}};
-}
-
-template <auto reset, auto resetLine, class State>
-std::vector<ResetOf<State>> resetsOf(std::vector<double * State::*> lines = {&State::delayLine}) {
-    return {{"Reset", reset, {&State::coef}}, {"ResetDelayLine", resetLine, std::move(lines)}};
-}
-
-// The accessors and the reset of a gradient lattice.
-template <auto getCoef, auto setCoef, auto getParcor, auto setParcor, auto getLine, auto setLine,
-          class State>
-std::vector<Accessor<State>> stageArraysOf() {
-    return {{"Coef", getCoef, setCoef, &State::coef, orderOf<State>},
-            {"Parcor", getParcor, setParcor, &State::parcor, orderOf<State>},
-            {"DelayLine", getLine, setLine, &State::delayLine, orderOf<State>}};
+int32_t getter(State* s, double* buf, int32_t start, int32_t count, int32_t reversed) {
+    return get(s, buf, start, count, reversed);
 }
 
 // What most families have in common; a family overrides what it does otherwise.
-struct Defaults {
-    struct Lent {};                              // what the host lends to one record
+template <class Family, class S, class M>
+struct Base {
+    using State = S;
+    using Model = M;
+    using Op = Operation<S, M>;
+    using Access = Accessor<S, M>;
+    using Clear = ResetOf<S, M>;
+    static constexpr int32_t limit = MAX_TAPS;
     static constexpr int32_t smallest = 1;       // order that is not refused
+    static constexpr int32_t buffers = 2;        // of InitStatic
     static constexpr bool pointersFirst = false; // InitStatic tests its pointers before the sizes
     static constexpr bool testsRecord = false;   // a null record is refused by set-up and resets
-    // Makes `to` equal in what a Resize keeps and no accessor shows; both are of the same sizes.
-    template <class State>
-    static void carryHidden(const State&, State&) {}
-};
+    static constexpr double rate = 0.01, second = 0.5;
+    static constexpr bool inPlace =
+        true; // a block that is filtered only may take its input's place
 
-template <class S>
-struct Transversal : Defaults {
-    using State = S;
-    static constexpr int32_t limit = MAX_TAPS;
-    static std::vector<ArrayOf<State>> arrays(int32_t order) {
-        return {{&State::coef, order}, {&State::delayLine, order}};
+    static Shape shape(int32_t order) {
+        Shape usual;
+        usual.order = order;
+        usual.rate = Family::rate;
+        usual.second = Family::second;
+        return usual;
     }
-    static void carryHidden(const State& from, State& to) {
-        if constexpr (requires { from.power; }) {
-            to.power = from.power;
+    static bool fits(const Shape& p) { return p.order >= Family::smallest; }
+    static bool isAsLarge(const State& s, const Shape& p) { return s.order == p.order; }
+    static int32_t resize(State* s, const Shape& p) { return Family::kResize(s, p.order); }
+    static int32_t init(State* s, const Shape& p, Lent& l) {
+        return Family::setUp(Family::kInit, s, p, l);
+    }
+    static int32_t initStatic(State* s, const Shape& p, Lent& l, double* const* b) {
+        if constexpr (Family::buffers == 1) {
+            return Family::setUp(Family::kInitStatic, s, p, l, b[0]);
+        } else {
+            return Family::setUp(Family::kInitStatic, s, p, l, b[0], b[1]);
+        }
+    }
+    template <class F, class... B>
+    static int32_t setUp(F f, State* s, const Shape& p, Lent&, B... b) {
+        return f(s, p.order, p.rate, b...);
+    }
+    static std::vector<ArrayOf<State>> arrays(const Shape& p) {
+        return {{&State::coef, p.order}, {&State::delayLine, p.order}};
+    }
+
+    static int32_t lineLength(const State* s) {
+        if constexpr (requires { s->fftLen; }) {
+            return s->fftLen;
+        } else {
+            return s->order;
+        }
+    }
+
+    // ---- Operations of the common shapes: f is the exported function, g what the model does.
+
+    template <auto f, auto g>
+    static constexpr Op ring() {
+        return {[](State* s, Signal& in, Trace& out, unsigned) {
+                    const double x = in.next();
+                    out.add(f(s, x, in.next()));
+                    out.add(s->err);
+                },
+                [](Model& m, Signal& in, Trace& out, unsigned) {
+                    const Values x = m.enter(in.next());
+                    out.add(std::invoke(g, m, x, in.next()));
+                    out.add(m.err);
+                }};
+    }
+    template <auto f, auto g, bool showErr = true> // on the line that the host keeps
+    static constexpr Op linear() {
+        return {[](State* s, Signal& in, Trace& out, unsigned) {
+                    insertSampleLinBuf64f(in.next(), s->delayLine, lineLength(s));
+                    out.add(f(s, in.next()));
+                    if constexpr (showErr) {
+                        out.add(s->err);
+                    }
+                },
+                [](Model& m, Signal& in, Trace& out, unsigned) {
+                    m.delayLine.push(in.next());
+                    out.add(std::invoke(g, m, m.delayLine.at, in.next()));
+                    if constexpr (showErr) {
+                        out.add(m.err);
+                    }
+                }};
+    }
+    template <auto f, auto g> // a filter that follows its own input
+    static constexpr Op own() {
+        return {[](State* s, Signal& in, Trace& out, unsigned) {
+                    out.add(f(s, in.next()));
+                    out.add(s->err);
+                },
+                [](Model& m, Signal& in, Trace& out, unsigned) {
+                    out.add(std::invoke(g, m, m.enter(in.next())));
+                    out.add(m.err);
+                }};
+    }
+    template <auto f, auto g>
+    static constexpr Op sample() {
+        return {[](State* s, Signal& in, Trace& out, unsigned) { out.add(f(s, in.next())); },
+                [](Model& m, Signal& in, Trace& out, unsigned) {
+                    out.add(std::invoke(g, m, m.enter(in.next())));
+                }};
+    }
+    template <auto f, auto g>
+    static constexpr Op still() {
+        return {[](State* s, Signal&, Trace& out, unsigned) { out.add(f(s)); },
+                [](Model& m, Signal&, Trace& out, unsigned) {
+                    out.add(std::invoke(g, m, m.delayLine.at));
+                }};
+    }
+    // The variants put y in the place of x and e in that of d or x.
+    template <auto f, auto g>
+    static constexpr Op block() {
+        return {[](State* s, Signal& in, Trace& out, unsigned variant) {
+                    Values x(s->blockLen), d(x), y(x), e(x);
+                    in.fill(x.data(), s->blockLen);
+                    in.fill(d.data(), s->blockLen);
+                    Values& output = variant % 2 == 1 ? x : y;
+                    Values& error = variant % 4 >= 2 ? d : variant % 8 == 4 ? x : e;
+                    out.add(f(s, x.data(), d.data(), output.data(), error.data()));
+                    out.add(output.data(), s->blockLen);
+                    out.add(error.data(), s->blockLen);
+                },
+                [](Model& m, Signal& in, Trace& out, unsigned) {
+                    const int32_t n = m.blockLength();
+                    Values x(n), d(n), y(n), e(n);
+                    in.fill(x.data(), n);
+                    in.fill(d.data(), n);
+                    std::invoke(g, m, x, d, y, e);
+                    out.add(STS_OK);
+                    out.add(y.data(), n);
+                    out.add(e.data(), n);
+                }};
+    }
+    template <auto f, auto g>
+    static constexpr Op blockOnly() {
+        return {[](State* s, Signal& in, Trace& out, unsigned variant) {
+                    Values x(s->blockLen), y(x);
+                    in.fill(x.data(), s->blockLen);
+                    Values& output = Family::inPlace && variant % 2 == 1 ? x : y;
+                    out.add(f(s, x.data(), output.data()));
+                    out.add(output.data(), s->blockLen);
+                },
+                [](Model& m, Signal& in, Trace& out, unsigned) {
+                    const int32_t n = m.blockLength();
+                    Values x(n), y(n);
+                    in.fill(x.data(), n);
+                    std::invoke(g, m, x, y);
+                    out.add(STS_OK);
+                    out.add(y.data(), n);
+                }};
+    }
+    // Other arrays' names in the model are those of the record.
+    template <auto get, auto set, auto field, auto modelled>
+    static Access plain(int32_t (*length)(const State&) = order) {
+        return {getter<get, State>,
+                set,
+                field,
+                length,
+                [](Model& m) -> Values { return m.*modelled; },
+                [](Model& m, int32_t start, const Values& from) {
+                    std::copy(from.begin(), from.end(), (m.*modelled).begin() + start);
+                }};
+    }
+    template <auto get, auto set> // of a ring or a straight line, by age
+    static Access line(int32_t (*length)(const State&) = order) {
+        return {getter<get, State>,
+                set,
+                &State::delayLine,
+                length,
+                [](Model& m) { return m.delayLine.newest(); },
+                [](Model& m, int32_t start, const Values& from) {
+                    Values byAge = m.delayLine.newest();
+                    std::copy(from.begin(), from.end(), byAge.begin() + start);
+                    m.delayLine.load(byAge);
+                }};
+    }
+    static int32_t order(const State& s) { return s.order; }
+    template <auto field>
+    static void clear(Model& m) {
+        if constexpr (requires(Model x) { (x.*field).at; }) {
+            std::fill((m.*field).at.begin(), (m.*field).at.end(), 0.0);
+        } else {
+            std::fill((m.*field).begin(), (m.*field).end(), 0.0);
         }
     }
 };
 
-struct Fir : Defaults {
-    using State = fir64fState;
-    struct Lent {
-        double coef[MAX_TAPS] = {0.5, -0.25, 1.0, 0.125, -0.75, 0.0625, 0.375, -1.0};
-    };
-    static constexpr const char* name = "fir64f";
-    static constexpr int32_t limit = MAX_TAPS;
+#define FAMILY(f)                                                                                  \
+    static constexpr const char* name = #f;                                                        \
+    static constexpr auto kInit = f##Init;                                                         \
+    static constexpr auto kInitStatic = f##InitStatic;                                             \
+    static constexpr auto kResize = f##Resize;                                                     \
+    static constexpr auto free = f##Free
 
-    static int32_t init(State* s, int32_t order, Lent& lent) {
-        return fir64fInit(s, order, lent.coef);
+// The accessors and resets of a transversal filter on one line.
+#define TAPS_AND_LINE(f, ...)                                                                      \
+    static std::vector<Access> accessors() {                                                       \
+        return {plain<f##GetCoef, f##SetCoef, &State::coef, &Model::coef>(),                       \
+                line<f##GetDelayLine, f##SetDelayLine>(__VA_ARGS__)};                              \
     }
-    static int32_t initStatic(State* s, int32_t order, Lent& lent, double* const* buffers) {
-        return fir64fInitStatic(s, order, lent.coef, buffers[0]);
+#define RESETS_OF_TAPS_AND_LINE(f)                                                                 \
+    static std::vector<Clear> resets() {                                                           \
+        return {{f##Reset, clear<&Model::coef>, {&State::coef}},                                   \
+                {f##ResetDelayLine, clear<&Model::delayLine>, {&State::delayLine}}};               \
     }
-    static std::vector<ArrayOf<State>> arrays(int32_t order) {
-        return {{&State::delayLine, order}};
-    }
-    static void free(State* s) { fir64fFree(s); }
-    static int32_t resize(State* s, int32_t order) { return fir64fResize(s, order); }
 
-    static std::vector<Accessor<State>> accessors() {
-        return {{"Coef", fir64fGetCoef, fir64fSetCoef, &State::coef, orderOf<State>},
-                {"DelayLine", fir64fGetDelayLine, fir64fSetDelayLine, &State::delayLine,
-                 orderOf<State>}};
+struct Fir : Base<Fir, fir64fState, FirModel> {
+    FAMILY(fir64f);
+    TAPS_AND_LINE(fir64f)
+    static constexpr int32_t buffers = 1;
+    template <class F, class... B>
+    static int32_t setUp(F f, State* s, const Shape& p, Lent& l, B... b) {
+        return f(s, p.order, l.coef, b...);
     }
-    static std::vector<ResetOf<State>> resets() {
-        return {{"ResetDelayLine", fir64fResetDelayLine, {&State::delayLine}}};
+    static std::vector<ArrayOf<State>> arrays(const Shape& p) {
+        return {{&State::delayLine, p.order}};
     }
-    static std::vector<Operation<State>> operations() {
-        return {sample<fir64fFilter>, still<fir64fLCFilter>, [](State* s, Signal& in, Trace& out) {
-                    double block[41];
-                    in.fill(block, 41);
-                    out.add(fir64fBlockFilter(s, block, block, 41));
-                    out.add(block, 41);
+    static std::vector<Clear> resets() {
+        return {{fir64fResetDelayLine, clear<&Model::delayLine>, {&State::delayLine}}};
+    }
+    static int32_t length(unsigned variant) {
+        return variant == 0 ? 41 : static_cast<int32_t>(variant);
+    }
+    static std::vector<Op> operations() {
+        return {sample<fir64fFilter, &Model::only>(),
+                still<fir64fLCFilter, &Model::only>(),
+                {[](State* s, Signal& in, Trace& out, unsigned variant) {
+                     const int32_t n = length(variant);
+                     Values x(n), y(n);
+                     in.fill(x.data(), n);
+                     double* const to = variant % 3 == 0 ? x.data() : y.data();
+                     out.add(fir64fBlockFilter(s, x.data(), to, n));
+                     out.add(to, n);
+                 },
+                 [](Model& m, Signal& in, Trace& out, unsigned variant) {
+                     out.add(STS_OK);
+                     for (int32_t i = 0; i < length(variant); ++i) {
+                         out.add(m.only(m.enter(in.next())));
+                     }
+                 }}};
+    }
+};
+
+struct Lms : Base<Lms, lms64fState, LmsModel> {
+    FAMILY(lms64f);
+    TAPS_AND_LINE(lms64f)
+    RESETS_OF_TAPS_AND_LINE(lms64f)
+    static constexpr double rate = 0.05;
+    static std::vector<Op> operations() {
+        return {ring<lms64fFilterUpdate, &Model::update<>>(),
+                ring<lms64fFilterUpdateSignErr, &Model::update<true, false>>(),
+                ring<lms64fFilterUpdateSignReg, &Model::update<false, true>>(),
+                ring<lms64fFilterUpdateSignSign, &Model::update<true, true>>(),
+                linear<lms64fLCFilterUpdate, &Model::update<>>(),
+                linear<lms64fLCFilterUpdateSignErr, &Model::update<true, false>>(),
+                linear<lms64fLCFilterUpdateSignReg, &Model::update<false, true>>(),
+                linear<lms64fLCFilterUpdateSignSign, &Model::update<true, true>>(),
+                sample<lms64fFilterOnly, &Model::only>(),
+                still<lms64fLCFilterOnly, &Model::only>()};
+    }
+};
+
+struct Nlms : Base<Nlms, nlms64fState, NlmsModel> {
+    FAMILY(nlms64f);
+    TAPS_AND_LINE(nlms64f)
+    RESETS_OF_TAPS_AND_LINE(nlms64f)
+    static constexpr double rate = 0.02;
+    static std::vector<Op> operations() {
+        return {ring<nlms64fFilterUpdate, &Model::update<>>(),
+                linear<nlms64fLCFilterUpdate, &Model::update<>>(),
+                sample<nlms64fFilterOnly, &Model::only>(),
+                still<nlms64fLCFilterOnly, &Model::only>()};
+    }
+};
+
+// Both filters behind a secondary path.
+template <class Family, class S, bool adjoint, double* S::*third>
+struct BehindPath : Base<Family, S, PathModel<adjoint>> {
+    using State = S;
+    using Model = PathModel<adjoint>;
+    template <class F, class... B>
+    static int32_t setUp(F f, State* s, const Shape& p, Lent& l, B... b) {
+        return f(s, p.order, p.rate, l.secCoef, p.secLen, l.estCoef, p.estLen, b...);
+    }
+    static bool fits(const Shape& p) { return p.order >= 1 && p.secLen >= 1 && p.estLen >= 1; }
+    static std::vector<ArrayOf<State>> arrays(const Shape& p) {
+        const Lent none;
+        return {{&State::coef, p.order},
+                {&State::outLine, p.secLen},
+                {third, adjoint ? p.estLen : p.order, false},
+                {&State::delayLine, Model(p, none).refLen(), false}};
+    }
+    static std::vector<ResetOf<State, Model>> resetsBy(int32_t (*taps)(State*),
+                                                       int32_t (*lines)(State*)) {
+        return {
+            {taps, Base<Family, S, Model>::template clear<&Model::coef>, {&State::coef}},
+            {lines, [](Model& m) { m.resetLines(); }, {&State::delayLine, &State::outLine, third}}};
+    }
+};
+
+struct Adj : BehindPath<Adj, adjlms64fState, true, &adjlms64fState::errLine> {
+    FAMILY(adjlms64f);
+    TAPS_AND_LINE(adjlms64f, [](const State& s) { return s.refLen; })
+    static auto resets() { return resetsBy(adjlms64fReset, adjlms64fResetDelayLine); }
+    static std::vector<Op> operations() {
+        return {ring<adjlms64fFilterUpdate, &Model::update>(),
+                sample<adjlms64fFilterOnly, &Model::only>()};
+    }
+};
+
+struct Fx : BehindPath<Fx, fxlms64fState, false, &fxlms64fState::fxLine> {
+    FAMILY(fxlms64f);
+    TAPS_AND_LINE(fxlms64f)
+    static auto resets() { return resetsBy(fxlms64fReset, fxlms64fResetDelayLine); }
+    static std::vector<Op> operations() {
+        return {ring<fxlms64fFilterUpdate, &Model::update>(),
+                sample<fxlms64fFilterOnly, &Model::only>()};
+    }
+};
+
+// The LMS filters that take blocks.
+template <class Family, class S, class M>
+struct Blocks : Base<Family, S, M> {
+    template <class F, class... B>
+    static int32_t setUp(F f, S* s, const Shape& p, Lent&, B... b) {
+        return f(s, p.order, p.blockLen, p.rate, b...);
+    }
+    static bool fits(const Shape& p) { return p.order >= 1 && p.blockLen >= 1; }
+    static bool isAsLarge(const S& s, const Shape& p) {
+        return s.order == p.order && s.blockLen == p.blockLen;
+    }
+    static int32_t resize(S* s, const Shape& p) { return Family::kResize(s, p.order, p.blockLen); }
+};
+
+struct Blms : Blocks<Blms, blms64fState, BlmsModel> {
+    FAMILY(blms64f);
+    TAPS_AND_LINE(blms64f)
+    RESETS_OF_TAPS_AND_LINE(blms64f)
+    static constexpr double rate = 0.05;
+    static std::vector<Op> operations() {
+        return {block<blms64fFilterUpdate, &Model::block<>>(),
+                block<blms64fFilterUpdateSignErr, &Model::block<true, false>>(),
+                block<blms64fFilterUpdateSignReg, &Model::block<false, true>>(),
+                block<blms64fFilterUpdateSignSign, &Model::block<true, true>>(),
+                blockOnly<blms64fFilterOnly, &Model::blockOnly>()};
+    }
+};
+
+struct Bnlms : Blocks<Bnlms, bnlms64fState, BnlmsModel> {
+    FAMILY(bnlms64f);
+    TAPS_AND_LINE(bnlms64f)
+    RESETS_OF_TAPS_AND_LINE(bnlms64f)
+    static constexpr double rate = 0.02;
+    static constexpr bool inPlace = false;
+    static std::vector<Op> operations() {
+        return {block<bnlms64fFilterUpdate, &Model::block<>>(),
+                blockOnly<bnlms64fFilterOnly, &Model::blockOnly>()};
+    }
+};
+
+// ---- Lattices
+
+template <class Family, class S, class M>
+struct Lattice : Base<Family, S, M> {
+    using State = S;
+    using Model = M;
+    using Op = Operation<S, M>;
+    static constexpr bool pointersFirst = true;
+    static constexpr bool testsRecord = true;
+
+    // `op` with the record's flag lowered for its time.
+    template <auto flag, Operation<S, M> (*op)()>
+    static constexpr Op without() {
+        return {[](State* s, Signal& in, Trace& out, unsigned variant) {
+                    s->*flag = 0;
+                    op().call(s, in, out, variant);
+                    s->*flag = 1;
+                },
+                [](Model& m, Signal& in, Trace& out, unsigned variant) {
+                    m.adapting = 0;
+                    op().model(m, in, out, variant);
+                    m.adapting = 1;
                 }};
     }
 };
 
-struct Lms : Transversal<lms64fState> {
-    static constexpr const char* name = "lms64f";
-    static constexpr double mu = 0.05;
-
-    static int32_t init(State* s, int32_t order, Lent&) { return lms64fInit(s, order, mu); }
-    static int32_t initStatic(State* s, int32_t order, Lent&, double* const* buffers) {
-        return lms64fInitStatic(s, order, mu, buffers[0], buffers[1]);
+#define STAGE_ACCESSORS(f)                                                                         \
+    static std::vector<Access> accessors() {                                                       \
+        return {plain<f##GetCoef, f##SetCoef, &State::coef, &Model::coef>(),                       \
+                plain<f##GetParcor, f##SetParcor, &State::parcor, &Model::parcor>(),               \
+                plain<f##GetDelayLine, f##SetDelayLine, &State::delayLine, &Model::delayLine>()};  \
+    }                                                                                              \
+    static std::vector<Clear> resets() {                                                           \
+        return {{f##Reset, [](Model& m) { m.reset(); }, {}}};                                      \
     }
-    static constexpr auto free = lms64fFree;
-    static constexpr auto resize = lms64fResize;
 
-    static auto accessors() {
-        return tapsAndLine<lms64fGetCoef, lms64fSetCoef, lms64fGetDelayLine, lms64fSetDelayLine,
-                           State>();
-    }
-    static auto resets() { return resetsOf<lms64fReset, lms64fResetDelayLine, State>(); }
-    static std::vector<Operation<State>> operations() {
-        return {ring<lms64fFilterUpdate>,
-                ring<lms64fFilterUpdateSignErr>,
-                ring<lms64fFilterUpdateSignReg>,
-                ring<lms64fFilterUpdateSignSign>,
-                linear<lms64fLCFilterUpdate>,
-                linear<lms64fLCFilterUpdateSignErr>,
-                linear<lms64fLCFilterUpdateSignReg>,
-                linear<lms64fLCFilterUpdateSignSign>,
-                sample<lms64fFilterOnly>,
-                still<lms64fLCFilterOnly>};
-    }
-};
-
-struct Nlms : Transversal<nlms64fState> {
-    static constexpr const char* name = "nlms64f";
-    static constexpr double mu = 0.02;
-
-    static int32_t init(State* s, int32_t order, Lent&) { return nlms64fInit(s, order, mu); }
-    static int32_t initStatic(State* s, int32_t order, Lent&, double* const* buffers) {
-        return nlms64fInitStatic(s, order, mu, buffers[0], buffers[1]);
-    }
-    static constexpr auto free = nlms64fFree;
-    static constexpr auto resize = nlms64fResize;
-
-    static auto accessors() {
-        return tapsAndLine<nlms64fGetCoef, nlms64fSetCoef, nlms64fGetDelayLine, nlms64fSetDelayLine,
-                           State>();
-    }
-    static auto resets() { return resetsOf<nlms64fReset, nlms64fResetDelayLine, State>(); }
-    static std::vector<Operation<State>> operations() {
-        return {ring<nlms64fFilterUpdate>, linear<nlms64fLCFilterUpdate>, sample<nlms64fFilterOnly>,
-                still<nlms64fLCFilterOnly>};
-    }
-};
-
-// Both filters behind a secondary path; their third line has thirdLen(order) samples.
-template <class S, double* S::*third, auto kFree>
-struct BehindPath : Defaults {
+template <class Family, class S, bool backward>
+struct Pef : Lattice<Family, S, PredictorModel<backward>> {
     using State = S;
-    static constexpr int32_t limit = MAX_TAPS, secLen = 3, estLen = 5;
-    static constexpr double mu = 0.01;
-    struct Lent {
-        double secCoef[secLen] = {0.0, 0.75, -0.25};
-        double estCoef[estLen] = {0.0, 0.5, -0.25, 0.125, 0.0625};
-    };
-    static std::vector<ArrayOf<State>> lines(int32_t order, int32_t thirdLen, int32_t refLen) {
-        return {{&State::coef, order},
-                {&State::outLine, secLen},
-                {third, thirdLen, false},
-                {&State::delayLine, refLen, false}};
-    }
-    static void free(State* s) {
-        kFree(s);
-        EXPECT_TRUE(s->*third == nullptr && s->delayLine == nullptr);
-    }
-    static void carryHidden(const State& from, State& to) {
-        to.power = from.power;
-        std::copy(from.outLine, from.delayLine + from.refLen, to.outLine);
-    }
-    static std::vector<double * State::*> allLines() {
-        return {&State::delayLine, &State::outLine, third};
-    }
-};
-
-struct Adj : BehindPath<adjlms64fState, &adjlms64fState::errLine, adjlms64fFree> {
-    static constexpr const char* name = "adjlms64f";
-    static int32_t init(State* s, int32_t order, Lent& lent) {
-        return adjlms64fInit(s, order, mu, lent.secCoef, secLen, lent.estCoef, estLen);
-    }
-    static int32_t initStatic(State* s, int32_t order, Lent& lent, double* const* buffers) {
-        return adjlms64fInitStatic(s, order, mu, lent.secCoef, secLen, lent.estCoef, estLen,
-                                   buffers[0], buffers[1]);
-    }
-    static auto arrays(int32_t order) { return lines(order, estLen, order + estLen - 1); }
-    static constexpr auto resize = adjlms64fResize;
-    static auto accessors() {
-        return tapsAndLine<adjlms64fGetCoef, adjlms64fSetCoef, adjlms64fGetDelayLine,
-                           adjlms64fSetDelayLine, State>([](const State& s) { return s.refLen; });
-    }
-    static auto resets() {
-        return resetsOf<adjlms64fReset, adjlms64fResetDelayLine, State>(allLines());
-    }
-    static std::vector<Operation<State>> operations() {
-        return {ring<adjlms64fFilterUpdate>, sample<adjlms64fFilterOnly>};
-    }
-};
-
-struct Fx : BehindPath<fxlms64fState, &fxlms64fState::fxLine, fxlms64fFree> {
-    static constexpr const char* name = "fxlms64f";
-    static int32_t init(State* s, int32_t order, Lent& lent) {
-        return fxlms64fInit(s, order, mu, lent.secCoef, secLen, lent.estCoef, estLen);
-    }
-    static int32_t initStatic(State* s, int32_t order, Lent& lent, double* const* buffers) {
-        return fxlms64fInitStatic(s, order, mu, lent.secCoef, secLen, lent.estCoef, estLen,
-                                  buffers[0], buffers[1]);
-    }
-    static auto arrays(int32_t order) { return lines(order, order, std::max(order, estLen)); }
-    static constexpr auto resize = fxlms64fResize;
-    static auto accessors() {
-        return tapsAndLine<fxlms64fGetCoef, fxlms64fSetCoef, fxlms64fGetDelayLine,
-                           fxlms64fSetDelayLine, State>(orderOf<State>, false);
-    }
-    static auto resets() {
-        return resetsOf<fxlms64fReset, fxlms64fResetDelayLine, State>(allLines());
-    }
-    static std::vector<Operation<State>> operations() {
-        return {ring<fxlms64fFilterUpdate>, sample<fxlms64fFilterOnly>};
-    }
-};
-
-struct Blms : Transversal<blms64fState> {
-    static constexpr const char* name = "blms64f";
-    static constexpr double mu = 0.05;
-    static constexpr int32_t blockLen = 9;
-
-    static int32_t init(State* s, int32_t order, Lent&) {
-        return blms64fInit(s, order, blockLen, mu);
-    }
-    static int32_t initStatic(State* s, int32_t order, Lent&, double* const* buffers) {
-        return blms64fInitStatic(s, order, blockLen, mu, buffers[0], buffers[1]);
-    }
-    static constexpr auto free = blms64fFree;
-    static int32_t resize(State* s, int32_t order) { return blms64fResize(s, order, blockLen); }
-
-    static auto accessors() {
-        return tapsAndLine<blms64fGetCoef, blms64fSetCoef, blms64fGetDelayLine, blms64fSetDelayLine,
-                           State>();
-    }
-    static auto resets() { return resetsOf<blms64fReset, blms64fResetDelayLine, State>(); }
-    static std::vector<Operation<State>> operations() {
-        return {block<blms64fFilterUpdate>, block<blms64fFilterUpdateSignErr>,
-                block<blms64fFilterUpdateSignReg>, block<blms64fFilterUpdateSignSign>,
-                blockOnly<blms64fFilterOnly>};
-    }
-};
-
-struct Bnlms : Transversal<bnlms64fState> {
-    static constexpr const char* name = "bnlms64f";
-    static constexpr double mu = 0.02;
-    static constexpr int32_t blockLen = 9;
-
-    static int32_t init(State* s, int32_t order, Lent&) {
-        return bnlms64fInit(s, order, blockLen, mu);
-    }
-    static int32_t initStatic(State* s, int32_t order, Lent&, double* const* buffers) {
-        return bnlms64fInitStatic(s, order, blockLen, mu, buffers[0], buffers[1]);
-    }
-    static constexpr auto free = bnlms64fFree;
-    static int32_t resize(State* s, int32_t order) { return bnlms64fResize(s, order, blockLen); }
-
-    static auto accessors() {
-        return tapsAndLine<bnlms64fGetCoef, bnlms64fSetCoef, bnlms64fGetDelayLine,
-                           bnlms64fSetDelayLine, State>();
-    }
-    static auto resets() { return resetsOf<bnlms64fReset, bnlms64fResetDelayLine, State>(); }
-    static std::vector<Operation<State>> operations() {
-        return {block<bnlms64fFilterUpdate>, blockOnly<bnlms64fFilterOnly>};
-    }
-};
-
-// The gradient lattices that predict: their functions differ in the name alone.
-struct Pef : Defaults {
     static constexpr int32_t limit = MAX_PEF_STAGES;
-    static constexpr double mu = 0.01;
-    static constexpr bool pointersFirst = true;
-    static constexpr bool testsRecord = true;
-
-    template <class State>
-    static std::vector<ArrayOf<State>> stageArrays(int32_t order) {
-        return {{&State::coef, order},
-                {&State::parcor, order, false},
-                {&State::delayLine, order + 1},
-                {&State::power, order + 1, false},
-                {&State::backErr, order + 1, false}};
-    }
-    template <auto update, auto filter, class State>
-    static std::vector<Operation<State>> steps() {
-        return {own<update>,
-                [](State* s, Signal& in, Trace& out) {
-                    s->updateCoef = 0;
-                    own<update>(s, in, out);
-                    s->updateCoef = 1;
-                },
-                own<filter>};
-    }
-};
-
-struct Lbpef : Pef {
-    using State = lbpef64fState;
-    static constexpr const char* name = "lbpef64f";
-
-    static int32_t init(State* s, int32_t order, Lent&) { return lbpef64fInit(s, order, mu); }
-    static int32_t initStatic(State* s, int32_t order, Lent&, double* const* buffers) {
-        return lbpef64fInitStatic(s, order, mu, buffers[0], buffers[1]);
-    }
-    static std::vector<ArrayOf<State>> arrays(int32_t order) {
-        auto all = stageArrays<State>(order);
-        all.push_back({&State::inLine, order + 1, false});
+    static constexpr auto flag = &State::updateCoef;
+    static std::vector<ArrayOf<State>> arrays(const Shape& p) {
+        std::vector<ArrayOf<State>> all = {{&State::coef, p.order},
+                                           {&State::parcor, p.order, false},
+                                           {&State::delayLine, p.order + 1},
+                                           {&State::power, p.order + 1, false},
+                                           {&State::backErr, p.order + 1, false}};
+        if constexpr (requires(State s) { s.inLine; }) {
+            all.push_back({&State::inLine, p.order + 1, false});
+        }
         return all;
     }
-    static constexpr auto free = lbpef64fFree;
-    static constexpr auto resize = lbpef64fResize;
+};
 
-    static auto accessors() {
-        return stageArraysOf<lbpef64fGetCoef, lbpef64fSetCoef, lbpef64fGetParcor, lbpef64fSetParcor,
-                             lbpef64fGetDelayLine, lbpef64fSetDelayLine, State>();
-    }
-    static std::vector<ResetOf<State>> resets() {
-        return {{"Reset", lbpef64fReset, {&State::coef, &State::parcor}}};
-    }
-    static std::vector<Operation<State>> operations() {
-        return steps<lbpef64fFilterUpdate, lbpef64fFilterOnly, State>();
+struct Lbpef : Pef<Lbpef, lbpef64fState, true> {
+    FAMILY(lbpef64f);
+    STAGE_ACCESSORS(lbpef64f)
+    static std::vector<Op> operations() {
+        constexpr auto update = own<lbpef64fFilterUpdate, &Model::update>;
+        return {update(), without<flag, update>(), own<lbpef64fFilterOnly, &Model::only>()};
     }
 };
 
-struct Lfpef : Pef {
-    using State = lfpef64fState;
-    static constexpr const char* name = "lfpef64f";
-
-    static int32_t init(State* s, int32_t order, Lent&) { return lfpef64fInit(s, order, mu); }
-    static int32_t initStatic(State* s, int32_t order, Lent&, double* const* buffers) {
-        return lfpef64fInitStatic(s, order, mu, buffers[0], buffers[1]);
-    }
-    static std::vector<ArrayOf<State>> arrays(int32_t order) { return stageArrays<State>(order); }
-    static constexpr auto free = lfpef64fFree;
-    static constexpr auto resize = lfpef64fResize;
-
-    static auto accessors() {
-        return stageArraysOf<lfpef64fGetCoef, lfpef64fSetCoef, lfpef64fGetParcor, lfpef64fSetParcor,
-                             lfpef64fGetDelayLine, lfpef64fSetDelayLine, State>();
-    }
-    static std::vector<ResetOf<State>> resets() {
-        return {{"Reset", lfpef64fReset, {&State::coef, &State::parcor}}};
-    }
-    static std::vector<Operation<State>> operations() {
-        return steps<lfpef64fFilterUpdate, lfpef64fFilterOnly, State>();
+struct Lfpef : Pef<Lfpef, lfpef64fState, false> {
+    FAMILY(lfpef64f);
+    STAGE_ACCESSORS(lfpef64f)
+    static std::vector<Op> operations() {
+        constexpr auto update = own<lfpef64fFilterUpdate, &Model::update>;
+        return {update(), without<flag, update>(), own<lfpef64fFilterOnly, &Model::only>()};
     }
 };
 
-struct Lmslattice : Defaults {
-    using State = lmslattice64fState;
-    static constexpr const char* name = "lmslattice64f";
-    static constexpr int32_t limit = MAX_TAPS;
-    static constexpr double mu = 0.005, muCoef = 0.02;
-    static constexpr bool pointersFirst = true;
-    static constexpr bool testsRecord = true;
-
-    static int32_t init(State* s, int32_t order, Lent&) {
-        return lmslattice64fInit(s, order, mu, muCoef);
+struct Lmslattice : Lattice<Lmslattice, lmslattice64fState, JointModel> {
+    FAMILY(lmslattice64f);
+    STAGE_ACCESSORS(lmslattice64f)
+    static constexpr double rate = 0.005, second = 0.02;
+    static constexpr auto flag = &State::adaptParcor;
+    template <class F, class... B>
+    static int32_t setUp(F f, State* s, const Shape& p, Lent&, B... b) {
+        return f(s, p.order, p.rate, p.second, b...);
     }
-    static int32_t initStatic(State* s, int32_t order, Lent&, double* const* buffers) {
-        return lmslattice64fInitStatic(s, order, mu, muCoef, buffers[0], buffers[1]);
+    static std::vector<ArrayOf<State>> arrays(const Shape& p) {
+        return {{&State::coef, p.order},
+                {&State::parcor, p.order, false},
+                {&State::delayLine, p.order},
+                {&State::power, p.order, false},
+                {&State::backErr, p.order, false}};
     }
-    static std::vector<ArrayOf<State>> arrays(int32_t order) {
-        return {{&State::coef, order},
-                {&State::parcor, order, false},
-                {&State::delayLine, order},
-                {&State::power, order, false},
-                {&State::backErr, order, false}};
-    }
-    static constexpr auto free = lmslattice64fFree;
-    static constexpr auto resize = lmslattice64fResize;
-
-    static auto accessors() {
-        return stageArraysOf<lmslattice64fGetCoef, lmslattice64fSetCoef, lmslattice64fGetParcor,
-                             lmslattice64fSetParcor, lmslattice64fGetDelayLine,
-                             lmslattice64fSetDelayLine, State>();
-    }
-    static std::vector<ResetOf<State>> resets() {
-        return {{"Reset", lmslattice64fReset, {&State::coef, &State::parcor}}};
-    }
-    static std::vector<Operation<State>> operations() {
-        return {ring<lmslattice64fFilterUpdate>,
-                [](State* s, Signal& in, Trace& out) {
-                    s->adaptParcor = 0;
-                    ring<lmslattice64fFilterUpdate>(s, in, out);
-                    s->adaptParcor = 1;
-                },
-                sample<lmslattice64fFilterOnly>};
+    static std::vector<Op> operations() {
+        constexpr auto update = ring<lmslattice64fFilterUpdate, &Model::update>;
+        return {update(), without<flag, update>(), sample<lmslattice64fFilterOnly, &Model::only>()};
     }
 };
 
-// The tables that the host lends to a filter in the frequency domain.
-struct Spectral : Defaults {
-    struct Lent {
-        FftTables tables{128};
-        int32_t* table = tables.table.data();
-        const double* twiddles = tables.twiddles.data();
-    };
-    static constexpr int32_t limit = MAX_TAPS;
-    static constexpr bool pointersFirst = false; // the tables are, the buffers are not
-    static constexpr double rounding = 1e-12;
-};
+// ---- In the frequency domain; the host lends the tables.
 
-struct Bfdaf : Spectral {
-    using State = bfdaf64fState;
-    static constexpr const char* name = "bfdaf64f";
-    static constexpr int32_t blockLen = 9;
-
-    static int32_t init(State* s, int32_t order, Lent& lent) {
-        return bfdaf64fInit(s, order, blockLen, 0.01, 1, lent.table, lent.twiddles);
+struct Bfdaf : Base<Bfdaf, bfdaf64fState, BlockModel<false>> {
+    FAMILY(bfdaf64f);
+    static int32_t setUp(auto f, State* s, const Shape& p, Lent& l, auto... b) {
+        return f(s, p.order, p.blockLen, p.rate, p.constrained, b..., l.table, l.twiddles);
     }
-    static int32_t initStatic(State* s, int32_t order, Lent& lent, double* const* buffers) {
-        return bfdaf64fInitStatic(s, order, blockLen, 0.01, 1, buffers[0], buffers[1], lent.table,
-                                  lent.twiddles);
+    static bool fits(const Shape& p) {
+        return p.order >= 1 && p.blockLen >= 1 && p.order + p.blockLen > 2;
     }
-    static std::vector<ArrayOf<State>> arrays(int32_t order) {
-        const int32_t fftLen = 1 << nextPow2(order + blockLen - 1);
+    static bool isAsLarge(const State& s, const Shape& p) {
+        return s.order == p.order && s.blockLen == p.blockLen;
+    }
+    static int32_t resize(State* s, const Shape& p) {
+        return bfdaf64fResize(s, p.order, p.blockLen);
+    }
+    static std::vector<ArrayOf<State>> arrays(const Shape& p) {
+        const int32_t fftLen = Model::powerOfTwo(p.order + p.blockLen - 1);
         const int32_t bins = fftLen / 2 + 1;
-        return {{&State::coef, fftLen},           {&State::delayLine, fftLen - blockLen},
+        return {{&State::coef, fftLen},           {&State::delayLine, fftLen - p.blockLen},
                 {&State::frame, fftLen, false},   {&State::outBuf, fftLen, false},
                 {&State::powerInst, bins, false}, {&State::powerAvg, bins, false}};
     }
-    static constexpr auto free = bfdaf64fFree;
-    static int32_t resize(State* s, int32_t order) { return bfdaf64fResize(s, order, blockLen); }
-
-    static std::vector<Accessor<State>> accessors() {
-        return {{"Coef", ::rounding<bfdaf64fGetCoef, State>, bfdaf64fSetCoef, &State::coef,
-                 orderOf<State>, true, rounding}};
+    static std::vector<Access> accessors() {
+        return {{bfdaf64fGetCoef, bfdaf64fSetCoef, &State::coef, order,
+                 [](Model& m) { return m.readCoef(); },
+                 [](Model& m, int32_t start, const Values& from) { m.writeCoef(start, from); }}};
     }
-    static std::vector<ResetOf<State>> resets() {
-        return {{"Reset", bfdaf64fReset, {&State::coef}},
-                {"ResetDelayLine", bfdaf64fResetDelayLine, {&State::frame, &State::delayLine}}};
+    static std::vector<Clear> resets() {
+        return {{bfdaf64fReset, [](Model& m) { m.resetCoef(); }, {&State::coef}},
+                {bfdaf64fResetDelayLine,
+                 [](Model& m) { m.resetLines(); },
+                 {&State::frame, &State::delayLine}}};
     }
-    static std::vector<Operation<State>> operations() {
-        return {block<bfdaf64fFilterUpdate>, blockOnly<bfdaf64fFilterOnly>};
-    }
-};
-
-struct Pbfdaf : Spectral {
-    using State = pbfdaf64fState;
-    static constexpr const char* name = "pbfdaf64f";
-    static constexpr int32_t blockLen = 9, parts = 3;
-
-    static int32_t init(State* s, int32_t order, Lent& lent) {
-        return pbfdaf64fInit(s, order, blockLen, parts, 0.01, 1, lent.table, lent.twiddles);
-    }
-    static int32_t initStatic(State* s, int32_t order, Lent& lent, double* const* buffers) {
-        return pbfdaf64fInitStatic(s, order, blockLen, parts, 0.01, 1, buffers[0], buffers[1],
-                                   lent.table, lent.twiddles);
-    }
-    static std::vector<ArrayOf<State>> arrays(int32_t order) {
-        const int32_t fftLen = 1 << nextPow2(order + blockLen - 1);
-        return {{&State::coef, parts * fftLen},        {&State::delayLine, fftLen - blockLen},
-                {&State::ring, parts * fftLen, false}, {&State::outBuf, fftLen, false},
-                {&State::scratch, fftLen, false},      {&State::powerAvg, fftLen / 2 + 1, false}};
-    }
-    static constexpr auto free = pbfdaf64fFree;
-    static int32_t resize(State* s, int32_t order) {
-        return pbfdaf64fResize(s, order, blockLen, parts);
-    }
-
-    static std::vector<Accessor<State>> accessors() {
-        return {{"Coef", ::rounding<pbfdaf64fGetCoef, State>, pbfdaf64fSetCoef, &State::coef,
-                 [](const State& s) { return s.order * s.partitions; }, true, rounding}};
-    }
-    static std::vector<ResetOf<State>> resets() {
-        return {{"Reset", pbfdaf64fReset, {&State::coef}},
-                {"ResetDelayLine", pbfdaf64fResetDelayLine, {&State::ring, &State::delayLine}}};
-    }
-    static std::vector<Operation<State>> operations() {
-        return {block<pbfdaf64fFilterUpdate>, blockOnly<pbfdaf64fFilterOnly>};
+    static std::vector<Op> operations() {
+        return {block<bfdaf64fFilterUpdate, &Model::block>(),
+                blockOnly<bfdaf64fFilterOnly, &Model::blockOnly>()};
     }
 };
 
-struct Tdlms : Spectral {
-    using State = tdlms64fState;
-    static constexpr const char* name = "tdlms64f";
+struct Pbfdaf : Base<Pbfdaf, pbfdaf64fState, BlockModel<true>> {
+    FAMILY(pbfdaf64f);
+    static int32_t setUp(auto f, State* s, const Shape& p, Lent& l, auto... b) {
+        return f(s, p.order, p.blockLen, p.parts, p.rate, p.constrained, b..., l.table, l.twiddles);
+    }
+    static bool fits(const Shape& p) { return Bfdaf::fits(p) && p.parts >= 1; }
+    static bool isAsLarge(const State& s, const Shape& p) {
+        return s.order == p.order && s.blockLen == p.blockLen && s.partitions == p.parts;
+    }
+    static int32_t resize(State* s, const Shape& p) {
+        return pbfdaf64fResize(s, p.order, p.blockLen, p.parts);
+    }
+    static std::vector<ArrayOf<State>> arrays(const Shape& p) {
+        const int32_t fftLen = Model::powerOfTwo(p.order + p.blockLen - 1);
+        return {{&State::coef, p.parts * fftLen},        {&State::delayLine, fftLen - p.blockLen},
+                {&State::ring, p.parts * fftLen, false}, {&State::outBuf, fftLen, false},
+                {&State::scratch, fftLen, false},        {&State::powerAvg, fftLen / 2 + 1, false}};
+    }
+    static std::vector<Access> accessors() {
+        return {{pbfdaf64fGetCoef, pbfdaf64fSetCoef, &State::coef,
+                 [](const State& s) { return s.order * s.partitions; },
+                 [](Model& m) { return m.readCoef(); },
+                 [](Model& m, int32_t start, const Values& from) { m.writeCoef(start, from); }}};
+    }
+    static std::vector<Clear> resets() {
+        return {{pbfdaf64fReset, [](Model& m) { m.resetCoef(); }, {&State::coef}},
+                {pbfdaf64fResetDelayLine,
+                 [](Model& m) { m.resetLines(); },
+                 {&State::ring, &State::delayLine}}};
+    }
+    static std::vector<Op> operations() {
+        return {block<pbfdaf64fFilterUpdate, &Model::block>(),
+                blockOnly<pbfdaf64fFilterOnly, &Model::blockOnly>()};
+    }
+};
+
+struct Tdlms : Base<Tdlms, tdlms64fState, TdlmsModel> {
+    FAMILY(tdlms64f);
     static constexpr int32_t smallest = 3;
-
-    static int32_t init(State* s, int32_t order, Lent& lent) {
-        return tdlms64fInit(s, order, 0.01, lent.table, lent.twiddles);
+    static int32_t setUp(auto f, State* s, const Shape& p, Lent& l, auto... b) {
+        return f(s, p.order, p.rate, b..., l.table, l.twiddles);
     }
-    static int32_t initStatic(State* s, int32_t order, Lent& lent, double* const* buffers) {
-        return tdlms64fInitStatic(s, order, 0.01, buffers[0], buffers[1], lent.table,
-                                  lent.twiddles);
-    }
-    static std::vector<ArrayOf<State>> arrays(int32_t order) {
-        const int32_t fftLen = 1 << nextPow2(order - 1);
+    static std::vector<ArrayOf<State>> arrays(const Shape& p) {
+        const int32_t fftLen = Model::lengthOf(p.order);
         return {{&State::coef, fftLen},
                 {&State::delayLine, fftLen},
                 {&State::frame, fftLen, false},
                 {&State::powerAvg, fftLen / 2 + 1, false},
                 {&State::powerInst, fftLen / 2 + 1, false}};
     }
-    static constexpr auto free = tdlms64fFree;
-    static constexpr auto resize = tdlms64fResize;
-
-    static std::vector<Accessor<State>> accessors() {
-        return {{"Coef", ::rounding<tdlms64fGetCoef, State>, tdlms64fSetCoef, &State::coef,
-                 [](const State& s) { return std::min(s.order, s.fftLen); }, true, rounding},
-                {"DelayLine", tdlms64fGetDelayLine, tdlms64fSetDelayLine, &State::delayLine,
-                 [](const State& s) { return s.fftLen; }}};
+    static std::vector<Access> accessors() {
+        return {{tdlms64fGetCoef, tdlms64fSetCoef, &State::coef,
+                 [](const State& s) { return std::min(s.order, s.fftLen); },
+                 [](Model& m) { return m.readCoef(); },
+                 [](Model& m, int32_t start, const Values& from) { m.writeCoef(start, from); }},
+                line<tdlms64fGetDelayLine, tdlms64fSetDelayLine>(
+                    [](const State& s) { return s.fftLen; })};
     }
-    static std::vector<ResetOf<State>> resets() {
-        return {{"Reset", tdlms64fReset, {&State::coef}},
-                {"ResetDelayLine", tdlms64fResetDelayLine, {&State::frame, &State::delayLine}}};
+    static std::vector<Clear> resets() {
+        return {
+            {tdlms64fReset, clear<&Model::coef>, {&State::coef}},
+            {tdlms64fResetDelayLine, clear<&Model::delayLine>, {&State::frame, &State::delayLine}}};
     }
-    static std::vector<Operation<State>> operations() {
-        return {ring<tdlms64fFilterUpdate>, sample<tdlms64fFilterOnly>,
-                [](State* s, Signal& in, Trace& out) {
-                    insertSampleLinBuf64f(in.next(), s->delayLine, s->fftLen);
-                    out.add(tdlms64fLCFilterUpdate(s, in.next()));
-                },
-                still<tdlms64fLCFilterOnly>};
+    static std::vector<Op> operations() {
+        return {ring<tdlms64fFilterUpdate, &Model::update>(),
+                sample<tdlms64fFilterOnly, &Model::only>(),
+                linear<tdlms64fLCFilterUpdate, &Model::update, false>(),
+                still<tdlms64fLCFilterOnly, &Model::only>()};
     }
 };
 
-struct Rls : Defaults {
-    using State = rls64fState;
-    static constexpr const char* name = "rls64f";
-    static constexpr int32_t limit = MAX_TAPS;
-    static constexpr double lambda = 0.99, delta = 0.5;
+// ---- By least squares
 
-    static int32_t init(State* s, int32_t order, Lent&) {
-        return rls64fInit(s, order, lambda, delta);
+struct Rls : Base<Rls, rls64fState, RlsModel> {
+    FAMILY(rls64f);
+    TAPS_AND_LINE(rls64f)
+    RESETS_OF_TAPS_AND_LINE(rls64f)
+    static constexpr double rate = 0.99;
+    template <class F, class... B>
+    static int32_t setUp(F f, State* s, const Shape& p, Lent&, B... b) {
+        return f(s, p.order, p.rate, p.second, b...);
     }
-    static int32_t initStatic(State* s, int32_t order, Lent&, double* const* buffers) {
-        return rls64fInitStatic(s, order, lambda, delta, buffers[0], buffers[1]);
+    static std::vector<ArrayOf<State>> arrays(const Shape& p) {
+        return {{&State::coef, p.order},
+                {&State::delayLine, p.order},
+                {&State::gain, p.order, false},
+                {&State::invCorr, p.order * (p.order + 1) / 2, false}};
     }
-    static std::vector<ArrayOf<State>> arrays(int32_t order) {
-        return {{&State::coef, order},
-                {&State::delayLine, order},
-                {&State::gain, order, false},
-                {&State::invCorr, order * (order + 1) / 2, false}};
-    }
-    static void free(State* s) { rls64fFree(s); }
-    static int32_t resize(State* s, int32_t order) { return rls64fResize(s, order); }
-    static void carryHidden(const State& from, State& to) {
-        std::copy_n(from.invCorr, from.order * (from.order + 1) / 2, to.invCorr);
-    }
-
-    static std::vector<Accessor<State>> accessors() {
-        return {{"Coef", rls64fGetCoef, rls64fSetCoef, &State::coef, orderOf<State>},
-                {"DelayLine", rls64fGetDelayLine, rls64fSetDelayLine, &State::delayLine,
-                 orderOf<State>}};
-    }
-    static std::vector<ResetOf<State>> resets() {
-        return {{"Reset", rls64fReset, {&State::coef}},
-                {"ResetDelayLine", rls64fResetDelayLine, {&State::delayLine}}};
-    }
-    static std::vector<Operation<State>> operations() {
-        return {ring<rls64fFilterUpdate>, linear<rls64fLCFilterUpdate>, sample<rls64fFilterOnly>,
-                still<rls64fLCFilterOnly>};
+    static std::vector<Op> operations() {
+        return {ring<rls64fFilterUpdate, &Model::update>(),
+                linear<rls64fLCFilterUpdate, &Model::update>(),
+                sample<rls64fFilterOnly, &Model::only>(),
+                still<rls64fLCFilterOnly, &Model::only>()};
     }
 };
 
-// The least-squares lattices; a family says what stands in its work block.
-template <class F, class S>
-struct LeastSquaresLattice : Defaults {
+template <class Family, class S, class M>
+struct LeastSquaresLattice : Lattice<Family, S, M> {
     using State = S;
-    static constexpr bool pointersFirst = true;
-    static constexpr bool testsRecord = true;
-    static constexpr double lambda = 0.99;
+    using Model = M;
+    using Op = Operation<S, M>;
+    static constexpr double rate = 0.99;
 
-    static std::vector<ArrayOf<State>> arrays(int32_t order) {
-        std::vector<ArrayOf<State>> all = {{&State::coef, order},
-                                           {&State::bwdParcor, order, false},
-                                           {&State::fwdParcor, order, false}};
-        for (const auto field : F::work()) {
-            all.push_back({field, order, field == F::work().front()});
+    static std::vector<ArrayOf<State>> arrays(const Shape& p) {
+        std::vector<double* State::*> work = {&State::delayLine, &State::bwdEnergy};
+        if constexpr (requires(State s) { s.jointCorr; }) {
+            work.push_back(&State::jointCorr);
+        }
+        work.insert(work.end(), {&State::prevGamma, &State::crossCorr, &State::fwdEnergy});
+        std::vector<ArrayOf<State>> all = {{&State::coef, p.order},
+                                           {&State::bwdParcor, p.order, false},
+                                           {&State::fwdParcor, p.order, false}};
+        for (const auto field : work) {
+            all.push_back({field, p.order, field == work.front()});
         }
         if constexpr (requires(State s) { s.inLine; }) {
-            all.push_back({&State::inLine, order + 1, false});
+            all.push_back({&State::inLine, p.order + 1, false});
         }
         return all;
     }
-    static void carryHidden(const State& from, State& to) {
-        for (const auto& array : arrays(from.order)) {
-            std::copy_n(from.*array.field, array.length, to.*array.field);
-        }
-    }
-    // Frozen steps before the last stage has settled can end in NaN; its energy settles at 33.
-    template <Operation<State> update, Operation<State> filter>
-    static void onceSettled(State* s, Signal& in, Trace& out) {
-        const double energy = s->bwdEnergy[s->order - 1];
-        (energy > 4.0 && energy < 100.0 ? filter : update)(s, in, out);
-    }
-    static double start(double* State::*field) {
-        const bool energy = field == &State::fwdEnergy || field == &State::bwdEnergy;
-        return energy ? 0.0010000000474974513 : field == &State::prevGamma ? 1.0 : 0.0;
-    }
-    static std::vector<ResetOf<State>> restart(int32_t (*reset)(State*)) {
-        std::vector<double * State::*> fields;
-        for (const auto& array : arrays(1)) {
-            fields.push_back(array.field);
-        }
-        return {{"Reset", reset, fields, start}};
+    // The plain call filters only where the last stage has settled, and updates before; see the model.
+    template <Operation<S, M> (*update)(), Operation<S, M> (*filter)()>
+    static constexpr Op onceSettled() {
+        return {[](State* s, Signal& in, Trace& out, unsigned variant) {
+                    const double energy = s->bwdEnergy[s->order - 1];
+                    const bool settled = energy > 4.0 && energy < 100.0;
+                    (settled || variant != 0 ? filter() : update()).call(s, in, out, variant);
+                },
+                [](Model& m, Signal& in, Trace& out, unsigned variant) {
+                    (m.settled() || variant != 0 ? filter() : update()).model(m, in, out, variant);
+                }};
     }
 };
 
-struct Rlslattice : LeastSquaresLattice<Rlslattice, rlslattice64fState> {
-    static constexpr const char* name = "rlslattice64f";
-    static constexpr int32_t limit = MAX_TAPS;
+#define LEAST_SQUARES_ACCESSORS(f)                                                                 \
+    static std::vector<Access> accessors() {                                                       \
+        using Stage = LatticeModel::Stage;                                                         \
+        return {{getter<f##GetCoef, State>, nullptr, &State::coef, order,                          \
+                 [](Model& m) { return m.coef(); }, nullptr},                                      \
+                {getter<f##GetForwardParcors, State>, nullptr, &State::fwdParcor, order,           \
+                 [](Model& m) { return m.all(&Stage::fwdParcor); }, nullptr},                      \
+                {getter<f##GetBackwardParcors, State>, nullptr, &State::bwdParcor, order,          \
+                 [](Model& m) { return m.all(&Stage::bwdParcor); }, nullptr},                      \
+                {getter<f##GetDelayLine, State>, f##SetDelayLine, &State::delayLine, order,        \
+                 [](Model& m) { return m.all(&Stage::delayed); },                                  \
+                 [](Model& m, int32_t start, const Values& v) { m.setDelayed(start, v); }}};       \
+    }                                                                                              \
+    static std::vector<Clear> resets() {                                                           \
+        return {{f##Reset, [](Model& m) { m.reset(); }, {}}};                                      \
+    }
 
-    static int32_t init(State* s, int32_t order, Lent&) {
-        return rlslattice64fInit(s, order, lambda);
-    }
-    static int32_t initStatic(State* s, int32_t order, Lent&, double* const* buffers) {
-        return rlslattice64fInitStatic(s, order, lambda, buffers[0], buffers[1]);
-    }
-    static std::vector<double * State::*> work() {
-        return {&State::delayLine, &State::bwdEnergy, &State::jointCorr,
-                &State::prevGamma, &State::crossCorr, &State::fwdEnergy};
-    }
-    static void free(State* s) { rlslattice64fFree(s); }
-    static int32_t resize(State* s, int32_t order) { return rlslattice64fResize(s, order); }
-
-    static std::vector<Accessor<State>> accessors() {
-        return {{"Coef", rlslattice64fGetCoef, nullptr, &State::coef, orderOf<State>},
-                {"ForwardParcors", rlslattice64fGetForwardParcors, nullptr, &State::fwdParcor,
-                 orderOf<State>},
-                {"BackwardParcors", rlslattice64fGetBackwardParcors, nullptr, &State::bwdParcor,
-                 orderOf<State>},
-                {"DelayLine", rlslattice64fGetDelayLine, rlslattice64fSetDelayLine,
-                 &State::delayLine, orderOf<State>}};
-    }
-    static std::vector<ResetOf<State>> resets() { return restart(rlslattice64fReset); }
-    static std::vector<Operation<State>> operations() {
-        constexpr Operation<State> update = ring<rlslattice64fFilterUpdate>;
-        return {update, onceSettled<update, sample<rlslattice64fFilterOnly>>};
+struct Rlslattice : LeastSquaresLattice<Rlslattice, rlslattice64fState, LatticeJointModel> {
+    FAMILY(rlslattice64f);
+    LEAST_SQUARES_ACCESSORS(rlslattice64f)
+    static std::vector<Op> operations() {
+        constexpr auto update = ring<rlslattice64fFilterUpdate, &Model::update>;
+        return {update(), onceSettled<update, sample<rlslattice64fFilterOnly, &Model::only>>()};
     }
 };
 
-struct Rlslbpef : LeastSquaresLattice<Rlslbpef, rlslbpef64fState> {
-    static constexpr const char* name = "rlslbpef64f";
+template <class Family, class S, bool backward>
+struct RlsPef : LeastSquaresLattice<Family, S, LatticePredictorModel<backward>> {
     static constexpr int32_t limit = MAX_PEF_STAGES;
+    static constexpr auto flag = &S::updateCoef;
+};
 
-    static int32_t init(State* s, int32_t order, Lent&) {
-        return rlslbpef64fInit(s, order, lambda);
-    }
-    static int32_t initStatic(State* s, int32_t order, Lent&, double* const* buffers) {
-        return rlslbpef64fInitStatic(s, order, lambda, buffers[0], buffers[1]);
-    }
-    static std::vector<double * State::*> work() {
-        return {&State::delayLine, &State::bwdEnergy, &State::prevGamma, &State::crossCorr,
-                &State::fwdEnergy};
-    }
-    static void free(State* s) { rlslbpef64fFree(s); }
-    static int32_t resize(State* s, int32_t order) { return rlslbpef64fResize(s, order); }
-
-    static std::vector<Accessor<State>> accessors() {
-        return {{"Coef", rlslbpef64fGetCoef, nullptr, &State::coef, orderOf<State>},
-                {"ForwardParcors", rlslbpef64fGetForwardParcors, nullptr, &State::fwdParcor,
-                 orderOf<State>},
-                {"BackwardParcors", rlslbpef64fGetBackwardParcors, nullptr, &State::bwdParcor,
-                 orderOf<State>},
-                {"DelayLine", rlslbpef64fGetDelayLine, rlslbpef64fSetDelayLine, &State::delayLine,
-                 orderOf<State>}};
-    }
-    static std::vector<ResetOf<State>> resets() { return restart(rlslbpef64fReset); }
-    static std::vector<Operation<State>> operations() {
-        auto steps = Pef::steps<rlslbpef64fFilterUpdate, rlslbpef64fFilterOnly, State>();
-        steps.back() = onceSettled<own<rlslbpef64fFilterUpdate>, own<rlslbpef64fFilterOnly>>;
-        return steps;
+struct Rlslbpef : RlsPef<Rlslbpef, rlslbpef64fState, true> {
+    FAMILY(rlslbpef64f);
+    LEAST_SQUARES_ACCESSORS(rlslbpef64f)
+    static std::vector<Op> operations() {
+        constexpr auto update = own<rlslbpef64fFilterUpdate, &Model::update>;
+        return {update(), without<flag, update>(),
+                onceSettled<update, own<rlslbpef64fFilterOnly, &Model::only>>()};
     }
 };
 
-struct Rlslfpef : LeastSquaresLattice<Rlslfpef, rlslfpef64fState> {
-    static constexpr const char* name = "rlslfpef64f";
-    static constexpr int32_t limit = MAX_PEF_STAGES;
-
-    static int32_t init(State* s, int32_t order, Lent&) {
-        return rlslfpef64fInit(s, order, lambda);
-    }
-    static int32_t initStatic(State* s, int32_t order, Lent&, double* const* buffers) {
-        return rlslfpef64fInitStatic(s, order, lambda, buffers[0], buffers[1]);
-    }
-    static std::vector<double * State::*> work() {
-        return {&State::delayLine, &State::bwdEnergy, &State::prevGamma, &State::crossCorr,
-                &State::fwdEnergy};
-    }
-    static void free(State* s) { rlslfpef64fFree(s); }
-    static int32_t resize(State* s, int32_t order) { return rlslfpef64fResize(s, order); }
-
-    static std::vector<Accessor<State>> accessors() {
-        return {{"Coef", rlslfpef64fGetCoef, nullptr, &State::coef, orderOf<State>},
-                {"ForwardParcors", rlslfpef64fGetForwardParcors, nullptr, &State::fwdParcor,
-                 orderOf<State>},
-                {"BackwardParcors", rlslfpef64fGetBackwardParcors, nullptr, &State::bwdParcor,
-                 orderOf<State>},
-                {"DelayLine", rlslfpef64fGetDelayLine, rlslfpef64fSetDelayLine, &State::delayLine,
-                 orderOf<State>}};
-    }
-    static std::vector<ResetOf<State>> resets() { return restart(rlslfpef64fReset); }
-    static std::vector<Operation<State>> operations() {
-        auto steps = Pef::steps<rlslfpef64fFilterUpdate, rlslfpef64fFilterOnly, State>();
-        steps.back() = onceSettled<own<rlslfpef64fFilterUpdate>, own<rlslfpef64fFilterOnly>>;
-        return steps;
+struct Rlslfpef : RlsPef<Rlslfpef, rlslfpef64fState, false> {
+    FAMILY(rlslfpef64f);
+    LEAST_SQUARES_ACCESSORS(rlslfpef64f)
+    static std::vector<Op> operations() {
+        constexpr auto update = own<rlslfpef64fFilterUpdate, &Model::update>;
+        return {update(), without<flag, update>(),
+                onceSettled<update, own<rlslfpef64fFilterOnly, &Model::only>>()};
     }
 };
+
+#undef FAMILY
+#undef TAPS_AND_LINE
+#undef RESETS_OF_TAPS_AND_LINE
+#undef STAGE_ACCESSORS
+#undef LEAST_SQUARES_ACCESSORS
 
 using Families = testing::Types<Fir, Lms, Nlms, Adj, Fx, Blms, Bnlms, Lbpef, Lfpef, Lmslattice,
                                 Bfdaf, Pbfdaf, Tdlms, Rls, Rlslattice, Rlslbpef, Rlslfpef>;

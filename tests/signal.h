@@ -15,6 +15,11 @@ class Signal {
 
     // White, uniform in [-1, 1) times 2^exponent; subnormal for exponents below -1022.
     double next() {
+        if (wild_ && choose(4) == 0) {
+            constexpr double odd[] = {0.0,      -0.0,      5e-324, 1.7976931348623157e308,
+                                      HUGE_VAL, -HUGE_VAL, NAN};
+            return odd[choose(std::size(odd))];
+        }
         return silent_ ? 0.0
                        : std::ldexp(static_cast<double>(bits_() >> 11), exponent_ - 52) -
                              std::ldexp(1.0, exponent_);
@@ -27,17 +32,21 @@ class Signal {
     uint64_t choose(uint64_t choices) { return bits_() % choices; }
     void setScale(int exponent) { exponent_ = exponent; }
     void setSilent(bool silent) { silent_ = silent; }
+    void setWild(bool wild) {
+        wild_ = wild;
+    } // zeros, infinities, NaN and the like among the samples
 
   private:
     std::mt19937_64 bits_;
     int exponent_ = 0;
     bool silent_ = false;
+    bool wild_ = false;
 };
 
-// Every value that a run produced, to the bit.
+// Every value that a run produced, to the bit; a NaN is a NaN.
 class Trace {
   public:
-    void add(double value) { bits_.push_back(bits(value)); }
+    void add(double value) { bits_.push_back(bits(std::isnan(value) ? NAN : value)); }
     void add(const double* values, int32_t n) {
         for (int32_t i = 0; i < n; ++i) {
             add(values[i]);
