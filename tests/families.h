@@ -256,12 +256,16 @@ struct Base {
     }
 };
 
-#define FAMILY(f)                                                                                  \
+#define RECORD_OF(f)                                                                               \
     static constexpr const char* name = #f;                                                        \
     static constexpr auto kInit = f##Init;                                                         \
     static constexpr auto kInitStatic = f##InitStatic;                                             \
     static constexpr auto kResize = f##Resize;                                                     \
     static constexpr auto free = f##Free
+#define FAMILY(f)                                                                                  \
+    RECORD_OF(f);                                                                                  \
+    static constexpr auto kUpdate = f##FilterUpdate;                                               \
+    static constexpr auto kOnly = f##FilterOnly
 
 // The accessors and resets of a transversal filter on one line.
 #define TAPS_AND_LINE(f, ...)                                                                      \
@@ -276,7 +280,7 @@ struct Base {
     }
 
 struct Fir : Base<Fir, fir64fState, FirModel> {
-    FAMILY(fir64f);
+    RECORD_OF(fir64f);
     TAPS_AND_LINE(fir64f)
     static constexpr int32_t buffers = 1;
     template <class F, class... B>
@@ -750,6 +754,7 @@ struct Rlslfpef : RlsPef<Rlslfpef, rlslfpef64fState, false> {
 };
 
 #undef FAMILY
+#undef RECORD_OF
 #undef TAPS_AND_LINE
 #undef RESETS_OF_TAPS_AND_LINE
 #undef STAGE_ACCESSORS

@@ -92,7 +92,38 @@ class Record {
         return all;
     }
 
+    // One sample, or a block of one, to learn from or to filter only.
+    double update(double x, double d) {
+        if constexpr (requires { F::kUpdate(&state, &x, &d, &x, &d); }) {
+            double y = 0.0;
+            EXPECT_EQ(F::kUpdate(&state, &x, &d, &y, &err_), STS_OK);
+            return y;
+        } else if constexpr (requires { F::kUpdate(&state, x, d); }) {
+            return F::kUpdate(&state, x, d);
+        } else {
+            return F::kUpdate(&state, x);
+        }
+    }
+    double only(double x) {
+        if constexpr (requires { F::kOnly(&state, &x, &x); }) {
+            double y = 0.0;
+            EXPECT_EQ(F::kOnly(&state, &x, &y), STS_OK);
+            return y;
+        } else {
+            return F::kOnly(&state, x);
+        }
+    }
+    double err() const {
+        if constexpr (requires { state.err; }) {
+            return state.err;
+        } else {
+            return err_;
+        }
+    }
+    Values coef() const { return Values(state.coef, state.coef + state.order); }
+
   private:
+    double err_ = 0.0; // of a family that hands its errors to the host
     Kind kind_;
     std::vector<std::vector<double>> buffers_;
 };
