@@ -31,7 +31,7 @@
 #include <pbfdaf64f.h>
 
 #include "audio_file.h"
-#include "fft_tables.h"
+#include "filters.h"
 #include "host.h"
 
 namespace {
@@ -86,22 +86,9 @@ class DeEmphasis {
     double last_ = 0.0;
 };
 
-struct Tables {
-    Tables()
-        : table(static_cast<std::size_t>(fftTableLen(kTransformLength))),
-          twiddles(static_cast<std::size_t>(fftTwiddlesLen(kTransformLength))) {
-        if (fillFftTables(kTransformLength, table.data(), twiddles.data()) != STS_OK) {
-            throw host::Failure("the tables for the transform cannot be filled");
-        }
-    }
-
-    std::vector<int32_t> table;
-    std::vector<double> twiddles;
-};
-
 class RoomFilter {
   public:
-    RoomFilter(Tables& tables, int32_t partitions, double mu) {
+    RoomFilter(host::TransformTables& tables, int32_t partitions, double mu) {
         const int32_t status = pbfdaf64fInit(&state_, kBlock, kBlock, partitions, mu, 1,
                                              tables.table.data(), tables.twiddles.data());
         if (status != STS_OK) {
@@ -199,7 +186,7 @@ class EchoCanceller {
         }
     }
 
-    Tables tables_;
+    host::TransformTables tables_{kTransformLength};
     RoomFilter foreground_, background_;
     PreEmphasis farEmphasis_, microphoneEmphasis_;
     DeEmphasis outputEmphasis_;

@@ -27,10 +27,10 @@
 #include <vector>
 
 #include <adjlms64f.h>
-#include <fir64f.h>
 #include <fxlms64f.h>
 #include <lms64f.h>
 
+#include "filters.h"
 #include "host.h"
 
 namespace {
@@ -66,17 +66,6 @@ Path acousticPath(std::size_t delay, double gain, double decay, double frequency
             gain * std::exp(-t / decay) * std::cos(2.0 * std::numbers::pi * frequency / kRate * t);
     }
     return path;
-}
-
-Signal through(Path path, const Signal& x) {
-    std::array<double, MAX_TAPS> delayLine;
-    fir64fState filter;
-    if (fir64fInitStatic(&filter, MAX_TAPS, path.data(), delayLine.data()) != STS_OK) {
-        throw host::Failure("the path cannot be set up");
-    }
-    Signal y(x.size());
-    fir64fBlockFilter(&filter, x.data(), y.data(), static_cast<int32_t>(x.size()));
-    return y;
 }
 
 // The blade-passing frequency wanders by 2 Hz around 140 Hz; its harmonics go with it.
@@ -127,8 +116,8 @@ Duct makeDuct(std::size_t length) {
     duct.tones = bladeTones(length);
     const Signal fan = sum(duct.tones, broadbandNoise(length, 0.7, 1));
     duct.reference = sum(fan, broadbandNoise(length, 0.03, 2));
-    duct.tonesAtError = through(primary, duct.tones);
-    duct.disturbance = sum(through(primary, fan), broadbandNoise(length, 0.02, 3));
+    duct.tonesAtError = host::through(primary, duct.tones);
+    duct.disturbance = sum(host::through(primary, fan), broadbandNoise(length, 0.02, 3));
     return duct;
 }
 
@@ -139,7 +128,7 @@ Signal identify(const Path& path) {
     host::WhiteNoise white(4), other(5);
     Signal probe(3 * kRate);
     std::generate(probe.begin(), probe.end(), [&] { return white.next(); });
-    const Signal heard = through(path, probe);
+    const Signal heard = host::through(path, probe);
     const double otherGain = std::sqrt(host::power(heard) / host::power(probe) / 10.0);
 
     Signal estimate(kEstimateTaps), delayLine(kEstimateTaps);

@@ -14,13 +14,13 @@
 #include <string>
 #include <vector>
 
-#include <fir64f.h>
 #include <lms64f.h>
 #include <lmslattice64f.h>
 #include <nlms64f.h>
 #include <rls64f.h>
 #include <rlslattice64f.h>
 
+#include "filters.h"
 #include "host.h"
 
 namespace {
@@ -115,14 +115,7 @@ void run(const host::Arguments& arguments) {
         last = kPole * last + std::sqrt(1.0 - kPole * kPole) * white.next();
         sample = last;
     }
-    std::vector<double> d(length);
-    Response line;
-    Response taps = system;
-    fir64fState plant;
-    if (fir64fInitStatic(&plant, kOrder, taps.data(), line.data()) != STS_OK) {
-        throw host::Failure("the system cannot be set up");
-    }
-    fir64fBlockFilter(&plant, x.data(), d.data(), static_cast<int32_t>(length));
+    std::vector<double> d = host::through(system, x);
     const double amplitude = std::sqrt(host::power(d));
     for (double& sample : d) {
         sample += kNoise * amplitude * other.next();

@@ -11,9 +11,8 @@
 #include <cstdio>
 #include <numbers>
 
-#include <fir64f.h>
-
 #include "audio_file.h"
+#include "filters.h"
 #include "host.h"
 #include "scene.h"
 
@@ -44,24 +43,6 @@ double amplitude(double decibels) { return std::pow(10.0, decibels / 20.0); }
 
 // ---- the scene -------------------------------------------------------------------------------
 
-// The response in parts of MAX_TAPS, each a filter of its own that acts later by its place.
-Signal through(Signal response, std::span<const double> x) {
-    Signal sum(x.size()), part(x.size());
-    std::array<double, MAX_TAPS> delayLine;
-    for (std::size_t from = 0; from < std::min(response.size(), x.size()); from += MAX_TAPS) {
-        const auto order = std::min<std::size_t>(MAX_TAPS, response.size() - from);
-        fir64fState filter;
-        if (fir64fInitStatic(&filter, static_cast<int32_t>(order), &response[from],
-                             delayLine.data()) != STS_OK) {
-            throw host::Failure("the path cannot be set up");
-        }
-        const auto length = static_cast<int32_t>(x.size() - from);
-        fir64fBlockFilter(&filter, x.data(), part.data(), length);
-        addIp64f(part.data(), &sum[from], length);
-    }
-    return sum;
-}
-
 // From `rate` to kRate. At a `pitch` other than 1 the voice is also played slower or faster; then
 // samples between samples lie on a straight line, which is near enough for a voice.
 Signal resample(std::span<const double> voice, int rate, double pitch) {
@@ -77,7 +58,7 @@ Signal resample(std::span<const double> voice, int rate, double pitch) {
         gain += lowPass[k];
     }
     scale(lowPass, 1.0 / gain);
-    const Signal smooth = through(lowPass, voice);
+    const Signal smooth = host::through(lowPass, voice);
 
     Signal result;
     const double last = static_cast<double>(smooth.size() - 1);
@@ -138,9 +119,9 @@ void makeScene(const std::string& dir, const std::vector<std::string>& recording
     const auto [low, high] = std::minmax_element(farEnd.begin(), farEnd.end());
     scale(farEnd, kFarPeak / std::max(-*low, *high));
     Signal response = roomResponse();
-    const Signal unscaled = through(response, farEnd);
+    const Signal unscaled = host::through(response, farEnd);
     scale(response, amplitude(kEchoLevel) * std::sqrt(host::power(farEnd) / host::power(unscaled)));
-    const Signal echo = through(response, farEnd);
+    const Signal echo = host::through(response, farEnd);
     const double echoPower = host::power(stretch(echo, 0.0, kNearFrom));
     scale(nearEnd, amplitude(kNearLevel) *
                        std::sqrt(echoPower / host::power(stretch(nearEnd, kBothFrom, kFarAgain))));

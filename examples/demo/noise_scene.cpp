@@ -11,9 +11,8 @@
 #include <cstdio>
 #include <numbers>
 
-#include <fir64f.h>
-
 #include "audio_file.h"
+#include "filters.h"
 #include "host.h"
 #include "scene.h"
 
@@ -64,14 +63,8 @@ void makeScene(const std::string& dir, const std::vector<std::string>& recording
         recordings.empty() ? ownVoice(12.0) : recordedVoice(recordings, kShortest, kLongest, rate);
 
     Signal reference = fanNoise(voice.size(), rate);
-    Signal heard(reference.size());
-    auto path = acousticPath();
-    std::array<double, MAX_TAPS> delayLine;
-    fir64fState room;
-    if (fir64fInitStatic(&room, MAX_TAPS, path.data(), delayLine.data()) != STS_OK) {
-        throw host::Failure("the path cannot be set up");
-    }
-    fir64fBlockFilter(&room, reference.data(), heard.data(), static_cast<int32_t>(heard.size()));
+    const auto path = acousticPath();
+    const Signal heard = host::through(path, reference);
 
     // The path is kept, so the level is set at its input; then all three signals share one gain.
     const double noiseGain =
