@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds the examples, runs them on real signals and judges what they did.
-# Everything that comes out lies in demo-output/. Exit code 0: every example did its job.
+# Builds the examples, puts every family to work, runs the hosts on real signals, and judges what they
+# did. Everything that comes out lies in demo-output/. Exit code 0: everything did its job.
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
@@ -13,7 +13,17 @@ least_attenuation=30 # dB of either filter for control, in the end
 least_enhancement=20 # dB of echo return loss, before and after both ends speak
 least_gain=14        # dB of prediction of either predictor, median over loud frames
 most_samples=10000   # that either least-squares filter needs to identify a system to -60 dB
-examples=(noise_canceller noise_control echo_canceller voice_predictor system_identification) # each a function below
+steps=(build_examples tour noise_canceller noise_control echo_canceller voice_predictor
+    system_identification) # each a function below
+declare -A titles=(
+    [build_examples]="Building in build/demo"
+    [tour]="Tour: every family on a job of its own"
+    [noise_canceller]="Noise canceller: voice in fan noise, a second microphone at the fan"
+    [noise_control]="Active noise control: fan noise in a duct, simulated, with two filters"
+    [echo_canceller]="Echo canceller: a loudspeaker and a microphone in a room, two people who speak"
+    [voice_predictor]="Voice predictor: the same voice, predicted forwards and backwards"
+    [system_identification]="System identification: five filters, one coloured input"
+)
 
 . "$root/cmake/packages.sh"
 
@@ -53,7 +63,6 @@ prepare_machine() {
 
 build_examples() {
     local log=$build/build.log
-    say "building in $build ..."
     : >"$log"
     quietly "$log" cmake -S "$root" -B "$build" \
         -DCMAKE_BUILD_TYPE=Release -DMERLO64F_BUILD_EXAMPLES=ON
@@ -62,81 +71,65 @@ build_examples() {
 
 # ---- the examples ------------------------------------------------------------------------------
 
-# at_least VALUE LIMIT: both decimal numbers; anything else fails.
-at_least() { awk -v v="$1" -v l="$2" 'BEGIN { exit !(v ~ /^-?[0-9]/ && v + 0 >= l + 0) }'; }
+# expect LEAST UNIT WHAT: the least of the numbers on standard input is at least LEAST.
+expect() {
+    awk -v least="$1" '!/^-?[0-9]/ || $1 < least { bad = bad " " $1 } END { if (bad || !NR) { print bad; exit 1 } }' ||
+        die "$3 is below $1 $2"
+}
 
-draw() { quietly "$build/gnuplot.log" gnuplot -e "dir='$out'" "$root/examples/demo/$1.gp"; }
+draw() {
+    quietly "$build/gnuplot.log" gnuplot -e "dir='$out'" "$root/examples/demo/$1.gp"
+    say "picture: demo-output/$1.png"
+}
+
+tour() {
+    "$bin/tour" --curves "$out/tour.dat" | tee "$out/tour.txt"
+    local headers=("$root"/include/*64f.h) # one a family, and merlo64f.h
+    [ "$(grep -c '^[a-z]*64f ' "$out/tour.txt")" -eq $((${#headers[@]} - 1)) ] ||
+        die "the tour leaves out a family"
+    draw gallery
+}
 
 noise_canceller() {
-    say
-    say "Noise canceller: voice in fan noise, a second microphone at the fan"
     "$bin/noise_scene" make "$out" ${voices[@]+"${voices[@]}"}
     "$bin/noise_canceller" "$out/primary.wav" "$out/reference.wav" "$out/cleaned.wav" \
         --taps 32 --save-taps "$out/taps.txt"
     "$bin/noise_scene" score "$out"
     draw noise_canceller
-    say "picture: demo-output/noise_canceller.png"
-
-    local improvement
-    improvement=$(<"$out/improvement.txt")
-    at_least "$improvement" "$least_improvement" ||
-        die "noise canceller: $(printf %.1f "$improvement") dB of improvement, $least_improvement dB expected"
+    expect "$least_improvement" dB "the improvement" <"$out/improvement.txt"
 }
 
 noise_control() {
-    say
-    say "Active noise control: fan noise in a duct, simulated, with two filters"
     "$bin/noise_control" --levels "$out/levels.dat" --spectra "$out/spectra.dat" |
         tee "$out/attenuation.txt"
     draw noise_control
-    say "picture: demo-output/noise_control.png"
-
-    local lesser
-    lesser=$(awk '$1 ~ /lms64f$/ { print $3 }' "$out/attenuation.txt" | sort -g | head -n 1)
-    at_least "$lesser" "$least_attenuation" ||
-        die "noise control: $lesser dB of attenuation, $least_attenuation dB expected"
+    awk '$1 ~ /lms64f$/ { print $3 }' "$out/attenuation.txt" |
+        expect "$least_attenuation" dB "the attenuation"
 }
 
 echo_canceller() {
-    say
-    say "Echo canceller: a loudspeaker and a microphone in a room, two people who speak"
     "$bin/echo_scene" make "$out" ${voices[@]+"${voices[@]}"}
     "$bin/echo_canceller" "$out/far_end.wav" "$out/microphone.wav" "$out/echo_free.wav" \
         --levels "$out/echo_levels.dat" --save-taps "$out/echo_taps.txt"
     "$bin/echo_scene" score "$out"
     draw echo_canceller
-    say "picture: demo-output/echo_canceller.png"
-
-    local lesser
-    lesser=$(sort -g "$out/erle.txt" | head -n 1)
-    at_least "$lesser" "$least_enhancement" ||
-        die "echo canceller: $(printf %.1f "$lesser") dB of enhancement, $least_enhancement dB expected"
+    expect "$least_enhancement" dB "the echo return loss enhancement" <"$out/erle.txt"
 }
 
 voice_predictor() {
-    say
-    say "Voice predictor: the voice of the first example, predicted forwards and backwards"
     "$bin/voice_predictor" "$out/voice.wav" --frames "$out/voice_frames.dat" |
         tee "$out/prediction.txt"
     draw voice_predictor
-    say "picture: demo-output/voice_predictor.png"
-
-    local lesser
-    lesser=$(awk '/ median of / { print $6; print $8 }' "$out/prediction.txt" | sort -g | head -n 1)
-    at_least "$lesser" "$least_gain" ||
-        die "voice predictor: $lesser dB of prediction gain, $least_gain dB expected"
+    awk '/ median of / { print $6; print $8 }' "$out/prediction.txt" |
+        expect "$least_gain" dB "the prediction gain"
 }
 
 system_identification() {
-    say
-    say "System identification: five filters, one coloured input"
     "$bin/system_identification" --curves "$out/identification.dat" | tee "$out/identification.txt"
     draw system_identification
-    say "picture: demo-output/system_identification.png"
-
     awk -v most="$most_samples" '/^rls/ { good += $2 ~ /^[0-9]+$/ && $2 <= most }
                                  END { exit good != 2 }' "$out/identification.txt" ||
-        die "system identification: least squares needs more than $most_samples samples"
+        die "least squares needs more than $most_samples samples"
 }
 
 mkdir -p "$build" "$out"
@@ -145,9 +138,9 @@ voices=()
 if has_recordings; then
     voices=("$recordings"/*_*.wav)
 fi
-build_examples
-for example in "${examples[@]}"; do
-    "$example"
+for k in "${!steps[@]}"; do
+    say "[$((k + 1))/${#steps[@]}] ${titles[${steps[k]}]}"
+    "${steps[k]}"
+    say
 done
-say
 say "all files: $out/"

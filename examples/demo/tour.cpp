@@ -3,19 +3,21 @@
 //
 // What a filter misses is what the job wants of its output less that output, formed before the filter
 // has seen the sample. The learning curve is the power of what is missed over that of what is wanted,
-// over blocks of 32 samples and over an ensemble of runs, each with signals of its own. A predictor
-// cannot miss less than what is new in its signal; the control of noise, less than what the two
-// microphones do not share.
+// over blocks of 32 samples and over an ensemble of runs, each with signals of its own. The noise that
+// is added to the desired signal is not wanted; a predictor cannot miss less than what is new in its
+// signal.
 //
 // Exit code 0: every filter got below its goal and stayed there.
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <ctime>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <numbers>
+#include <numeric>
 #include <optional>
 #include <string>
 #include <type_traits>
@@ -42,10 +44,11 @@
 
 #include "filters.h"
 #include "host.h"
+#include "tour_scenes.h"
 
 namespace {
 
-using Signal = std::vector<double>;
+using namespace tour;
 
 constexpr char kUsage[] = "tour [--curves FILE]";
 
@@ -55,128 +58,9 @@ constexpr int32_t kBlock = 32;              // samples, and between two points o
 constexpr std::size_t kBlockSize = kBlock;
 constexpr int32_t kEchoTaps = 1024;
 constexpr std::uint64_t kRuns = 20;   // of the ensemble
-constexpr double kNoise = 1e-3;       // at the output of a system, re its amplitude: -60 dB
 constexpr std::size_t kChange = 8192; // samples before one system gives way to another
 constexpr std::size_t kTimed = 4096;  // samples of a pass
 constexpr int kPasses = 25;
-
-// ---- signals ---------------------------------------------------------------------------------
-
-struct Scene {
-    Signal x, d;   // what the filter gets
-    Signal wanted; // of its output
-};
-
-// Of power 1.
-Signal white(std::size_t length, std::uint64_t seed) {
-    host::WhiteNoise noise(seed);
-    Signal x(length);
-    std::generate(x.begin(), x.end(), [&] { return std::numbers::sqrt3 * noise.next(); });
-    return x;
-}
-
-// White noise through a pole; of power 1. The spectrum spans 20 log((1 + pole) / (1 - pole)) dB.
-Signal coloured(std::size_t length, std::uint64_t seed, double pole) {
-    Signal x = white(length, seed);
-    double last = x[0];
-    for (double& sample : x) {
-        last = pole * last + std::sqrt(1.0 - pole * pole) * sample;
-        sample = last;
-    }
-    return x;
-}
-
-// Levels that come and go as those of syllables do, over 20 dB.
-Signal syllables(std::size_t length, std::uint64_t seed) {
-    Signal x = coloured(length, seed, 0.7);
-    for (std::size_t n = 0; n < length; ++n) {
-        x[n] *= std::pow(10.0, -1.0 * std::pow(std::cos(static_cast<double>(n) / 1000.0), 2));
-    }
-    return x;
-}
-
-// Noise through two resonances, given by their poles' radius and frequency in cycles per sample.
-Signal resonant(std::size_t length, std::uint64_t seed) {
-    Signal x = white(length, seed);
-    for (const auto& [radius, frequency] : {std::pair{0.97, 0.06}, std::pair{0.9, 0.21}}) {
-        const double a = 2.0 * radius * std::cos(2.0 * std::numbers::pi * frequency);
-        double before = 0.0, last = 0.0;
-        for (double& sample : x) {
-            sample += a * last - radius * radius * before;
-            before = std::exchange(last, sample);
-        }
-    }
-    return x;
-}
-
-// Noise that dies away with a time constant of an eighth of the length; of energy 1.
-Signal decaying(int32_t taps, std::uint64_t seed) {
-    Signal h = white(static_cast<std::size_t>(taps), seed);
-    double energy = 0.0;
-    for (std::size_t k = 0; k < h.size(); ++k) {
-        h[k] *= std::exp(-8.0 * static_cast<double>(k) / taps);
-        energy += h[k] * h[k];
-    }
-    for (double& tap : h) {
-        tap /= std::sqrt(energy);
-    }
-    return h;
-}
-
-// ---- jobs ------------------------------------------------------------------------------------
-
-// A system behind x, or one and then another, and faint noise at its output.
-Scene identification(Signal x, std::uint64_t seed, int32_t taps = kOrder, int systems = 1) {
-    Scene scene{std::move(x), {}, {}};
-    scene.wanted = host::through(decaying(taps, 1000 + seed), scene.x);
-    if (systems == 2) {
-        const Signal later = host::through(decaying(taps, 2000 + seed), scene.x);
-        const auto half = static_cast<std::ptrdiff_t>(later.size() / 2);
-        std::copy(later.begin() + half, later.end(), scene.wanted.begin() + half);
-    }
-    scene.d = scene.wanted;
-    const Signal noise = white(scene.x.size(), 3000 + seed);
-    const double amplitude = kNoise * std::sqrt(host::power(scene.wanted));
-    for (std::size_t n = 0; n < noise.size(); ++n) {
-        scene.d[n] += amplitude * noise[n];
-    }
-    return scene;
-}
-
-Signal delayed(Signal h, std::size_t samples) {
-    h.insert(h.begin(), samples, 0.0);
-    return h;
-}
-
-// The path from the loudspeaker to the error microphone, and what is known of it: 20 dB off.
-constexpr int32_t kPathLength = 16;
-const Signal kSecondary = delayed(decaying(kPathLength - 4, 8), 4);
-const Signal kEstimate = [] {
-    Signal h = decaying(kPathLength, 9);
-    for (std::size_t k = 0; k < h.size(); ++k) {
-        h[k] = kSecondary[k] + 0.1 * h[k];
-    }
-    return h;
-}();
-
-// The noise takes eight samples longer to the error microphone than the loudspeaker's sound does.
-Scene duct(std::size_t length, std::uint64_t seed) {
-    Scene scene{coloured(length, seed, 0.5), {}, {}};
-    scene.d = host::through(delayed(decaying(12, 7), 12), scene.x);
-    const Signal noise = white(length, 3000 + seed);
-    for (std::size_t n = 0; n < length; ++n) {
-        scene.wanted.push_back(-scene.d[n]);
-        scene.d[n] += kNoise * noise[n];
-    }
-    return scene;
-}
-
-// The sample itself, or the one `delay` samples back.
-Scene prediction(const Signal& x, std::size_t delay) {
-    Signal wanted(delay);
-    wanted.insert(wanted.end(), x.begin(), x.end() - static_cast<std::ptrdiff_t>(delay));
-    return {x, x, std::move(wanted)};
-}
 
 // ---- filters ---------------------------------------------------------------------------------
 
@@ -308,10 +192,14 @@ std::vector<Job> jobs() {
     const auto lbpef =
         candidate<lbpef64fInitStatic, lbpef64fFilterUpdate>("lbpef64f", kStages, 0.005);
 
-    const auto whiteInput = [](auto seed) { return identification(white(8192, seed), seed); };
-    const auto syllabic = [](auto seed) { return identification(syllables(16384, seed), seed); };
+    const auto whiteInput = [](auto seed) {
+        return identification(white(8192, seed), seed, kOrder);
+    };
+    const auto syllabic = [](auto seed) {
+        return identification(syllables(16384, seed), seed, kOrder);
+    };
     const auto colouredInput = [](auto seed) {
-        return identification(coloured(16384, seed, 0.9), seed);
+        return identification(coloured(16384, seed, 0.9), seed, kOrder);
     };
     const auto changing = [](auto seed) {
         return identification(coloured(2 * kChange, seed, 0.9), seed, kOrder, 2);
@@ -367,67 +255,56 @@ std::vector<Job> jobs() {
 // ---- judgement -------------------------------------------------------------------------------
 
 struct Curve {
-    Signal level;                       // dB
+    Signal x, level;                    // samples, or cycles per sample; dB
     double end;                         // dB, over the last eighth
     std::optional<std::size_t> samples; // until the goal
 };
 
-// Residual power over wanted power, block by block, each summed over the ensemble.
-class Ensemble {
-  public:
-    void run(const Filter& filter, const Scene& scene, std::size_t from) {
-        const std::size_t blocks = (scene.x.size() - from) / kBlockSize;
-        missed_.resize(blocks);
-        wanted_.resize(blocks);
-        std::array<double, kBlockSize> y;
-        for (std::size_t n = 0; n + kBlockSize <= scene.x.size(); n += kBlockSize) {
+Curve learningCurve(const Maker& make, const std::vector<Scene>& runs, const Job& job) {
+    const std::size_t blocks = (runs[0].x.size() - job.from) / kBlockSize;
+    Signal missed(blocks), wanted(blocks);
+    for (const Scene& scene : runs) {
+        const Filter filter = make(true);
+        for (std::size_t n = 0; n < scene.x.size(); n += kBlockSize) {
+            std::array<double, kBlockSize> y;
             filter(&scene.x[n], &scene.d[n], y.data());
-            for (std::size_t i = 0; n >= from && i < kBlockSize; ++i) {
-                const double wanted = scene.wanted[n + i];
-                missed_[(n - from) / kBlockSize] += (wanted - y[i]) * (wanted - y[i]);
-                wanted_[(n - from) / kBlockSize] += wanted * wanted;
+            for (std::size_t i = 0; n >= job.from && i < kBlockSize; ++i) {
+                const double output = scene.wanted[n + i];
+                missed[(n - job.from) / kBlockSize] += (output - y[i]) * (output - y[i]);
+                wanted[(n - job.from) / kBlockSize] += output * output;
             }
         }
     }
-
-    Curve curve(double goal) const {
-        Curve result{Signal(missed_.size()), 0.0, {}};
-        double missed = 0.0, wanted = 0.0;
-        std::size_t above = 0; // blocks, up to the last one above the goal
-        for (std::size_t k = 0; k < missed_.size(); ++k) {
-            result.level[k] = host::decibels(missed_[k] / wanted_[k]);
-            if (!(result.level[k] < goal)) {
-                above = k + 1;
-            }
-            if (k >= missed_.size() - missed_.size() / 8) {
-                missed += missed_[k];
-                wanted += wanted_[k];
-            }
+    Curve curve;
+    std::size_t reached = 0;
+    for (std::size_t k = 0; k < blocks; ++k) {
+        curve.x.push_back(static_cast<double>((k + 1) * kBlockSize));
+        curve.level.push_back(host::decibels(missed[k] / wanted[k]));
+        if (!(curve.level.back() < job.goal)) {
+            reached = k + 1;
         }
-        result.end = host::decibels(missed / wanted);
-        if (above < missed_.size()) {
-            result.samples = (above + 1) * kBlockSize;
-        }
-        return result;
     }
+    if (reached < blocks) {
+        curve.samples = (reached + 1) * kBlockSize;
+    }
+    const auto last = static_cast<std::ptrdiff_t>(blocks / 8);
+    curve.end = host::decibels(std::accumulate(missed.end() - last, missed.end(), 0.0) /
+                               std::accumulate(wanted.end() - last, wanted.end(), 0.0));
+    return curve;
+}
 
-  private:
-    Signal missed_, wanted_;
-};
-
-// The low-pass has nothing to learn: level against frequency, and its highest in the stop band.
+// The low-pass has nothing to learn: its level over frequency, and the highest in the stop band.
 Curve frequencyResponse(const Filter& filter) {
-    constexpr std::size_t kPoints = 200, kBlocks = 16;
-    Curve result{{}, -INFINITY, {}};
-    for (std::size_t k = 0; k < kPoints; ++k) {
-        const double frequency =
-            (static_cast<double>(k) + 0.5) * 0.5 / kPoints; // cycles per sample
+    constexpr int kPoints = 200, kBlocks = 16;
+    Curve curve{{}, {}, -std::numeric_limits<double>::infinity(), {}};
+    for (int k = 0; k < kPoints; ++k) {
+        const double frequency = (k + 0.5) * 0.5 / kPoints;
         host::MeanSquare in, out;
-        for (std::size_t block = 0; block < kBlocks; ++block) {
+        double phase = 0.0;
+        for (int block = 0; block < kBlocks; ++block) {
             std::array<double, kBlockSize> x, y;
-            for (std::size_t i = 0; i < kBlockSize; ++i) {
-                const auto n = static_cast<double>(block * kBlockSize + i);
-                x[i] = std::sin(2.0 * std::numbers::pi * frequency * n);
+            for (double& sample : x) {
+                sample = std::sin(phase += 2.0 * std::numbers::pi * frequency);
             }
             filter(x.data(), x.data(), y.data());
             if (block > 0) { // the first one fills the line
@@ -435,12 +312,13 @@ Curve frequencyResponse(const Filter& filter) {
                 out.add(y);
             }
         }
-        result.level.push_back(host::decibels(out.value() / in.value()));
+        curve.x.push_back(frequency);
+        curve.level.push_back(host::decibels(out.value() / in.value()));
         if (frequency >= kStopBand) {
-            result.end = std::max(result.end, result.level.back());
+            curve.end = std::max(curve.end, curve.level.back());
         }
     }
-    return result;
+    return curve;
 }
 
 struct Row {
@@ -452,39 +330,39 @@ struct Row {
 
 Row judge(const Job& job) {
     if (!job.scene) {
-        return {
-            frequencyResponse(job.filter.make(true)), {}, identification(white(kTimed, 1), 1), {}};
+        const Signal x = white(kTimed, 1);
+        return {frequencyResponse(job.filter.make(true)), {}, {x, x, {}}, {}};
     }
-    Ensemble own, plainer;
-    Scene scene;
+    std::vector<Scene> runs;
     for (std::uint64_t seed = 1; seed <= kRuns; ++seed) {
-        scene = job.scene(seed);
-        own.run(job.filter.make(true), scene, job.from);
-        if (job.plainer) {
-            plainer.run(job.plainer->make(true), scene, job.from);
-        }
+        runs.push_back(job.scene(seed));
     }
-    Row row{own.curve(job.goal), {}, std::move(scene), {}};
+    Row row{learningCurve(job.filter.make, runs, job), {}, runs[0], {}};
     if (job.plainer) {
-        row.plainer = plainer.curve(job.goal);
+        row.plainer = learningCurve(job.plainer->make, runs, job);
     }
     return row;
 }
 
-// Pass by pass in turn, so that a neighbour on the machine slows all alike; the median counts.
+// Processor time: what other processes take does not count.
+double nanosecondsSoFar() {
+    timespec t{};
+    ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
+    return 1e9 * static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec);
+}
+
+// Pass by pass in turn, so that a machine that slows down slows all alike; the median counts.
 void time(const std::vector<Job>& all, std::vector<Row>& rows) {
     for (int pass = 0; pass < kPasses; ++pass) {
         for (std::size_t k = 0; k < rows.size(); ++k) {
             const Scene& scene = rows[k].scene;
             const Filter filter = all[k].filter.make(false);
             std::array<double, kBlockSize> y;
-            const auto begin = std::chrono::steady_clock::now();
+            const double begin = nanosecondsSoFar();
             for (std::size_t n = 0; n < kTimed; n += kBlockSize) {
                 filter(&scene.x[n], &scene.d[n], y.data());
             }
-            const std::chrono::duration<double, std::nano> taken =
-                std::chrono::steady_clock::now() - begin;
-            rows[k].nanoseconds.push_back(taken.count() / kTimed);
+            rows[k].nanoseconds.push_back((nanosecondsSoFar() - begin) / kTimed);
         }
     }
     for (Row& row : rows) {
@@ -524,12 +402,13 @@ void run(const host::Arguments& arguments) {
     if (!path.empty()) {
         host::Table table(path);
         for (const Row& row : rows) {
-            table.heading("samples; residual (dB), and that of the plainer filter");
-            for (std::size_t k = 0; k < row.own.level.size(); ++k) {
-                table.row(Signal{static_cast<double>((k + 1) * kBlockSize), row.own.level[k],
+            table.heading(
+                "samples, or cycles per sample; residual (dB), own and the plainer filter's");
+            for (std::size_t k = 0; k < row.own.x.size(); ++k) {
+                table.row(Signal{row.own.x[k], row.own.level[k],
                                  row.plainer ? row.plainer->level[k] : NAN});
             }
-            table.row({});
+            table.row({}); // two empty lines end a curve
             table.row({});
         }
         table.close();
