@@ -71,10 +71,11 @@ build_examples() {
 
 # ---- the examples ------------------------------------------------------------------------------
 
-# expect LEAST UNIT WHAT: the least of the numbers on standard input is at least LEAST.
+# expect LEAST UNIT WHAT: every number on standard input is at least LEAST, and there is one.
 expect() {
-    awk -v least="$1" '!/^-?[0-9]/ || $1 < least { bad = bad " " $1 } END { if (bad || !NR) { print bad; exit 1 } }' ||
-        die "$3 is below $1 $2"
+    local low
+    low=$(awk -v least="$1" '!/^-?[0-9]/ || $1 < least { print; exit } END { if (!NR) print "no figure" }')
+    [ -z "$low" ] || die "$3: $low, at least $1 $2 expected"
 }
 
 draw() {
