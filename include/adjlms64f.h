@@ -1,4 +1,5 @@
 /** @file
+ * @ref adjlms64f
  * @defgroup adjlms64f adjlms64f: adjoint LMS
  * The adjoint LMS filter, one sample per call, for a filter that acts through a secondary path
  * (active control of sound and vibration).
@@ -44,7 +45,7 @@ extern "C" {
 
 /** An adaptive filter of `order` taps with its secondary path and the estimate of that path. */
 typedef struct adjlms64fState {
-    int32_t order;         /**< number of taps, 1 .. MAX_TAPS; 0 after a failure */
+    int32_t order;         /**< number of taps, 1 to MAX_TAPS; 0 after a failure */
     int32_t secLen;        /**< length of secCoef, at least 1 */
     int32_t estLen;        /**< length of estCoef, at least 1 */
     int32_t refLen;        /**< length of delayLine: order + estLen - 1 */
@@ -77,11 +78,11 @@ MERLO64F_API int32_t adjlms64fInit(adjlms64fState* state, int32_t order, double 
 #define ADJLMS64F_COEF_LEN(order) MERLO64F_TAPS(order) /**< elements of coefBuf */
 /** Elements of workBuf: outLine, errLine, delayLine. */
 #define ADJLMS64F_WORK_LEN(order, secLen, estLen)                                                  \
-    ((secLen) + (estLen) + (MERLO64F_TAPS(order) + (estLen)-1))
+    (+(secLen) + 2 * (estLen) + MERLO64F_TAPS(order) - 1)
 
-/** As adjlms64fInit on the host's own buffers, ADJLMS64F_COEF_LEN and ADJLMS64F_WORK_LEN elements,
- * which are zero-filled.
- * @return STS_OK; STS_BAD_SIZE as adjlms64fInit; STS_NULL_PTR for a null pointer. */
+/** As adjlms64fInit() on the host's own buffers, ADJLMS64F_COEF_LEN and ADJLMS64F_WORK_LEN
+ * elements, which are zero-filled.
+ * @return STS_OK; STS_BAD_SIZE as adjlms64fInit(); STS_NULL_PTR for a null pointer. */
 MERLO64F_API int32_t adjlms64fInitStatic(adjlms64fState* state, int32_t order, double mu,
                                          const double* secCoef, int32_t secLen,
                                          const double* estCoef, int32_t estLen, double* coefBuf,
@@ -109,21 +110,21 @@ MERLO64F_API int32_t adjlms64fReset(adjlms64fState* state);
  * @return STS_OK, or STS_NULL_PTR if a line is null. */
 MERLO64F_API int32_t adjlms64fResetDelayLine(adjlms64fState* state);
 
-/** Accessors on the coefficients (length `order`) and on the reference line (length `refLen`, newest
- * first): see merlo64f.h. They return the number of elements moved or a negative status. */
+/** Accessors on the coefficients (length `order`) and on the reference line (length `refLen`,
+ * newest first): see merlo64f.h. They return the number of elements moved or a negative status. */
 MERLO64F_API int32_t adjlms64fGetCoef(const adjlms64fState* state, double* buf, int32_t start,
                                       int32_t count, int32_t reversed);
-/** See adjlms64fGetCoef. */
+/** See adjlms64fGetCoef(). */
 MERLO64F_API int32_t adjlms64fSetCoef(adjlms64fState* state, const double* buf, int32_t start,
                                       int32_t count, int32_t reversed);
-/** See adjlms64fGetCoef. */
+/** See adjlms64fGetCoef(). */
 MERLO64F_API int32_t adjlms64fGetDelayLine(const adjlms64fState* state, double* buf, int32_t start,
                                            int32_t count, int32_t reversed);
-/** See adjlms64fGetCoef. */
+/** See adjlms64fGetCoef(). */
 MERLO64F_API int32_t adjlms64fSetDelayLine(adjlms64fState* state, const double* buf, int32_t start,
                                            int32_t count, int32_t reversed);
 
-/** Changes the number of taps of a record from adjlms64fInit; keeps mu, power, both paths, the
+/** Changes the number of taps of a record from adjlms64fInit(); keeps mu, power, both paths, the
  * first coefficients and the newest samples of each line, and puts all heads at 0.
  * @return STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t adjlms64fResize(adjlms64fState* state, int32_t order);

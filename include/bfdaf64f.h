@@ -1,4 +1,5 @@
 /** @file
+ * @ref bfdaf64f
  * @defgroup bfdaf64f bfdaf64f: block filter in the frequency domain
  * The block frequency-domain adaptive filter, overlap-save, blockLen samples per call and no added
  * delay.
@@ -26,7 +27,8 @@
  * filter.
  *
  * @par Departure from the textbook
- * The transform's forward exponent is positive, so spectra are conjugate to the usual ones, and 0.02 is 1.0 - 0.98 in double.
+ * The transform's forward exponent is positive, so spectra are conjugate to the usual ones, and
+ * 0.02 is 1.0 - 0.98 in double.
  *
  * @par Step size
  * The running power settles at about the power of a block's spectrum divided by blockLen, so on
@@ -45,10 +47,10 @@
 extern "C" {
 #endif
 
-/** A filter of `order` taps over blocks, in the frequency domain. Packed spectra: slot 0 is bin 0, slot 1
- * bin fftLen / 2, slots 2k and 2k+1 the real and imaginary part of bin k. */
+/** A filter of `order` taps over blocks, in the frequency domain. Packed spectra: slot 0 is bin 0,
+ * slot 1 bin fftLen / 2, slots 2k and 2k+1 the real and imaginary part of bin k. */
 typedef struct bfdaf64fState {
-    int32_t order;             /**< taps, 1 .. MAX_TAPS; 0 after a failure and after Free */
+    int32_t order;             /**< taps, 1 to MAX_TAPS; 0 after a failure and after Free */
     int32_t blockLen;          /**< samples per call, at least 1 */
     int32_t fftLen;            /**< transform length */
     int32_t bins;              /**< bins of a spectrum */
@@ -76,23 +78,24 @@ typedef struct bfdaf64fState {
  * @param fftTable,fftTwiddles  tables for at least fftLen (see fft_tables.h), borrowed:
  *   they must cover every length that a Resize will reach. Records that run at the same time on
  *   different threads need an fftTable each; fftTwiddles can be shared.
- * @return STS_OK; STS_NULL_PTR for a null table; STS_BAD_SIZE for a size below 1, for order =
- *   blockLen = 1 (no transform has length 1), and for a length above 2^30; STS_NO_MEMORY. */
+ * @return STS_OK; STS_NULL_PTR for a null table; STS_BAD_SIZE for a size below 1, for
+ *   order = blockLen = 1 (no transform has length 1), and for a length above 2^30;
+ *   STS_NO_MEMORY. */
 MERLO64F_API int32_t bfdaf64fInit(bfdaf64fState* state, int32_t order, int32_t blockLen, double mu,
                                   int32_t constrained, int32_t* fftTable,
                                   const double* fftTwiddles);
 
 /** The transform length fftLen. */
-#define BFDAF64F_FFT_LEN(order, blockLen) MERLO64F_POWER_OF_2(MERLO64F_TAPS(order) + (blockLen)-1)
+#define BFDAF64F_FFT_LEN(order, blockLen) MERLO64F_POWER_OF_2(MERLO64F_TAPS(order) - 1 + (blockLen))
 /** Elements of coefBuf. */
 #define BFDAF64F_COEF_LEN(order, blockLen) BFDAF64F_FFT_LEN(order, blockLen)
 /** Elements of workBuf: overlap + 2 * fftLen + 2 * bins, that is 4 * fftLen - blockLen + 2. */
 #define BFDAF64F_WORK_LEN(order, blockLen)                                                         \
     (INT64_C(4) * BFDAF64F_FFT_LEN(order, blockLen) - (blockLen) + 2)
 
-/** As bfdaf64fInit on the host's own buffers, BFDAF64F_COEF_LEN and BFDAF64F_WORK_LEN elements,
+/** As bfdaf64fInit() on the host's own buffers, BFDAF64F_COEF_LEN and BFDAF64F_WORK_LEN elements,
  * which are zero-filled.
- * @return STS_OK; STS_NULL_PTR for a null table or buffer; STS_BAD_SIZE as bfdaf64fInit. */
+ * @return STS_OK; STS_NULL_PTR for a null table or buffer; STS_BAD_SIZE as bfdaf64fInit(). */
 MERLO64F_API int32_t bfdaf64fInitStatic(bfdaf64fState* state, int32_t order, int32_t blockLen,
                                         double mu, int32_t constrained, double* coefBuf,
                                         double* workBuf, int32_t* fftTable,
@@ -128,13 +131,14 @@ MERLO64F_API int32_t bfdaf64fResetDelayLine(bfdaf64fState* state);
  * They return the number of elements moved or a negative status. */
 MERLO64F_API int32_t bfdaf64fGetCoef(bfdaf64fState* state, double* buf, int32_t start,
                                      int32_t count, int32_t reversed);
-/** See bfdaf64fGetCoef. */
+/** See bfdaf64fGetCoef(). */
 MERLO64F_API int32_t bfdaf64fSetCoef(bfdaf64fState* state, const double* buf, int32_t start,
                                      int32_t count, int32_t reversed);
 
-/** Changes the sizes of a record from bfdaf64fInit; keeps mu, the constraint, the tables, the first
- * taps and the newest samples, and the running power where fftLen stays (elsewhere it is 1.0 again).
- * @return STS_OK; STS_BAD_SIZE as bfdaf64fInit; STS_NO_MEMORY. */
+/** Changes the sizes of a record from bfdaf64fInit(); keeps mu, the constraint, the tables, the
+ * first taps and the newest samples, and the running power where fftLen stays (elsewhere it is 1.0
+ * again).
+ * @return STS_OK; STS_BAD_SIZE as bfdaf64fInit(); STS_NO_MEMORY. */
 MERLO64F_API int32_t bfdaf64fResize(bfdaf64fState* state, int32_t order, int32_t blockLen);
 
 #ifdef __cplusplus

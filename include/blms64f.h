@@ -1,4 +1,5 @@
 /** @file
+ * @ref blms64f
  * @defgroup blms64f blms64f: LMS over blocks
  * The least-mean-squares transversal filter over blocks of samples.
  *
@@ -28,7 +29,7 @@ extern "C" {
 
 /** An adaptive filter of `order` taps that takes `blockLen` samples a call. */
 typedef struct blms64fState {
-    int32_t order;     /**< number of taps, 1 .. MAX_TAPS; 0 after a failure */
+    int32_t order;     /**< number of taps, 1 to MAX_TAPS; 0 after a failure */
     int32_t blockLen;  /**< samples per call, at least 1 */
     double mu;         /**< step size; read at every call, so the host may change it */
     double* coef;      /**< `order` coefficients; coef[0] meets the newest sample */
@@ -46,8 +47,8 @@ MERLO64F_API int32_t blms64fInit(blms64fState* state, int32_t order, int32_t blo
 #define BLMS64F_COEF_LEN(order) MERLO64F_TAPS(order)  /**< elements of coefBuf */
 #define BLMS64F_DELAY_LEN(order) MERLO64F_TAPS(order) /**< elements of delayBuf */
 
-/** As blms64fInit on the host's own buffers, BLMS64F_COEF_LEN and BLMS64F_DELAY_LEN elements, which
- * are zero-filled.
+/** As blms64fInit() on the host's own buffers, BLMS64F_COEF_LEN and BLMS64F_DELAY_LEN elements,
+ * which are zero-filled.
  * @return STS_OK; STS_BAD_SIZE for order < 1 or blockLen < 1; STS_NULL_PTR for a null buffer. */
 MERLO64F_API int32_t blms64fInitStatic(blms64fState* state, int32_t order, int32_t blockLen,
                                        double mu, double* coefBuf, double* delayBuf);
@@ -94,18 +95,18 @@ MERLO64F_API int32_t blms64fResetDelayLine(blms64fState* state);
  * first): see merlo64f.h. They return the number of elements moved or a negative status. */
 MERLO64F_API int32_t blms64fGetCoef(const blms64fState* state, double* buf, int32_t start,
                                     int32_t count, int32_t reversed);
-/** See blms64fGetCoef. */
+/** See blms64fGetCoef(). */
 MERLO64F_API int32_t blms64fSetCoef(blms64fState* state, const double* buf, int32_t start,
                                     int32_t count, int32_t reversed);
-/** See blms64fGetCoef. */
+/** See blms64fGetCoef(). */
 MERLO64F_API int32_t blms64fGetDelayLine(const blms64fState* state, double* buf, int32_t start,
                                          int32_t count, int32_t reversed);
-/** See blms64fGetCoef. */
+/** See blms64fGetCoef(). */
 MERLO64F_API int32_t blms64fSetDelayLine(blms64fState* state, const double* buf, int32_t start,
                                          int32_t count, int32_t reversed);
 
-/** Changes the sizes of a record from blms64fInit; keeps mu, the first coefficients and the newest
- * samples, and puts `head` at 0, also where only blockLen changes.
+/** Changes the sizes of a record from blms64fInit(); keeps mu, the first coefficients and the
+ * newest samples, and puts `head` at 0, also where only blockLen changes.
  * @return STS_OK; STS_BAD_SIZE for order < 1 or blockLen < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t blms64fResize(blms64fState* state, int32_t order, int32_t blockLen);
 

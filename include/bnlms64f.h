@@ -1,4 +1,5 @@
 /** @file
+ * @ref bnlms64f
  * @defgroup bnlms64f bnlms64f: normalised LMS over blocks
  * The normalised LMS transversal filter over blocks of samples.
  *
@@ -26,7 +27,7 @@ extern "C" {
 /** An adaptive filter of `order` taps, and the power of its input, that takes `blockLen` samples a
  * call. */
 typedef struct bnlms64fState {
-    int32_t order;     /**< number of taps, 1 .. MAX_TAPS; 0 after a failure */
+    int32_t order;     /**< number of taps, 1 to MAX_TAPS; 0 after a failure */
     int32_t blockLen;  /**< samples per call, at least 1 */
     double mu;         /**< step size; read at every call, so the host may change it */
     double* coef;      /**< `order` coefficients; coef[0] meets the newest sample */
@@ -45,7 +46,7 @@ MERLO64F_API int32_t bnlms64fInit(bnlms64fState* state, int32_t order, int32_t b
 #define BNLMS64F_COEF_LEN(order) MERLO64F_TAPS(order)  /**< elements of coefBuf */
 #define BNLMS64F_DELAY_LEN(order) MERLO64F_TAPS(order) /**< elements of delayBuf */
 
-/** As bnlms64fInit on the host's own buffers, BNLMS64F_COEF_LEN and BNLMS64F_DELAY_LEN elements,
+/** As bnlms64fInit() on the host's own buffers, BNLMS64F_COEF_LEN and BNLMS64F_DELAY_LEN elements,
  * which are zero-filled.
  * @return STS_OK; STS_BAD_SIZE for order < 1 or blockLen < 1; STS_NULL_PTR for a null buffer. */
 MERLO64F_API int32_t bnlms64fInitStatic(bnlms64fState* state, int32_t order, int32_t blockLen,
@@ -54,8 +55,8 @@ MERLO64F_API int32_t bnlms64fInitStatic(bnlms64fState* state, int32_t order, int
 /** Releases both buffers; no field of the record changes. */
 MERLO64F_API void bnlms64fFree(bnlms64fState* state);
 
-/** blockLen steps: for each i in turn x[i] enters the line, y[i] is formed, e[i] = d[i] - y[i], power
- * takes in x[i] and then divides the step of the coefficients.
+/** blockLen steps: for each i in turn x[i] enters the line, y[i] is formed, e[i] = d[i] - y[i],
+ * power takes in x[i] and then divides the step of the coefficients.
  * @param x,d  input and desired samples, oldest first, blockLen each
  * @param y,e  outputs and errors, blockLen each; y may be x, e may be x or d; y must be neither d
  *   nor e
@@ -82,18 +83,18 @@ MERLO64F_API int32_t bnlms64fResetDelayLine(bnlms64fState* state);
  * first): see merlo64f.h. They return the number of elements moved or a negative status. */
 MERLO64F_API int32_t bnlms64fGetCoef(const bnlms64fState* state, double* buf, int32_t start,
                                      int32_t count, int32_t reversed);
-/** See bnlms64fGetCoef. */
+/** See bnlms64fGetCoef(). */
 MERLO64F_API int32_t bnlms64fSetCoef(bnlms64fState* state, const double* buf, int32_t start,
                                      int32_t count, int32_t reversed);
-/** See bnlms64fGetCoef. */
+/** See bnlms64fGetCoef(). */
 MERLO64F_API int32_t bnlms64fGetDelayLine(const bnlms64fState* state, double* buf, int32_t start,
                                           int32_t count, int32_t reversed);
-/** See bnlms64fGetCoef. */
+/** See bnlms64fGetCoef(). */
 MERLO64F_API int32_t bnlms64fSetDelayLine(bnlms64fState* state, const double* buf, int32_t start,
                                           int32_t count, int32_t reversed);
 
-/** Changes the sizes of a record from bnlms64fInit; keeps mu, power, the first coefficients and the
- * newest samples, and puts `head` at 0, also where only blockLen changes.
+/** Changes the sizes of a record from bnlms64fInit(); keeps mu, power, the first coefficients and
+ * the newest samples, and puts `head` at 0, also where only blockLen changes.
  * @return STS_OK; STS_BAD_SIZE for order < 1 or blockLen < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t bnlms64fResize(bnlms64fState* state, int32_t order, int32_t blockLen);
 

@@ -1,6 +1,9 @@
 /** @file
+ * @ref fir64f
  * @defgroup fir64f fir64f: fixed filter
- * A fixed transversal filter, y(n) = sum of coef[k] * x(n-k), k = 0 .. order-1.
+ * A fixed transversal filter, per sample and per block.
+ *
+ *     y = sum of coef[k] * x(n-k), k = 0 .. order-1
  *
  * The host owns the coefficients, the record owns the history. There is no `Reset`:
  * nothing is learned. For what all families share see merlo64f.h.
@@ -20,7 +23,7 @@ extern "C" {
 /** A fixed filter of `order` taps over a ring line of `order` samples. */
 typedef struct fir64fState {
     double* coef; /**< the host's coefficients, at least `order`; coef[0] meets the newest sample */
-    int32_t order;     /**< number of taps, 1 .. MAX_TAPS; 0 after a failure and after Free */
+    int32_t order;     /**< number of taps, 1 to MAX_TAPS; 0 after a failure and after Free */
     double* delayLine; /**< ring line, `order` samples */
     int32_t head;      /**< position that the next sample overwrites; order - 1 at first */
 } fir64fState;
@@ -33,8 +36,8 @@ MERLO64F_API int32_t fir64fInit(fir64fState* state, int32_t order, double* coef)
 
 #define FIR64F_DELAY_LEN(order) MERLO64F_TAPS(order) /**< elements of delayBuf */
 
-/** As fir64fInit on the host's own line of FIR64F_DELAY_LEN samples, which is zero-filled; coef is
- * not touched.
+/** As fir64fInit() on the host's own line of FIR64F_DELAY_LEN samples, which is zero-filled; coef
+ * is not touched.
  * @return STS_OK; STS_BAD_SIZE for order < 1; STS_NULL_PTR for a null coef or delayBuf. */
 MERLO64F_API int32_t fir64fInitStatic(fir64fState* state, int32_t order, double* coef,
                                       double* delayBuf);
@@ -42,7 +45,7 @@ MERLO64F_API int32_t fir64fInitStatic(fir64fState* state, int32_t order, double*
 /** Releases the line and stores 0 in `order`. The coefficients stay the host's. */
 MERLO64F_API void fir64fFree(fir64fState* state);
 
-/** One step: x enters the line, y = sum of coef[k] * x(n-k) for k = 0 .. order-1, in that order.
+/** One step: x enters the line, y = sum of coef[k] * x(n-k) for 0 <= k < order, k upward.
  * @return y, in the unit of x times that of coef. */
 MERLO64F_API double fir64fFilter(fir64fState* state, double x);
 
@@ -64,17 +67,17 @@ MERLO64F_API int32_t fir64fResetDelayLine(fir64fState* state);
  * newest first): see merlo64f.h. They return the number of elements moved or a negative status. */
 MERLO64F_API int32_t fir64fGetCoef(const fir64fState* state, double* buf, int32_t start,
                                    int32_t count, int32_t reversed);
-/** See fir64fGetCoef. Writes straight into the host's vector. */
+/** See fir64fGetCoef(). Writes straight into the host's vector. */
 MERLO64F_API int32_t fir64fSetCoef(fir64fState* state, const double* buf, int32_t start,
                                    int32_t count, int32_t reversed);
-/** See fir64fGetCoef. */
+/** See fir64fGetCoef(). */
 MERLO64F_API int32_t fir64fGetDelayLine(const fir64fState* state, double* buf, int32_t start,
                                         int32_t count, int32_t reversed);
-/** See fir64fGetCoef. */
+/** See fir64fGetCoef(). */
 MERLO64F_API int32_t fir64fSetDelayLine(fir64fState* state, const double* buf, int32_t start,
                                         int32_t count, int32_t reversed);
 
-/** Changes the number of taps of a record from fir64fInit and keeps the newest samples.
+/** Changes the number of taps of a record from fir64fInit() and keeps the newest samples.
  * The coefficients stay where they are. A filter that grows needs a vector of the new length by
  * then (the library cannot test that), and its new taps are set to 0.0; one that shrinks leaves the
  * elements behind the new order alone.

@@ -1,4 +1,5 @@
 /** @file
+ * @ref fxlms64f
  * @defgroup fxlms64f fxlms64f: filtered-x LMS
  * The filtered-x LMS filter, one sample per call, for a filter that acts through a secondary path
  * (active control of sound and vibration).
@@ -38,7 +39,7 @@ extern "C" {
 
 /** An adaptive filter of `order` taps with its secondary path and the estimate of that path. */
 typedef struct fxlms64fState {
-    int32_t order;         /**< number of taps, 1 .. MAX_TAPS; 0 after a failure */
+    int32_t order;         /**< number of taps, 1 to MAX_TAPS; 0 after a failure */
     int32_t secLen;        /**< length of secCoef, at least 1 */
     int32_t estLen;        /**< length of estCoef, at least 1 */
     int32_t refLen;        /**< length of delayLine: the larger of order and estLen */
@@ -71,12 +72,12 @@ MERLO64F_API int32_t fxlms64fInit(fxlms64fState* state, int32_t order, double mu
 #define FXLMS64F_COEF_LEN(order) MERLO64F_TAPS(order) /**< elements of coefBuf */
 /** Elements of workBuf: outLine, fxLine, delayLine. */
 #define FXLMS64F_WORK_LEN(order, secLen, estLen)                                                   \
-    ((secLen) + MERLO64F_TAPS(order) +                                                             \
+    (+(secLen) + MERLO64F_TAPS(order) +                                                            \
      (MERLO64F_TAPS(order) > (estLen) ? MERLO64F_TAPS(order) : +(estLen)))
 
-/** As fxlms64fInit on the host's own buffers, FXLMS64F_COEF_LEN and FXLMS64F_WORK_LEN elements,
+/** As fxlms64fInit() on the host's own buffers, FXLMS64F_COEF_LEN and FXLMS64F_WORK_LEN elements,
  * which are zero-filled.
- * @return STS_OK; STS_BAD_SIZE as fxlms64fInit; STS_NULL_PTR for a null pointer. */
+ * @return STS_OK; STS_BAD_SIZE as fxlms64fInit(); STS_NULL_PTR for a null pointer. */
 MERLO64F_API int32_t fxlms64fInitStatic(fxlms64fState* state, int32_t order, double mu,
                                         const double* secCoef, int32_t secLen,
                                         const double* estCoef, int32_t estLen, double* coefBuf,
@@ -109,17 +110,17 @@ MERLO64F_API int32_t fxlms64fResetDelayLine(fxlms64fState* state);
  * status. */
 MERLO64F_API int32_t fxlms64fGetCoef(const fxlms64fState* state, double* buf, int32_t start,
                                      int32_t count, int32_t reversed);
-/** See fxlms64fGetCoef. */
+/** See fxlms64fGetCoef(). */
 MERLO64F_API int32_t fxlms64fSetCoef(fxlms64fState* state, const double* buf, int32_t start,
                                      int32_t count, int32_t reversed);
-/** See fxlms64fGetCoef. */
+/** See fxlms64fGetCoef(). */
 MERLO64F_API int32_t fxlms64fGetDelayLine(const fxlms64fState* state, double* buf, int32_t start,
                                           int32_t count, int32_t reversed);
-/** See fxlms64fGetCoef. */
+/** See fxlms64fGetCoef(). */
 MERLO64F_API int32_t fxlms64fSetDelayLine(fxlms64fState* state, const double* buf, int32_t start,
                                           int32_t count, int32_t reversed);
 
-/** Changes the number of taps of a record from fxlms64fInit; keeps mu, power, both paths, the
+/** Changes the number of taps of a record from fxlms64fInit(); keeps mu, power, both paths, the
  * first coefficients and the newest samples of each line, and puts all heads at 0.
  * @return STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t fxlms64fResize(fxlms64fState* state, int32_t order);

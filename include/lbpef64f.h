@@ -1,4 +1,5 @@
 /** @file
+ * @ref lbpef64f
  * @defgroup lbpef64f lbpef64f: gradient lattice that predicts backwards
  * The backward prediction-error filter, an adaptive lattice, one sample per call.
  *
@@ -33,7 +34,7 @@ extern "C" {
 
 /** An adaptive lattice of `order` stages. */
 typedef struct lbpef64fState {
-    int32_t order;      /**< number of stages, 1 .. MAX_PEF_STAGES; 0 after a failure */
+    int32_t order;      /**< number of stages, 1 to MAX_PEF_STAGES; 0 after a failure */
     double mu;          /**< step size; read at every update, so the host may change it */
     double err;         /**< backward error of the last stage; no value before the first sample */
     int32_t updateCoef; /**< not 0: FilterUpdate rebuilds coef; 1 at first, the host's to change */
@@ -56,8 +57,8 @@ MERLO64F_API int32_t lbpef64fInit(lbpef64fState* state, int32_t order, double mu
 #define LBPEF64F_COEF_LEN(order) (2 * MERLO64F_STAGES(order))       /**< elements of coefBuf */
 #define LBPEF64F_WORK_LEN(order) (4 * (MERLO64F_STAGES(order) + 1)) /**< elements of workBuf */
 
-/** As lbpef64fInit on the host's own buffers, LBPEF64F_COEF_LEN and LBPEF64F_WORK_LEN elements. All
- * become 0, the powers 1.0.
+/** As lbpef64fInit() on the host's own buffers, LBPEF64F_COEF_LEN and LBPEF64F_WORK_LEN elements.
+ * All become 0, the powers 1.0.
  * @return STS_OK; STS_NULL_PTR for a null pointer (a null state with nothing written); then
  *   STS_BAD_SIZE for order < 1. */
 MERLO64F_API int32_t lbpef64fInitStatic(lbpef64fState* state, int32_t order, double mu,
@@ -66,14 +67,15 @@ MERLO64F_API int32_t lbpef64fInitStatic(lbpef64fState* state, int32_t order, dou
 /** Releases both blocks and stores 0 in order. */
 MERLO64F_API void lbpef64fFree(lbpef64fState* state);
 
-/** One step: x passes the stages, which adapt; then coef is rebuilt from the new parcor if updateCoef
- * is not 0. err is the backward error of the last stage.
+/** One step: x passes the stages, which adapt; then coef is rebuilt from the new parcor if
+ * updateCoef is not 0. err is the backward error of the last stage.
  * @return the estimate of the sample `order` steps back, that sample - err; in the first `order`
  *   calls that sample is 0. */
 MERLO64F_API double lbpef64fFilterUpdate(lbpef64fState* state, double x);
 
-/** One step without adapting: parcor and coef stay; errors, samples and powers move on, err included.
- * @return what lbpef64fFilterUpdate returns. */
+/** One step without adapting: parcor and coef stay; errors, samples and powers move on, err
+ * included.
+ * @return what lbpef64fFilterUpdate() returns. */
 MERLO64F_API double lbpef64fFilterOnly(lbpef64fState* state, double x);
 
 /** Zero-fills coef and parcor: the lattice learns anew on the errors and powers that it has.
@@ -81,28 +83,28 @@ MERLO64F_API double lbpef64fFilterOnly(lbpef64fState* state, double x);
 MERLO64F_API int32_t lbpef64fReset(lbpef64fState* state);
 
 /** Accessors on the direct form, the reflection coefficients and the backward errors (element i is
- * delayLine[i]; no ring), each of length `order`: see merlo64f.h. What SetCoef stores lasts until coef
- * is rebuilt; the other two take effect in the next step. They return the number of elements moved or
- * a negative status. */
+ * delayLine[i]; no ring), each of length `order`: see merlo64f.h. What SetCoef stores lasts until
+ * coef is rebuilt; the other two take effect in the next step. They return the number of elements
+ * moved or a negative status. */
 MERLO64F_API int32_t lbpef64fGetCoef(const lbpef64fState* state, double* buf, int32_t start,
                                      int32_t count, int32_t reversed);
-/** See lbpef64fGetCoef. */
+/** See lbpef64fGetCoef(). */
 MERLO64F_API int32_t lbpef64fSetCoef(lbpef64fState* state, const double* buf, int32_t start,
                                      int32_t count, int32_t reversed);
-/** See lbpef64fGetCoef. */
+/** See lbpef64fGetCoef(). */
 MERLO64F_API int32_t lbpef64fGetParcor(const lbpef64fState* state, double* buf, int32_t start,
                                        int32_t count, int32_t reversed);
-/** See lbpef64fGetCoef. */
+/** See lbpef64fGetCoef(). */
 MERLO64F_API int32_t lbpef64fSetParcor(lbpef64fState* state, const double* buf, int32_t start,
                                        int32_t count, int32_t reversed);
-/** See lbpef64fGetCoef. */
+/** See lbpef64fGetCoef(). */
 MERLO64F_API int32_t lbpef64fGetDelayLine(const lbpef64fState* state, double* buf, int32_t start,
                                           int32_t count, int32_t reversed);
-/** See lbpef64fGetCoef. */
+/** See lbpef64fGetCoef(). */
 MERLO64F_API int32_t lbpef64fSetDelayLine(lbpef64fState* state, const double* buf, int32_t start,
                                           int32_t count, int32_t reversed);
 
-/** Changes the number of stages of a record from lbpef64fInit; keeps mu, updateCoef and the first
+/** Changes the number of stages of a record from lbpef64fInit(); keeps mu, updateCoef and the first
  * elements of coef, parcor and delayLine. Powers are back at 1.0, inLine is cleared,
  * inHead is the new order. @return STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t lbpef64fResize(lbpef64fState* state, int32_t order);

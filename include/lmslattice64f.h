@@ -1,4 +1,5 @@
 /** @file
+ * @ref lmslattice64f
  * @defgroup lmslattice64f lmslattice64f: gradient lattice with a joint process
  * The gradient lattice with a joint process, one sample per call: a lattice turns the input into
  * backward errors that hardly correlate, and their weighted sum follows a desired signal.
@@ -27,8 +28,8 @@
  *
  * @par Step sizes
  * mu acts on parcor, and silence too, as in lfpef64f.h. coef is stable for about
- * 0 < muCoef < 2 / order, and half of that is the fastest. Whatever moves parcor upsets a little what
- * coef has learned, so let mu be the smaller. No value is refused.
+ * 0 < muCoef < 2 / order, and half of that is the fastest. Whatever moves parcor upsets a little
+ * what coef has learned, so let mu be the smaller. No value is refused.
  *
  * For what all families share see merlo64f.h; there is no ResetDelayLine, and InitStatic tests its
  * pointers before the order.
@@ -44,7 +45,7 @@ extern "C" {
 
 /** An adaptive lattice of order - 1 stages and the `order` weights of its backward errors. */
 typedef struct lmslattice64fState {
-    int32_t order;       /**< number of backward errors, 1 .. MAX_TAPS; 0 after a failure */
+    int32_t order;       /**< number of backward errors, 1 to MAX_TAPS; 0 after a failure */
     double mu;           /**< step size of parcor; read at every update, the host may change it */
     double muCoef;       /**< step size of coef; likewise */
     double err;          /**< a-priori error d - y of the last update; no value before the first */
@@ -67,7 +68,7 @@ MERLO64F_API int32_t lmslattice64fInit(lmslattice64fState* state, int32_t order,
 #define LMSLATTICE64F_COEF_LEN(order) (2 * MERLO64F_TAPS(order)) /**< elements of coefBuf */
 #define LMSLATTICE64F_WORK_LEN(order) (3 * MERLO64F_TAPS(order)) /**< elements of workBuf */
 
-/** As lmslattice64fInit on the host's own buffers, LMSLATTICE64F_COEF_LEN and
+/** As lmslattice64fInit() on the host's own buffers, LMSLATTICE64F_COEF_LEN and
  * LMSLATTICE64F_WORK_LEN elements. All become 0, the powers 1.0.
  * @return STS_OK; STS_NULL_PTR for a null pointer (a null state with nothing written); then
  *   STS_BAD_SIZE for order < 1. */
@@ -77,8 +78,8 @@ MERLO64F_API int32_t lmslattice64fInitStatic(lmslattice64fState* state, int32_t 
 /** Releases both blocks and stores 0 in order. */
 MERLO64F_API void lmslattice64fFree(lmslattice64fState* state);
 
-/** One step: x passes the stages, which adapt if adaptParcor is not 0; y is formed, err = d - y, and
- * coef adapts.
+/** One step: x passes the stages, which adapt if adaptParcor is not 0; y is formed, err = d - y,
+ * and coef adapts.
  * @param x  input sample
  * @param d  desired sample, in the unit of y
  * @return y, formed with coef from before the update. */
@@ -93,27 +94,27 @@ MERLO64F_API double lmslattice64fFilterOnly(lmslattice64fState* state, double x)
 MERLO64F_API int32_t lmslattice64fReset(lmslattice64fState* state);
 
 /** Accessors on the weights, the reflection coefficients and the backward errors (element i is
- * delayLine[i]; no ring), each of length `order`: see merlo64f.h. What is set takes effect in the next
- * step. They return the number of elements moved or a negative status. */
+ * delayLine[i]; no ring), each of length `order`: see merlo64f.h. What is set takes effect in the
+ * next step. They return the number of elements moved or a negative status. */
 MERLO64F_API int32_t lmslattice64fGetCoef(const lmslattice64fState* state, double* buf,
                                           int32_t start, int32_t count, int32_t reversed);
-/** See lmslattice64fGetCoef. */
+/** See lmslattice64fGetCoef(). */
 MERLO64F_API int32_t lmslattice64fSetCoef(lmslattice64fState* state, const double* buf,
                                           int32_t start, int32_t count, int32_t reversed);
-/** See lmslattice64fGetCoef. */
+/** See lmslattice64fGetCoef(). */
 MERLO64F_API int32_t lmslattice64fGetParcor(const lmslattice64fState* state, double* buf,
                                             int32_t start, int32_t count, int32_t reversed);
-/** See lmslattice64fGetCoef. */
+/** See lmslattice64fGetCoef(). */
 MERLO64F_API int32_t lmslattice64fSetParcor(lmslattice64fState* state, const double* buf,
                                             int32_t start, int32_t count, int32_t reversed);
-/** See lmslattice64fGetCoef. */
+/** See lmslattice64fGetCoef(). */
 MERLO64F_API int32_t lmslattice64fGetDelayLine(const lmslattice64fState* state, double* buf,
                                                int32_t start, int32_t count, int32_t reversed);
-/** See lmslattice64fGetCoef. */
+/** See lmslattice64fGetCoef(). */
 MERLO64F_API int32_t lmslattice64fSetDelayLine(lmslattice64fState* state, const double* buf,
                                                int32_t start, int32_t count, int32_t reversed);
 
-/** Changes the number of backward errors of a record from lmslattice64fInit; keeps mu, muCoef,
+/** Changes the number of backward errors of a record from lmslattice64fInit(); keeps mu, muCoef,
  * adaptParcor and the first elements of coef, parcor and delayLine. Powers are back at 1.0.
  * @return STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t lmslattice64fResize(lmslattice64fState* state, int32_t order);

@@ -1,7 +1,13 @@
 /** @mainpage The contract
  *
- * What all seventeen families of filters share. Each family has a header, and in these pages a module,
- * which says only what is its own.
+ * What all families of filters share. The header of a family says only what is its own:
+ *
+ * - fixed filter: fir64f.h
+ * - gradient filters: lms64f.h, nlms64f.h, over blocks blms64f.h, bnlms64f.h, through a secondary
+ *   path fxlms64f.h, adjlms64f.h
+ * - in the frequency domain: bfdaf64f.h, pbfdaf64f.h, tdlms64f.h, with the tables of fft_tables.h
+ * - gradient lattices: lfpef64f.h, lbpef64f.h, lmslattice64f.h
+ * - least squares: rls64f.h, and as lattices rlslattice64f.h, rlslfpef64f.h, rlslbpef64f.h
  *
  * ## Records and arguments
  * A filter is one plain record, `<family>State`, which the host allocates wherever it likes and
@@ -87,9 +93,10 @@
  */
 
 /** @file
+ * @ref index and @ref merlo64f
  * @defgroup merlo64f merlo64f: status values, limits and vector kernels
  * What the headers of all families include. What they have in common is the contract
- * (the main page, and the comment at the head of merlo64f.h).
+ * (@ref index "the main page", and the comment at the head of merlo64f.h).
  * @{ */
 #ifndef MERLO64F_H
 #define MERLO64F_H
@@ -121,16 +128,16 @@ enum {
     MAX_PEF_STAGES = 10 /**< of the four prediction-error lattices */
 };
 
-/** What a record holds for the requested order, by the limit MAX_TAPS; a constant expression. The plus
- * signs make numbers of enumerators. */
+/** What a record holds for the requested order, by the limit MAX_TAPS; a constant expression. The
+ * plus signs make numbers of enumerators. */
 #define MERLO64F_TAPS(order) (+(order) < +MAX_TAPS ? +(order) : +MAX_TAPS)
 
 /** The same by the limit MAX_PEF_STAGES. */
 #define MERLO64F_STAGES(order) (+(order) < +MAX_PEF_STAGES ? +(order) : +MAX_PEF_STAGES)
 
-/** The smallest power of two >= n as a constant expression, 1 <= n <= 2^30: the bits of n - 1 are spread
- * downwards, which fills all places below the highest. */
-#define MERLO64F_POWER_OF_2(n) (MERLO64F_SPREAD_16((n)-1) + 1)
+/** The smallest power of two >= n as a constant expression, 1 <= n <= 2^30: the bits of n - 1 are
+ * spread downwards, which fills all places below the highest. */
+#define MERLO64F_POWER_OF_2(n) (MERLO64F_SPREAD_16(-1 + (n)) + 1)
 
 /** @cond */
 #define MERLO64F_SPREAD_1(m) ((m) | (m) >> 1)
@@ -150,15 +157,15 @@ MERLO64F_API int32_t nextPow2(int64_t value);
  * @return STS_OK, or STS_NULL_PTR for a null buf. */
 MERLO64F_API int32_t insertSampleLinBuf64f(double x, double* buf, int32_t n);
 
-/** buf[i] = +0.0 for i = 0 .. n-1; an n below 1 does nothing.
+/** buf[i] = +0.0 for 0 <= i < n; an n below 1 does nothing.
  * @return STS_OK, or STS_NULL_PTR for a null buf, whatever n is. */
 MERLO64F_API int32_t reset64f(double* buf, int32_t n);
 
-/** buf[i] = value, bit for bit, for i = 0 .. n-1; an n below 1 does nothing.
+/** buf[i] = value, bit for bit, for 0 <= i < n; an n below 1 does nothing.
  * @return STS_OK, or STS_NULL_PTR for a null buf, whatever n is. */
 MERLO64F_API int32_t set64f(double value, double* buf, int32_t n);
 
-/** dst[i] = src[i] + dst[i] for i = 0 .. n-1; an n below 1 does nothing. src may be dst.
+/** dst[i] = src[i] + dst[i] for 0 <= i < n; an n below 1 does nothing. src may be dst.
  * @return STS_OK, or STS_NULL_PTR for a null src or dst, whatever n is. */
 MERLO64F_API int32_t addIp64f(const double* src, double* dst, int32_t n);
 

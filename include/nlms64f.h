@@ -1,4 +1,5 @@
 /** @file
+ * @ref nlms64f
  * @defgroup nlms64f nlms64f: normalised LMS
  * The normalised LMS transversal filter, one sample per call.
  *
@@ -30,7 +31,7 @@ extern "C" {
 
 /** An adaptive filter of `order` taps and the power of its input. */
 typedef struct nlms64fState {
-    int32_t order;     /**< number of taps, 1 .. MAX_TAPS; 0 after a failure */
+    int32_t order;     /**< number of taps, 1 to MAX_TAPS; 0 after a failure */
     double mu;         /**< step size; read at every update, so the host may change it */
     double err;        /**< a-priori error d - y of the last update; no value before the first */
     double power;      /**< smoothed x * x; 1.0 at first, then never set back by the library */
@@ -48,8 +49,8 @@ MERLO64F_API int32_t nlms64fInit(nlms64fState* state, int32_t order, double mu);
 #define NLMS64F_COEF_LEN(order) MERLO64F_TAPS(order)  /**< elements of coefBuf */
 #define NLMS64F_DELAY_LEN(order) MERLO64F_TAPS(order) /**< elements of delayBuf */
 
-/** As nlms64fInit on the host's own buffers, NLMS64F_COEF_LEN and NLMS64F_DELAY_LEN elements, which
- * are zero-filled.
+/** As nlms64fInit() on the host's own buffers, NLMS64F_COEF_LEN and NLMS64F_DELAY_LEN elements,
+ * which are zero-filled.
  * @return STS_OK; STS_BAD_SIZE for order < 1; STS_NULL_PTR for a null buffer. */
 MERLO64F_API int32_t nlms64fInitStatic(nlms64fState* state, int32_t order, double mu,
                                        double* coefBuf, double* delayBuf);
@@ -57,15 +58,15 @@ MERLO64F_API int32_t nlms64fInitStatic(nlms64fState* state, int32_t order, doubl
 /** Releases both buffers; no field of the record changes. */
 MERLO64F_API void nlms64fFree(nlms64fState* state);
 
-/** One step: x enters the ring line, y is formed, err = d - y, power takes in x and then divides the
- * step of the coefficients.
+/** One step: x enters the ring line, y is formed, err = d - y, power takes in x and then divides
+ * the step of the coefficients.
  * @param x  input sample
  * @param d  desired sample, in the unit of y
  * @return y, formed before the update. */
 MERLO64F_API double nlms64fFilterUpdate(nlms64fState* state, double x, double d);
 
-/** The same on delayLine as a linear line that already holds the input sample at element 0, which is
- * the x of the power too (see merlo64f.h, delay lines). @return y, formed before the update. */
+/** The same on delayLine as a linear line that already holds the input sample at element 0, which
+ * is the x of the power too (see merlo64f.h, delay lines). @return y, formed before the update. */
 MERLO64F_API double nlms64fLCFilterUpdate(nlms64fState* state, double d);
 
 /** One step without adapting: x enters the ring line and power takes it in; coef and err stay.
@@ -86,18 +87,18 @@ MERLO64F_API int32_t nlms64fResetDelayLine(nlms64fState* state);
  * first): see merlo64f.h. They return the number of elements moved or a negative status. */
 MERLO64F_API int32_t nlms64fGetCoef(const nlms64fState* state, double* buf, int32_t start,
                                     int32_t count, int32_t reversed);
-/** See nlms64fGetCoef. */
+/** See nlms64fGetCoef(). */
 MERLO64F_API int32_t nlms64fSetCoef(nlms64fState* state, const double* buf, int32_t start,
                                     int32_t count, int32_t reversed);
-/** See nlms64fGetCoef. */
+/** See nlms64fGetCoef(). */
 MERLO64F_API int32_t nlms64fGetDelayLine(const nlms64fState* state, double* buf, int32_t start,
                                          int32_t count, int32_t reversed);
-/** See nlms64fGetCoef. */
+/** See nlms64fGetCoef(). */
 MERLO64F_API int32_t nlms64fSetDelayLine(nlms64fState* state, const double* buf, int32_t start,
                                          int32_t count, int32_t reversed);
 
-/** Changes the number of taps of a record from nlms64fInit; keeps mu, power, the first coefficients
- * and the newest samples, and puts `head` at order - 1.
+/** Changes the number of taps of a record from nlms64fInit(); keeps mu, power, the first
+ * coefficients and the newest samples, and puts `head` at order - 1.
  * @return STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t nlms64fResize(nlms64fState* state, int32_t order);
 

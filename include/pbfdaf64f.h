@@ -1,4 +1,5 @@
 /** @file
+ * @ref pbfdaf64f
  * @defgroup pbfdaf64f pbfdaf64f: partitioned block filter in the frequency domain
  * The partitioned block frequency-domain adaptive filter (multidelay filter), for long responses at
  * a short transform length: blockLen samples per call and no added delay.
@@ -47,10 +48,11 @@
 extern "C" {
 #endif
 
-/** A filter of `partitions` times `order` taps over blocks, in the frequency domain. Packed spectra:
- * slot 0 is bin 0, slot 1 bin fftLen / 2, slots 2k and 2k+1 the real and imaginary part of bin k. */
+/** A filter of `partitions` times `order` taps over blocks, in the frequency domain. Packed
+ * spectra: slot 0 is bin 0, slot 1 bin fftLen / 2, slots 2k and 2k+1 the real and imaginary part of
+ * bin k. */
 typedef struct pbfdaf64fState {
-    int32_t order;       /**< taps of a part, 1 .. MAX_TAPS; 0 after a failure and after Free */
+    int32_t order;       /**< taps of a part, 1 to MAX_TAPS; 0 after a failure and after Free */
     int32_t blockLen;    /**< samples per call, at least 1 */
     int32_t partitions;  /**< number of parts, at least 1 */
     int32_t fftLen;      /**< transform length */
@@ -78,15 +80,17 @@ typedef struct pbfdaf64fState {
  * @param blockLen  samples per call
  * @param partitions  number of parts
  * @param mu  step size, any value
- * @param constrained,fftTable,fftTwiddles  as for bfdaf64fInit
- * @return STS_OK; STS_NULL_PTR for a null table; STS_BAD_SIZE for a size below 1, for order =
- *   blockLen = 1 (no transform has length 1), and for lengths that do not fit; STS_NO_MEMORY. */
+ * @param constrained,fftTable,fftTwiddles  as for bfdaf64fInit()
+ * @return STS_OK; STS_NULL_PTR for a null table; STS_BAD_SIZE for a size below 1, for
+ *   order = blockLen = 1 (no transform has length 1), and for lengths that do not fit;
+ *   STS_NO_MEMORY. */
 MERLO64F_API int32_t pbfdaf64fInit(pbfdaf64fState* state, int32_t order, int32_t blockLen,
                                    int32_t partitions, double mu, int32_t constrained,
                                    int32_t* fftTable, const double* fftTwiddles);
 
 /** The transform length fftLen. */
-#define PBFDAF64F_FFT_LEN(order, blockLen) MERLO64F_POWER_OF_2(MERLO64F_TAPS(order) + (blockLen)-1)
+#define PBFDAF64F_FFT_LEN(order, blockLen)                                                         \
+    MERLO64F_POWER_OF_2(MERLO64F_TAPS(order) - 1 + (blockLen))
 /** Elements of coefBuf: specLen. */
 #define PBFDAF64F_COEF_LEN(order, blockLen, partitions)                                            \
     (PBFDAF64F_FFT_LEN(order, blockLen) * (partitions))
@@ -95,9 +99,9 @@ MERLO64F_API int32_t pbfdaf64fInit(pbfdaf64fState* state, int32_t order, int32_t
     (PBFDAF64F_FFT_LEN(order, blockLen) * (INT64_C(3) + (partitions)) - (blockLen) +               \
      PBFDAF64F_FFT_LEN(order, blockLen) / 2 + 1)
 
-/** As pbfdaf64fInit on the host's own buffers, PBFDAF64F_COEF_LEN and PBFDAF64F_WORK_LEN elements,
- * which are zero-filled.
- * @return STS_OK; STS_NULL_PTR for a null table or buffer; STS_BAD_SIZE as pbfdaf64fInit. */
+/** As pbfdaf64fInit() on the host's own buffers, PBFDAF64F_COEF_LEN and PBFDAF64F_WORK_LEN
+ * elements, which are zero-filled.
+ * @return STS_OK; STS_NULL_PTR for a null table or buffer; STS_BAD_SIZE as pbfdaf64fInit(). */
 MERLO64F_API int32_t pbfdaf64fInitStatic(pbfdaf64fState* state, int32_t order, int32_t blockLen,
                                          int32_t partitions, double mu, int32_t constrained,
                                          double* coefBuf, double* workBuf, int32_t* fftTable,
@@ -128,21 +132,22 @@ MERLO64F_API int32_t pbfdaf64fReset(pbfdaf64fState* state);
  * @return STS_OK, or STS_NULL_PTR if either is null. */
 MERLO64F_API int32_t pbfdaf64fResetDelayLine(pbfdaf64fState* state);
 
-/** Accessors on the time-domain taps as one flat vector (length order * partitions; element g is tap
- * g mod order of part g / order): see merlo64f.h. They take every spectrum through the transform and
- * back, which changes it by rounding, and empty what the unconstrained filter holds behind the taps of
- * every part, in or out of the range.
- * They return the number of elements moved or a negative status. */
+/** Accessors on the time-domain taps as one flat vector (length order * partitions; element g is
+ * tap g mod order of part g / order): see merlo64f.h. They take every spectrum through the
+ * transform and back, which changes it by rounding, and empty what the unconstrained filter holds
+ * behind the taps of every part, in or out of the range. They return the number of elements moved
+ * or a negative status. */
 MERLO64F_API int32_t pbfdaf64fGetCoef(pbfdaf64fState* state, double* buf, int32_t start,
                                       int32_t count, int32_t reversed);
-/** See pbfdaf64fGetCoef. */
+/** See pbfdaf64fGetCoef(). */
 MERLO64F_API int32_t pbfdaf64fSetCoef(pbfdaf64fState* state, const double* buf, int32_t start,
                                       int32_t count, int32_t reversed);
 
-/** Changes the sizes of a record from pbfdaf64fInit; keeps mu, the constraint, the tables, the first
- * elements of the flat vector of taps (a new order moves them to other parts), the newest samples, the
- * frames in the ring, cut or filled with zeros at their ends, and the running power where fftLen stays
- * (elsewhere it is 1.0 again). @return STS_OK; STS_BAD_SIZE as pbfdaf64fInit; STS_NO_MEMORY. */
+/** Changes the sizes of a record from pbfdaf64fInit(); keeps mu, the constraint, the tables, the
+ * first elements of the flat vector of taps (a new order moves them to other parts), the newest
+ * samples, the frames in the ring, cut or filled with zeros at their ends, and the running power
+ * where fftLen stays (elsewhere it is 1.0 again).
+ * @return STS_OK; STS_BAD_SIZE as pbfdaf64fInit(); STS_NO_MEMORY. */
 MERLO64F_API int32_t pbfdaf64fResize(pbfdaf64fState* state, int32_t order, int32_t blockLen,
                                      int32_t partitions);
 

@@ -1,4 +1,5 @@
 /** @file
+ * @ref rls64f
  * @defgroup rls64f rls64f: recursive least squares (RLS)
  * The recursive least-squares transversal filter, one sample per call.
  *
@@ -10,8 +11,8 @@
  *     P[i][j] = (1 / lambda) * P[i][j] - k[i] * gain[j]                i = 0 .. order-1, j = 0 .. i
  *
  * P is symmetric, and only its lower triangle is kept: P[i][j] with j <= i lies at
- * invCorr[i * (i + 1) / 2 + j]. gain[i] is summed over k upward, with P[i][k] up to the diagonal and
- * P[k][i] beyond it. A call costs work of the order of order^2.
+ * invCorr[i * (i + 1) / 2 + j]. gain[i] is summed over k upward, with P[i][k] up to the diagonal
+ * and P[k][i] beyond it. A call costs work of the order of order^2.
  *
  * @par Sources
  * Haykin 2002, Adaptive Filter Theory; Sayed 2003, Fundamentals of Adaptive Filtering.
@@ -31,9 +32,9 @@
  *
  * @par Silence
  * Nothing limits P. While the line is silent, or does not excite every direction, P grows by
- * 1 / lambda per sample without bound: below lambda = 1 it overflows in the end (after 70000 samples
- * at lambda = 0.99), and NaN then stays in P. Reset does not touch P: the remedy is Free and Init,
- * or a Resize to another order. It is better not to call the filter in a known pause.
+ * 1 / lambda per sample without bound: below lambda = 1 it overflows in the end (after 70000
+ * samples at lambda = 0.99), and NaN then stays in P. Reset does not touch P: the remedy is Free
+ * and Init, or a Resize to another order. It is better not to call the filter in a known pause.
  *
  * For what all families share see merlo64f.h.
  * @{ */
@@ -48,7 +49,7 @@ extern "C" {
 
 /** An adaptive filter of `order` taps with the inverse correlation matrix of its input. */
 typedef struct rls64fState {
-    int32_t order;     /**< number of taps, 1 .. MAX_TAPS; 0 after a failure and after Free */
+    int32_t order;     /**< number of taps, 1 to MAX_TAPS; 0 after a failure and after Free */
     double lambda;     /**< forgetting factor */
     double invLambda;  /**< 1 / lambda, from Init on; a host that changes lambda changes both */
     double err;        /**< a-priori error d - y of the last update; no value before the first */
@@ -61,7 +62,7 @@ typedef struct rls64fState {
 /** Sets up a record with zero coefficients, a line of zeros and P = delta * I, from the heap.
  * @param order  number of taps, reduced to MAX_TAPS
  * @param lambda  forgetting factor, any value
- * @param delta  start of P's diagonal, 0.0 .. 1.0
+ * @param delta  start of P's diagonal, from 0.0 to 1.0
  * @return STS_OK; STS_BAD_SIZE for order < 1 or a delta outside its range or NaN; STS_NO_MEMORY. */
 MERLO64F_API int32_t rls64fInit(rls64fState* state, int32_t order, double lambda, double delta);
 
@@ -70,9 +71,9 @@ MERLO64F_API int32_t rls64fInit(rls64fState* state, int32_t order, double lambda
 #define RLS64F_WORK_LEN(order)                                                                     \
     (2 * MERLO64F_TAPS(order) + MERLO64F_TAPS(order) * (MERLO64F_TAPS(order) + 1) / 2)
 
-/** As rls64fInit on the host's own buffers, RLS64F_COEF_LEN and RLS64F_WORK_LEN elements, which are
- * zero-filled before P begins.
- * @return STS_OK; STS_BAD_SIZE as rls64fInit; STS_NULL_PTR for a null buffer. */
+/** As rls64fInit() on the host's own buffers, RLS64F_COEF_LEN and RLS64F_WORK_LEN elements, which
+ * are zero-filled before P begins.
+ * @return STS_OK; STS_BAD_SIZE as rls64fInit(); STS_NULL_PTR for a null buffer. */
 MERLO64F_API int32_t rls64fInitStatic(rls64fState* state, int32_t order, double lambda,
                                       double delta, double* coefBuf, double* workBuf);
 
@@ -89,11 +90,11 @@ MERLO64F_API double rls64fFilterUpdate(rls64fState* state, double x, double d);
  * err stay. @return y. */
 MERLO64F_API double rls64fFilterOnly(rls64fState* state, double x);
 
-/** rls64fFilterUpdate on the line as it is: the host has moved it and stored the input sample at
+/** rls64fFilterUpdate() on the line as it is: the host has moved it and stored the input sample at
  * element 0 (see merlo64f.h, delay lines). @return y, formed before the update. */
 MERLO64F_API double rls64fLCFilterUpdate(rls64fState* state, double d);
 
-/** rls64fFilterOnly on the line as it is. @return y. */
+/** rls64fFilterOnly() on the line as it is. @return y. */
 MERLO64F_API double rls64fLCFilterOnly(rls64fState* state);
 
 /** Zero-fills coef; P, gain, the line and err stay, so the filter learns anew with the P that the
@@ -107,19 +108,19 @@ MERLO64F_API int32_t rls64fResetDelayLine(rls64fState* state);
  * They return the number of elements moved or a negative status. */
 MERLO64F_API int32_t rls64fGetCoef(const rls64fState* state, double* buf, int32_t start,
                                    int32_t count, int32_t reversed);
-/** See rls64fGetCoef. */
+/** See rls64fGetCoef(). */
 MERLO64F_API int32_t rls64fSetCoef(rls64fState* state, const double* buf, int32_t start,
                                    int32_t count, int32_t reversed);
-/** See rls64fGetCoef. */
+/** See rls64fGetCoef(). */
 MERLO64F_API int32_t rls64fGetDelayLine(const rls64fState* state, double* buf, int32_t start,
                                         int32_t count, int32_t reversed);
-/** See rls64fGetCoef. */
+/** See rls64fGetCoef(). */
 MERLO64F_API int32_t rls64fSetDelayLine(rls64fState* state, const double* buf, int32_t start,
                                         int32_t count, int32_t reversed);
 
-/** Changes the number of taps of a record from rls64fInit; keeps lambda, the first coefficients and
- * the newest samples. P starts anew, with the single-precision value 0.01 (0.009999999776482582) on
- * its diagonal whatever the first delta was, and gain with zeros.
+/** Changes the number of taps of a record from rls64fInit(); keeps lambda, the first coefficients
+ * and the newest samples. P starts anew, with the single-precision value 0.01
+ * (0.009999999776482582) on its diagonal whatever the first delta was, and gain with zeros.
  * @return STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t rls64fResize(rls64fState* state, int32_t order);
 

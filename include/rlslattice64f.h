@@ -1,4 +1,5 @@
 /** @file
+ * @ref rlslattice64f
  * @defgroup rlslattice64f rlslattice64f: least-squares lattice with a joint process
  * A least-squares lattice with a joint-process (regression) section, one sample per call. What
  * rls64f does with work of the order of order^2 it does with work of the order of `order`.
@@ -64,7 +65,7 @@ typedef struct rlslattice64fState {
     double* fwdParcor; /**< forward reflection coefficient; 0 at first */
     double* bwdParcor; /**< backward reflection coefficient; 0 at first */
     double* coef;      /**< regression coefficient; 0 at first */
-    int32_t order;     /**< number of stages, 1 .. MAX_TAPS; 0 after a failure and after Free */
+    int32_t order;     /**< number of stages, 1 to MAX_TAPS; 0 after a failure and after Free */
     double lambda;     /**< forgetting factor; read at every call, so the host may change it */
     double err; /**< a-posteriori error d - y of the last update; no value before the first */
 } rlslattice64fState;
@@ -80,7 +81,7 @@ MERLO64F_API int32_t rlslattice64fInit(rlslattice64fState* state, int32_t order,
 /** Elements of workBuf: delayLine, bwdEnergy, jointCorr, prevGamma, crossCorr, fwdEnergy. */
 #define RLSLATTICE64F_WORK_LEN(order) (6 * MERLO64F_TAPS(order))
 
-/** As rlslattice64fInit on the host's own buffers, RLSLATTICE64F_COEF_LEN and
+/** As rlslattice64fInit() on the host's own buffers, RLSLATTICE64F_COEF_LEN and
  * RLSLATTICE64F_WORK_LEN elements. Every element is written. Pointers are tested before the order.
  * @return STS_OK; STS_NULL_PTR for a null pointer; STS_BAD_SIZE for order < 1. */
 MERLO64F_API int32_t rlslattice64fInitStatic(rlslattice64fState* state, int32_t order,
@@ -89,8 +90,8 @@ MERLO64F_API int32_t rlslattice64fInitStatic(rlslattice64fState* state, int32_t 
 /** Releases both blocks and stores 0 in `order`. */
 MERLO64F_API void rlslattice64fFree(rlslattice64fState* state);
 
-/** One step: energies, correlations and coefficients take in the sample, stage by stage, then err =
- * e.
+/** One step: energies, correlations and coefficients take in the sample, stage by stage, then
+ * err = e.
  * @param x  input sample
  * @param d  desired sample
  * @return d - err, the sum of coef[i] * b over the stages with the coefficients of this very
@@ -98,9 +99,9 @@ MERLO64F_API void rlslattice64fFree(rlslattice64fState* state);
 MERLO64F_API double rlslattice64fFilterUpdate(rlslattice64fState* state, double x, double d);
 
 /** One step without adapting: bwdEnergy, prevGamma and delayLine follow the input; the other arrays
- * and err stay.
- * Best after some 2 * order updates, and as many after a Resize that adds stages: frozen steps in
- * between can run the conversion factor down to 0 and end in NaN (from 10 stages on, on white noise).
+ * and err stay. Best after some 2 * order updates, and as many after a Resize that adds stages:
+ * frozen steps in between can run the conversion factor down to 0 and end in NaN (from 10 stages
+ * on, on white noise).
  * @return the sum of coef[i] * b over the stages. */
 MERLO64F_API double rlslattice64fFilterOnly(rlslattice64fState* state, double x);
 
@@ -115,22 +116,22 @@ MERLO64F_API int32_t rlslattice64fReset(rlslattice64fState* state);
  * number of elements moved or a negative status. */
 MERLO64F_API int32_t rlslattice64fGetCoef(const rlslattice64fState* state, double* buf,
                                           int32_t start, int32_t count, int32_t reversed);
-/** See rlslattice64fGetCoef. */
+/** See rlslattice64fGetCoef(). */
 MERLO64F_API int32_t rlslattice64fGetForwardParcors(const rlslattice64fState* state, double* buf,
                                                     int32_t start, int32_t count, int32_t reversed);
-/** See rlslattice64fGetCoef. */
+/** See rlslattice64fGetCoef(). */
 MERLO64F_API int32_t rlslattice64fGetBackwardParcors(const rlslattice64fState* state, double* buf,
                                                      int32_t start, int32_t count,
                                                      int32_t reversed);
-/** See rlslattice64fGetCoef. */
+/** See rlslattice64fGetCoef(). */
 MERLO64F_API int32_t rlslattice64fGetDelayLine(const rlslattice64fState* state, double* buf,
                                                int32_t start, int32_t count, int32_t reversed);
-/** See rlslattice64fGetCoef. */
+/** See rlslattice64fGetCoef(). */
 MERLO64F_API int32_t rlslattice64fSetDelayLine(rlslattice64fState* state, const double* buf,
                                                int32_t start, int32_t count, int32_t reversed);
 
-/** Changes the number of stages of a record from rlslattice64fInit; keeps lambda and all arrays of
- * the first stages; added stages begin from their start values.
+/** Changes the number of stages of a record from rlslattice64fInit(); keeps lambda and all arrays
+ * of the first stages; added stages begin from their start values.
  * @return STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t rlslattice64fResize(rlslattice64fState* state, int32_t order);
 

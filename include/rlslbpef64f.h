@@ -1,4 +1,5 @@
 /** @file
+ * @ref rlslbpef64f
  * @defgroup rlslbpef64f rlslbpef64f: least-squares lattice that predicts backwards
  * A least-squares lattice as a backward predictor, one sample per call. It predicts the sample
  * `order` steps back from the `order` samples after it.
@@ -24,8 +25,8 @@
  * bwdParcor agree: then the sum of coef[j] * x(n-1-j) estimates x(n).
  *
  * @par Departures from the textbook
- * Those of rlslattice64f.h, and fwdEnergy[0] is updated twice a sample, which at lambda = 1 makes it
- * twice, and bwdParcor[0] half, of what they would be, and below lambda = 1 halves its memory.
+ * Those of rlslattice64f.h, and fwdEnergy[0] is updated twice a sample, which at lambda = 1 makes
+ * it twice, and bwdParcor[0] half, of what they would be, and below lambda = 1 halves its memory.
  *
  * The sources, the start values, the range of lambda and what silence does, with its remedy, are
  * those of rlslattice64f.h.
@@ -54,7 +55,7 @@ typedef struct rlslbpef64fState {
     double* coef;      /**< direct form; 0 at first */
     double* inLine;    /**< the last order + 1 input samples, a ring; 0 at first */
     int32_t inHead; /**< position of the newest sample in inLine, stepping up; `order` at first */
-    int32_t order;  /**< number of stages, 1 .. MAX_PEF_STAGES; 0 after a failure and after Free */
+    int32_t order;  /**< number of stages, 1 to MAX_PEF_STAGES; 0 after a failure and after Free */
     double lambda;  /**< forgetting factor; read at every call, so the host may change it */
     double err;     /**< last backward error of the last call; no value before the first */
     int32_t updateCoef; /**< not 0: coef is rebuilt at every call; 1 at first and after Resize */
@@ -71,7 +72,7 @@ MERLO64F_API int32_t rlslbpef64fInit(rlslbpef64fState* state, int32_t order, dou
 /** Elements of workBuf: delayLine, bwdEnergy, prevGamma, crossCorr, fwdEnergy, inLine. */
 #define RLSLBPEF64F_WORK_LEN(order) (6 * MERLO64F_STAGES(order) + 1)
 
-/** As rlslbpef64fInit on the host's own buffers, RLSLBPEF64F_COEF_LEN and RLSLBPEF64F_WORK_LEN
+/** As rlslbpef64fInit() on the host's own buffers, RLSLBPEF64F_COEF_LEN and RLSLBPEF64F_WORK_LEN
  * elements. Every element is written. Pointers are tested before the order.
  * @return STS_OK; STS_NULL_PTR for a null pointer; STS_BAD_SIZE for order < 1. */
 MERLO64F_API int32_t rlslbpef64fInitStatic(rlslbpef64fState* state, int32_t order, double lambda,
@@ -87,9 +88,10 @@ MERLO64F_API void rlslbpef64fFree(rlslbpef64fState* state);
 MERLO64F_API double rlslbpef64fFilterUpdate(rlslbpef64fState* state, double x);
 
 /** The same with frozen reflection coefficients: fwdEnergy, crossCorr, fwdParcor and bwdParcor
- * stay; the arrays of the backward errors and err move on, and coef is rebuilt as it was.
- * Best after some 2 * order updates, and as many after a Resize that adds stages: frozen steps in
- * between can run the conversion factor down to 0 and end in NaN (from 10 stages on, on white noise).
+ * stay; the arrays of the backward errors and err move on, and coef is rebuilt as it was. Best
+ * after some 2 * order updates, and as many after a Resize that adds stages: frozen steps in
+ * between can run the conversion factor down to 0 and end in NaN (from 10 stages on, on white
+ * noise).
  * @return the prediction. */
 MERLO64F_API double rlslbpef64fFilterOnly(rlslbpef64fState* state, double x);
 
@@ -103,23 +105,24 @@ MERLO64F_API int32_t rlslbpef64fReset(rlslbpef64fState* state);
  * number of elements moved or a negative status. */
 MERLO64F_API int32_t rlslbpef64fGetCoef(const rlslbpef64fState* state, double* buf, int32_t start,
                                         int32_t count, int32_t reversed);
-/** See rlslbpef64fGetCoef. */
+/** See rlslbpef64fGetCoef(). */
 MERLO64F_API int32_t rlslbpef64fGetForwardParcors(const rlslbpef64fState* state, double* buf,
                                                   int32_t start, int32_t count, int32_t reversed);
-/** See rlslbpef64fGetCoef. */
+/** See rlslbpef64fGetCoef(). */
 MERLO64F_API int32_t rlslbpef64fGetBackwardParcors(const rlslbpef64fState* state, double* buf,
                                                    int32_t start, int32_t count, int32_t reversed);
-/** See rlslbpef64fGetCoef. */
+/** See rlslbpef64fGetCoef(). */
 MERLO64F_API int32_t rlslbpef64fGetDelayLine(const rlslbpef64fState* state, double* buf,
                                              int32_t start, int32_t count, int32_t reversed);
-/** See rlslbpef64fGetCoef. */
+/** See rlslbpef64fGetCoef(). */
 MERLO64F_API int32_t rlslbpef64fSetDelayLine(rlslbpef64fState* state, const double* buf,
                                              int32_t start, int32_t count, int32_t reversed);
 
-/** Changes the number of stages of a record from rlslbpef64fInit; keeps lambda and all arrays of
+/** Changes the number of stages of a record from rlslbpef64fInit(); keeps lambda and all arrays of
  * the first stages; added stages begin from their start values. inLine is kept by position,
  * order + 1 elements of the smaller order, while inHead becomes the new order: after a resize the
- * samples do not stand at their ages, and the first `order` results mean nothing. updateCoef is 1 again.
+ * samples do not stand at their ages, and the first `order` results mean nothing. updateCoef is 1
+ * again.
  * @return STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t rlslbpef64fResize(rlslbpef64fState* state, int32_t order);
 

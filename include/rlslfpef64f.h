@@ -1,4 +1,5 @@
 /** @file
+ * @ref rlslfpef64f
  * @defgroup rlslfpef64f rlslfpef64f: least-squares lattice that predicts forwards
  * A least-squares lattice as a forward predictor, one sample per call. It predicts the newest
  * sample from the `order` samples before it.
@@ -24,8 +25,8 @@
  * bwdParcor agree: then the sum of coef[j] * x(n-1-j) estimates x(n).
  *
  * @par Departures from the textbook
- * Those of rlslattice64f.h, and fwdEnergy[0] is updated twice a sample, which at lambda = 1 makes it
- * twice, and bwdParcor[0] half, of what they would be, and below lambda = 1 halves its memory.
+ * Those of rlslattice64f.h, and fwdEnergy[0] is updated twice a sample, which at lambda = 1 makes
+ * it twice, and bwdParcor[0] half, of what they would be, and below lambda = 1 halves its memory.
  *
  * The sources, the start values, the range of lambda and what silence does, with its remedy, are
  * those of rlslattice64f.h.
@@ -51,7 +52,7 @@ typedef struct rlslfpef64fState {
     double* fwdParcor; /**< forward reflection coefficient; 0 at first */
     double* bwdParcor; /**< backward reflection coefficient; 0 at first */
     double* coef;      /**< direct form; 0 at first */
-    int32_t order; /**< number of stages, 1 .. MAX_PEF_STAGES; 0 after a failure and after Free */
+    int32_t order; /**< number of stages, 1 to MAX_PEF_STAGES; 0 after a failure and after Free */
     double lambda; /**< forgetting factor; read at every call, so the host may change it */
     double err;    /**< last forward error of the last call; no value before the first */
     int32_t updateCoef; /**< not 0: coef is rebuilt at every call; 1 at first and after Resize */
@@ -68,7 +69,7 @@ MERLO64F_API int32_t rlslfpef64fInit(rlslfpef64fState* state, int32_t order, dou
 /** Elements of workBuf: delayLine, bwdEnergy, prevGamma, crossCorr, fwdEnergy. */
 #define RLSLFPEF64F_WORK_LEN(order) (5 * MERLO64F_STAGES(order))
 
-/** As rlslfpef64fInit on the host's own buffers, RLSLFPEF64F_COEF_LEN and RLSLFPEF64F_WORK_LEN
+/** As rlslfpef64fInit() on the host's own buffers, RLSLFPEF64F_COEF_LEN and RLSLFPEF64F_WORK_LEN
  * elements. Every element is written. Pointers are tested before the order.
  * @return STS_OK; STS_NULL_PTR for a null pointer; STS_BAD_SIZE for order < 1. */
 MERLO64F_API int32_t rlslfpef64fInitStatic(rlslfpef64fState* state, int32_t order, double lambda,
@@ -84,9 +85,10 @@ MERLO64F_API void rlslfpef64fFree(rlslfpef64fState* state);
 MERLO64F_API double rlslfpef64fFilterUpdate(rlslfpef64fState* state, double x);
 
 /** The same with frozen reflection coefficients: fwdEnergy, crossCorr, fwdParcor and bwdParcor
- * stay; the arrays of the backward errors and err move on, and coef is rebuilt as it was.
- * Best after some 2 * order updates, and as many after a Resize that adds stages: frozen steps in
- * between can run the conversion factor down to 0 and end in NaN (from 10 stages on, on white noise).
+ * stay; the arrays of the backward errors and err move on, and coef is rebuilt as it was. Best
+ * after some 2 * order updates, and as many after a Resize that adds stages: frozen steps in
+ * between can run the conversion factor down to 0 and end in NaN (from 10 stages on, on white
+ * noise).
  * @return the prediction. */
 MERLO64F_API double rlslfpef64fFilterOnly(rlslfpef64fState* state, double x);
 
@@ -100,20 +102,20 @@ MERLO64F_API int32_t rlslfpef64fReset(rlslfpef64fState* state);
  * number of elements moved or a negative status. */
 MERLO64F_API int32_t rlslfpef64fGetCoef(const rlslfpef64fState* state, double* buf, int32_t start,
                                         int32_t count, int32_t reversed);
-/** See rlslfpef64fGetCoef. */
+/** See rlslfpef64fGetCoef(). */
 MERLO64F_API int32_t rlslfpef64fGetForwardParcors(const rlslfpef64fState* state, double* buf,
                                                   int32_t start, int32_t count, int32_t reversed);
-/** See rlslfpef64fGetCoef. */
+/** See rlslfpef64fGetCoef(). */
 MERLO64F_API int32_t rlslfpef64fGetBackwardParcors(const rlslfpef64fState* state, double* buf,
                                                    int32_t start, int32_t count, int32_t reversed);
-/** See rlslfpef64fGetCoef. */
+/** See rlslfpef64fGetCoef(). */
 MERLO64F_API int32_t rlslfpef64fGetDelayLine(const rlslfpef64fState* state, double* buf,
                                              int32_t start, int32_t count, int32_t reversed);
-/** See rlslfpef64fGetCoef. */
+/** See rlslfpef64fGetCoef(). */
 MERLO64F_API int32_t rlslfpef64fSetDelayLine(rlslfpef64fState* state, const double* buf,
                                              int32_t start, int32_t count, int32_t reversed);
 
-/** Changes the number of stages of a record from rlslfpef64fInit; keeps lambda and all arrays of
+/** Changes the number of stages of a record from rlslfpef64fInit(); keeps lambda and all arrays of
  * the first stages; added stages begin from their start values, and updateCoef is 1 again.
  * @return STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t rlslfpef64fResize(rlslfpef64fState* state, int32_t order);

@@ -1,4 +1,5 @@
 /** @file
+ * @ref tdlms64f
  * @defgroup tdlms64f tdlms64f: transform-domain LMS
  * The transform-domain LMS filter, one sample per call.
  *
@@ -39,10 +40,11 @@
 extern "C" {
 #endif
 
-/** An adaptive filter over a ring line of fftLen samples, in the frequency domain. Packed spectra: slot 0
- * is bin 0, slot 1 bin fftLen / 2, slots 2k and 2k+1 the real and imaginary part of bin k. */
+/** An adaptive filter over a ring line of fftLen samples, in the frequency domain. Packed spectra:
+ * slot 0 is bin 0, slot 1 bin fftLen / 2, slots 2k and 2k+1 the real and imaginary part of bin
+ * k. */
 typedef struct tdlms64fState {
-    int32_t order;   /**< taps that the accessors show, 3 .. MAX_TAPS; 0 as in bfdaf64f.h */
+    int32_t order;   /**< taps that the accessors show, 3 to MAX_TAPS; 0 as in bfdaf64f.h */
     int32_t fftLen;  /**< transform length, number of taps and length of the line */
     int32_t bins;    /**< bins of a spectrum */
     double mu;       /**< step size; read at every update, so the host may change it */
@@ -63,7 +65,7 @@ typedef struct tdlms64fState {
  * @param order  number of taps, reduced to MAX_TAPS
  * @param mu  step size, any value
  * @param fftTable,fftTwiddles  tables for at least fftLen, 32 covering all (see
- *   fft_tables.h), borrowed; threads share them as for bfdaf64fInit
+ *   fft_tables.h), borrowed; threads share them as for bfdaf64fInit()
  * @return STS_OK; STS_NULL_PTR for a null table; STS_BAD_SIZE for order < 3 (no transform has
  *   length 1); STS_NO_MEMORY. */
 MERLO64F_API int32_t tdlms64fInit(tdlms64fState* state, int32_t order, double mu, int32_t* fftTable,
@@ -75,7 +77,7 @@ MERLO64F_API int32_t tdlms64fInit(tdlms64fState* state, int32_t order, double mu
 /** Elements of workBuf: 2 * fftLen + 2 * bins. */
 #define TDLMS64F_WORK_LEN(order) (3 * TDLMS64F_FFT_LEN(order) + 2)
 
-/** As tdlms64fInit on the host's own buffers, TDLMS64F_COEF_LEN and TDLMS64F_WORK_LEN elements,
+/** As tdlms64fInit() on the host's own buffers, TDLMS64F_COEF_LEN and TDLMS64F_WORK_LEN elements,
  * which are zero-filled.
  * @return STS_OK; STS_NULL_PTR for a null table or buffer; STS_BAD_SIZE for order < 3. */
 MERLO64F_API int32_t tdlms64fInitStatic(tdlms64fState* state, int32_t order, double mu,
@@ -85,23 +87,23 @@ MERLO64F_API int32_t tdlms64fInitStatic(tdlms64fState* state, int32_t order, dou
 /** Releases both blocks and stores 0 in `order`. The tables stay the host's. */
 MERLO64F_API void tdlms64fFree(tdlms64fState* state);
 
-/** One step: x enters the ring line, y is formed, err = d - y, power takes in the line's spectrum, and
- * every bin adapts.
+/** One step: x enters the ring line, y is formed, err = d - y, power takes in the line's spectrum,
+ * and every bin adapts.
  * @param x  input sample
  * @param d  desired sample, in the unit of y
  * @return y, formed before the update. */
 MERLO64F_API double tdlms64fFilterUpdate(tdlms64fState* state, double x, double d);
 
-/** One step without adapting: x enters the ring line and power takes in its spectrum; the coefficients
- * and err stay. @return y. */
+/** One step without adapting: x enters the ring line and power takes in its spectrum; the
+ * coefficients and err stay. @return y. */
 MERLO64F_API double tdlms64fFilterOnly(tdlms64fState* state, double x);
 
-/** tdlms64fFilterUpdate on delayLine as a linear line that already holds the input sample at element 0;
- * the host moves it with insertSampleLinBuf64f(x, delayLine, fftLen), the length being fftLen and not
- * order. `head` is neither read nor changed. @return y, formed before the update. */
+/** tdlms64fFilterUpdate() on delayLine as a linear line that already holds the input sample at
+ * element 0; the host moves it with insertSampleLinBuf64f(x, delayLine, fftLen), the length being
+ * fftLen and not order. `head` is neither read nor changed. @return y, formed before the update. */
 MERLO64F_API double tdlms64fLCFilterUpdate(tdlms64fState* state, double d);
 
-/** tdlms64fFilterOnly on the linear line. @return y. */
+/** tdlms64fFilterOnly() on the linear line. @return y. */
 MERLO64F_API double tdlms64fLCFilterOnly(tdlms64fState* state);
 
 /** Zero-fills the coefficients; power and line stay.
@@ -112,25 +114,25 @@ MERLO64F_API int32_t tdlms64fReset(tdlms64fState* state);
  * @return STS_OK, or STS_NULL_PTR if either is null. */
 MERLO64F_API int32_t tdlms64fResetDelayLine(tdlms64fState* state);
 
-/** Accessors on the time-domain taps (length: the smaller of `order` and fftLen; tap i weighs the sample
- * i places back) and on the ring line (length fftLen, newest first): see merlo64f.h. Those on the taps
- * take the spectrum through the transform and back, which changes it by rounding; taps out of reach
- * are kept. They return the number of elements moved or a negative status. */
+/** Accessors on the time-domain taps (length: the smaller of `order` and fftLen; tap i weighs the
+ * sample i places back) and on the ring line (length fftLen, newest first): see merlo64f.h. Those
+ * on the taps take the spectrum through the transform and back, which changes it by rounding; taps
+ * out of reach are kept. They return the number of elements moved or a negative status. */
 MERLO64F_API int32_t tdlms64fGetCoef(tdlms64fState* state, double* buf, int32_t start,
                                      int32_t count, int32_t reversed);
-/** See tdlms64fGetCoef. */
+/** See tdlms64fGetCoef(). */
 MERLO64F_API int32_t tdlms64fSetCoef(tdlms64fState* state, const double* buf, int32_t start,
                                      int32_t count, int32_t reversed);
-/** See tdlms64fGetCoef. */
+/** See tdlms64fGetCoef(). */
 MERLO64F_API int32_t tdlms64fGetDelayLine(const tdlms64fState* state, double* buf, int32_t start,
                                           int32_t count, int32_t reversed);
-/** See tdlms64fGetCoef. */
+/** See tdlms64fGetCoef(). */
 MERLO64F_API int32_t tdlms64fSetDelayLine(tdlms64fState* state, const double* buf, int32_t start,
                                           int32_t count, int32_t reversed);
 
-/** Changes the number of taps of a record from tdlms64fInit; keeps mu, the tables, the first taps and
- * the newest samples, and the running power where fftLen stays (elsewhere it is 1.0 again); `head` is
- * fftLen - 1. Taps behind the accessors' reach are lost.
+/** Changes the number of taps of a record from tdlms64fInit(); keeps mu, the tables, the first taps
+ * and the newest samples, and the running power where fftLen stays (elsewhere it is 1.0 again);
+ * `head` is fftLen - 1. Taps behind the accessors' reach are lost.
  * @return STS_OK; STS_BAD_SIZE for order < 3; STS_NO_MEMORY. */
 MERLO64F_API int32_t tdlms64fResize(tdlms64fState* state, int32_t order);
 

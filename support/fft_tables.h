@@ -1,4 +1,5 @@
 /** @file
+ * @ref fft_tables
  * @defgroup fft_tables fft_tables: the tables of the transform
  * For hosts: the two tables that the transform-domain filters borrow. Header only; link with -lm.
  *
@@ -8,8 +9,8 @@
  *
  * nMax is the longest transform in use, a power of two from 8 to 2^30; one pair of tables serves
  * every shorter one. The filters only read fftTwiddles, so any number of them can share it, on any
- * threads. They write to fftTable at every transform: filters that run at the same time on different
- * threads need one each.
+ * threads. They write to fftTable at every transform: filters that run at the same time on
+ * different threads need one each.
  *
  * @par Values
  * Angles are taken back to the first octant by symmetry, on integers, and go to cosl and
