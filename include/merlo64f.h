@@ -28,7 +28,7 @@
  * abandons its buffers, and a record must not be freed twice.
  *
  * The length of a buffer `...Buf` of `InitStatic` is the macro `<FAMILY>_..._LEN`, in elements, as
- * LMS64F_DELAY_LEN(order) is that of delayBuf in lms64fInitStatic. It takes the arguments of
+ * LMS64F_DELAY_LEN(order) is that of delayBuf in lms64fInitStatic(). It takes the arguments of
  * `InitStatic` that matter, before an order is reduced, and is a constant expression where they
  * are, so a filter can lie in static storage. fft_tables.h has the same for the tables.
  *
@@ -65,9 +65,9 @@
  * In a ring line `head` is the position that the next sample overwrites; it steps back and wraps,
  * so the newest sample lies one place above it. In a linear line element 0 is the newest sample.
  * coef[0] meets the newest sample in both. Operations with `LC` in their name take no sample: they
- * work on `delayLine` as a linear line that the host moves with insertSampleLinBuf64f, and neither
- * read nor change `head`. A record that sees only `LC` operations has its first `head`, with which
- * the accessors read the linear line in place.
+ * work on `delayLine` as a linear line that the host moves with insertSampleLinBuf64f(), and
+ * neither read nor change `head`. A record that sees only `LC` operations has its first `head`,
+ * with which the accessors read the linear line in place.
  *
  * ## Resetting
  * `Reset` clears what the filter has learned, `ResetDelayLine` the sample history, and neither

@@ -49,7 +49,7 @@ extern "C" {
 #endif
 
 /** A filter of `partitions` times `order` taps over blocks, in the frequency domain. Packed
- * spectra: slot 0 is bin 0, slot 1 bin fftLen / 2, slots 2k and 2k+1 the real and imaginary part of
+ * spectra: slot 0 is bin 0, slot 1 bin fftLen / 2, slots 2k and 2k+1 real and imaginary part of
  * bin k. */
 typedef struct pbfdaf64fState {
     int32_t order;       /**< taps of a part, 1 to MAX_TAPS; 0 after a failure and after Free */

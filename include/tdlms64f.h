@@ -41,22 +41,20 @@ extern "C" {
 #endif
 
 /** An adaptive filter over a ring line of fftLen samples, in the frequency domain. Packed spectra:
- * slot 0 is bin 0, slot 1 bin fftLen / 2, slots 2k and 2k+1 the real and imaginary part of bin
- * k. */
+ * slot 0 is bin 0, slot 1 bin fftLen / 2, slots 2k and 2k+1 real and imaginary part of bin k. */
 typedef struct tdlms64fState {
-    int32_t order;   /**< taps that the accessors show, 3 to MAX_TAPS; 0 as in bfdaf64f.h */
-    int32_t fftLen;  /**< transform length, number of taps and length of the line */
-    int32_t bins;    /**< bins of a spectrum */
-    double mu;       /**< step size; read at every update, so the host may change it */
-    double err;      /**< a-priori error d - y of the last update; no value before the first */
-    double invScale; /**< 2 / fftLen, which undoes a pair of transforms */
-    int32_t head;    /**< position that the next sample overwrites; fftLen - 1 at first */
-    double*
-        delayLine;    /**< `fftLen` samples: a ring line, or a linear one under the LC operations */
-    double* frame;    /**< `fftLen` elements: the line in order of age, then its spectrum */
-    double* coef;     /**< `fftLen` elements: the coefficient spectrum, packed */
-    double* powerAvg; /**< `bins` elements: running power per bin; 1.0 at first */
-    double* powerInst;         /**< `bins` elements: power of the last frame */
+    int32_t order;     /**< taps that the accessors show, 3 to MAX_TAPS; 0 as in bfdaf64f.h */
+    int32_t fftLen;    /**< transform length, number of taps and length of the line */
+    int32_t bins;      /**< bins of a spectrum */
+    double mu;         /**< step size; read at every update, so the host may change it */
+    double err;        /**< a-priori error d - y of the last update; no value before the first */
+    double invScale;   /**< 2 / fftLen, which undoes a pair of transforms */
+    int32_t head;      /**< position that the next sample overwrites; fftLen - 1 at first */
+    double* delayLine; /**< ring line of `fftLen` samples, linear under the LC operations */
+    double* frame;     /**< `fftLen` elements: the line in order of age, then its spectrum */
+    double* coef;      /**< `fftLen` elements: the coefficient spectrum, packed */
+    double* powerAvg;  /**< `bins` elements: running power per bin; 1.0 at first */
+    double* powerInst; /**< `bins` elements: power of the last frame */
     const double* fftTwiddles; /**< the host's table, only read */
     int32_t* fftTable;         /**< the host's table, written by every transform */
 } tdlms64fState;

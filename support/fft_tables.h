@@ -13,10 +13,10 @@
  * different threads need one each.
  *
  * @par Values
- * Angles are taken back to the first octant by symmetry, on integers, and go to cosl and
- * sinl. Where long double is wider than double (x86, AArch64 Linux), every value is the double
- * nearest the true one but for a rare near-tie, in which it is its neighbour; elsewhere it is as
- * near as the host's cos and sin come. Hosts that need the same bits everywhere ship the tables.
+ * Angles are taken back to the first octant by symmetry, on integers, and go to cosl and sinl. Where
+ * long double is wider than double (x86, AArch64 Linux), every value is the double nearest the true
+ * one but for a rare near-tie, in which it is its neighbour; elsewhere it is as near as the host's
+ * cos and sin come. Hosts that need the same bits everywhere ship the tables.
  * @{ */
 #ifndef MERLO64F_FFT_TABLES_H
 #define MERLO64F_FFT_TABLES_H
