@@ -14,6 +14,8 @@ static void expect(int holds, const char* what) {
     }
 }
 
+static int32_t noTable;
+
 static int isUnset(const double* buf) { return memcmp(buf, "unset...", sizeof *buf) == 0; }
 
 static void unset(double* buf, int n) {
@@ -47,10 +49,10 @@ static void unset(double* buf, int n) {
     FILLS(adjlms64f, ADJLMS64F_COEF_LEN(n), ADJLMS64F_WORK_LEN(n, 9, 11), n, 0.1, in, 9, in, 11,   \
           a, b);                                                                                   \
     FILLS(bfdaf64f, BFDAF64F_COEF_LEN(n, 50), BFDAF64F_WORK_LEN(n, 50), n, 50, 0.1, 1, a, b,       \
-          &table, in);                                                                             \
+          &noTable, in);                                                                           \
     FILLS(pbfdaf64f, PBFDAF64F_COEF_LEN(n, 50, 3), PBFDAF64F_WORK_LEN(n, 50, 3), n, 50, 3, 0.1, 1, \
-          a, b, &table, in);                                                                       \
-    FILLS(tdlms64f, TDLMS64F_COEF_LEN(n), TDLMS64F_WORK_LEN(n), n, 0.1, a, b, &table, in);         \
+          a, b, &noTable, in);                                                                     \
+    FILLS(tdlms64f, TDLMS64F_COEF_LEN(n), TDLMS64F_WORK_LEN(n), n, 0.1, a, b, &noTable, in);       \
     FILLS(lfpef64f, LFPEF64F_COEF_LEN(n), LFPEF64F_WORK_LEN(n), n, 0.1, a, b);                     \
     FILLS(lbpef64f, LBPEF64F_COEF_LEN(n), LBPEF64F_WORK_LEN(n), n, 0.1, a, b);                     \
     FILLS(rlslattice64f, RLSLATTICE64F_COEF_LEN(n), RLSLATTICE64F_WORK_LEN(n), n, 0.1, a, b);      \
@@ -65,10 +67,17 @@ int main(void) {
     const double response[6] = {1.0, 2.0, 3.0, 4.0, 0.0, 0.0};
     double out[6];
     double read[4];
-    int32_t table;
     int i;
     fir64fState fir;
     lms64fState lms;
+
+    ALL_FILL(7);
+    ALL_FILL(15); /* with blocks of 50 a power of two itself */
+    ALL_FILL(40); /* above either limit */
+    for (i = 1; i < 5000; ++i) {
+        expect(MERLO64F_POWER_OF_2(i) == 1 << nextPow2(i), "MERLO64F_POWER_OF_2");
+    }
+    expect(MERLO64F_POWER_OF_2((1 << 29) + 1) == 1 << 30, "MERLO64F_POWER_OF_2 at its limit");
 
     expect(fir64fInit(&fir, 4, coef) == STS_OK, "fir64fInit");
     expect(fir64fBlockFilter(&fir, in, out, 6) == STS_OK, "fir64fBlockFilter");
@@ -86,13 +95,5 @@ int main(void) {
     }
     lms64fFree(&lms);
     fir64fFree(&fir);
-
-    ALL_FILL(7);
-    ALL_FILL(15); /* with blocks of 50 a power of two itself */
-    ALL_FILL(40); /* above either limit */
-    for (i = 1; i < 5000; ++i) {
-        expect(MERLO64F_POWER_OF_2(i) == 1 << nextPow2(i), "MERLO64F_POWER_OF_2");
-    }
-    expect(MERLO64F_POWER_OF_2((1 << 29) + 1) == 1 << 30, "MERLO64F_POWER_OF_2 at its limit");
     return failures;
 }
