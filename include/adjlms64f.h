@@ -1,6 +1,8 @@
 /** @file
- * adjlms64f: the adjoint LMS filter, one sample per call, for a filter that acts through a secondary
- * path (active control of sound and vibration).
+ * @ref adjlms64f
+ * @defgroup adjlms64f adjlms64f: adjoint LMS
+ * The adjoint LMS filter, one sample per call, for a filter that acts through a secondary path
+ * (active control of sound and vibration).
  *
  *     y = sum of coef[k] * x(n-k), k = 0 .. order-1        output to the actuator
  *     s = sum of secCoef[j] * y(n-j), j = 0 .. secLen-1    what arrives at the error sensor
@@ -9,25 +11,29 @@
  *     power = 0.99 * power + 0.01 * x(n-estLen)^2
  *     coef[k] -= (r * (mu / (power + 1e-12))) * x(n-(estLen-1)-k)
  *
- * Instead of filtering the reference through the estimate of the secondary path, as fxlms64f does, it
- * filters the residual through that estimate read backwards, the adjoint of the path, and delays the
- * reference to match. (With order 1 the line is too short for x(n-estLen), and x(n) stands for it.)
+ * Instead of filtering the reference through the estimate of the secondary path, as fxlms64f does,
+ * it filters the residual through that estimate read backwards, the adjoint of the path, and delays
+ * the reference to match. (With order 1 the line is too short for x(n-estLen), and x(n) stands for
+ * it.)
  *
- * Source: Wan 1996, Adjoint LMS: an efficient alternative to the filtered-x LMS and multiple error
- * LMS algorithms.
+ * @par Source
+ * Wan 1996, Adjoint LMS: an efficient alternative to the filtered-x LMS and multiple error LMS
+ * algorithms.
  *
- * Noise-control convention: d is the disturbance at the error sensor, the residual is the sum d + s,
- * the update subtracts, and a call returns s, so that s comes to cancel d. (The textbook's e = d - y
- * is this with the secondary path's sign turned round.)
+ * @par Noise-control convention
+ * d is the disturbance at the error sensor, the residual is the sum d + s, the update subtracts,
+ * and a call returns s, so that s comes to cancel d. (The textbook's e = d - y is this with the
+ * secondary path's sign turned round.)
  *
- * Step size. The smoothed power of one sample normalises, so with an estimate of unit energy the
- * update is stable for about 0 < mu < 2 / order at the very best; the gradient is late by the delay of
- * the path plus estLen samples, which lowers the bound further. A fiftieth to a tenth of 1 / order is
- * a safe start. An estimate whose phase is off by more than 90 degrees diverges at any mu. No value is
- * refused.
+ * @par Step size
+ * The smoothed power of one sample normalises, so with an estimate of unit energy the update is
+ * stable for about 0 < mu < 2 / order at the very best; the gradient is late by the delay of the
+ * path plus estLen samples, which lowers the bound further. A fiftieth to a tenth of 1 / order is a
+ * safe start. An estimate whose phase is off by more than 90 degrees diverges at any mu. No value
+ * is refused.
  *
  * For what all families share see merlo64f.h.
- */
+ * @{ */
 #ifndef MERLO64F_ADJLMS64F_H
 #define MERLO64F_ADJLMS64F_H
 
@@ -39,7 +45,7 @@ extern "C" {
 
 /** An adaptive filter of `order` taps with its secondary path and the estimate of that path. */
 typedef struct adjlms64fState {
-    int32_t order;         /**< number of taps, 1 .. MAX_TAPS; 0 after a failure */
+    int32_t order;         /**< number of taps, 1 to MAX_TAPS; 0 after a failure */
     int32_t secLen;        /**< length of secCoef, at least 1 */
     int32_t estLen;        /**< length of estCoef, at least 1 */
     int32_t refLen;        /**< length of delayLine: order + estLen - 1 */
@@ -58,18 +64,25 @@ typedef struct adjlms64fState {
 } adjlms64fState;
 
 /** Sets up a record with zero coefficients, lines of zeros from the heap and a power of 1.0.
- * order  number of taps, reduced to MAX_TAPS; mu  step size, any value; secCoef, estCoef  secondary
- * path and its estimate, secLen and estLen elements, element 0 meeting the newest sample. Both are
- * borrowed and read anew by every call, so the host may change their values between calls.
- * Returns STS_OK; STS_BAD_SIZE for a size below 1 or lines that come to more than 2^31 - 1 elements;
- * STS_NULL_PTR for a null secCoef or estCoef; STS_NO_MEMORY. */
+ * @param order  number of taps, reduced to MAX_TAPS
+ * @param mu  step size, any value
+ * @param secCoef,estCoef  secondary path and its estimate, secLen and estLen elements, element 0
+ *   meeting the newest sample. Both are borrowed and read anew by every call, so the host may
+ *   change their values between calls.
+ * @return STS_OK; STS_BAD_SIZE for a size below 1 or lines that come to more than 2^31 - 1
+ *   elements; STS_NULL_PTR for a null secCoef or estCoef; STS_NO_MEMORY. */
 MERLO64F_API int32_t adjlms64fInit(adjlms64fState* state, int32_t order, double mu,
                                    const double* secCoef, int32_t secLen, const double* estCoef,
                                    int32_t estLen);
 
-/** As adjlms64fInit on the host's own buffers: coefBuf takes `order` elements, workBuf
- * secLen + estLen + (order + estLen - 1), all with the order reduced. Both are zero-filled.
- * Returns STS_OK; STS_BAD_SIZE as adjlms64fInit; STS_NULL_PTR for a null pointer. */
+#define ADJLMS64F_COEF_LEN(order) MERLO64F_TAPS(order) /**< elements of coefBuf */
+/** Elements of workBuf: outLine, errLine, delayLine. */
+#define ADJLMS64F_WORK_LEN(order, secLen, estLen)                                                  \
+    (+(secLen) + 2 * (estLen) + MERLO64F_TAPS(order) - 1)
+
+/** As adjlms64fInit() on the host's own buffers, ADJLMS64F_COEF_LEN and ADJLMS64F_WORK_LEN
+ * elements, which are zero-filled.
+ * @return STS_OK; STS_BAD_SIZE as adjlms64fInit(); STS_NULL_PTR for a null pointer. */
 MERLO64F_API int32_t adjlms64fInitStatic(adjlms64fState* state, int32_t order, double mu,
                                          const double* secCoef, int32_t secLen,
                                          const double* estCoef, int32_t estLen, double* coefBuf,
@@ -81,42 +94,45 @@ MERLO64F_API void adjlms64fFree(adjlms64fState* state);
 
 /** One step: x enters the reference line, y is formed and passes the secondary path, err = s + d,
  * power takes in the delayed reference, and the coefficients move against the gradient.
- * x  reference sample; d  disturbance at the error sensor.
- * Returns s, what arrives at the error sensor, formed with the coefficients from before the update. */
+ * @param x  reference sample
+ * @param d  disturbance at the error sensor
+ * @return s, what arrives at the error sensor, formed before the update. */
 MERLO64F_API double adjlms64fFilterUpdate(adjlms64fState* state, double x, double d);
 
 /** One step without adapting: the lines of the reference and of the output move on, power takes in
- * the delayed reference; coef, err and the line of residuals stay. Returns s. */
+ * the delayed reference; coef, err and the line of residuals stay. @return s. */
 MERLO64F_API double adjlms64fFilterOnly(adjlms64fState* state, double x);
 
-/** Zero-fills coef; lines and power stay. Returns STS_OK, or STS_NULL_PTR for a null coef. */
+/** Zero-fills coef; lines and power stay. @return STS_OK, or STS_NULL_PTR for a null coef. */
 MERLO64F_API int32_t adjlms64fReset(adjlms64fState* state);
 
 /** Zero-fills all three lines; their heads, power and coef stay.
- * Returns STS_OK, or STS_NULL_PTR if a line is null. */
+ * @return STS_OK, or STS_NULL_PTR if a line is null. */
 MERLO64F_API int32_t adjlms64fResetDelayLine(adjlms64fState* state);
 
-/** Accessors on the coefficients (length `order`) and on the reference line (length `refLen`, newest
- * first): see merlo64f.h. They return the number of elements moved or a negative status. */
+/** Accessors on the coefficients (length `order`) and on the reference line (length `refLen`,
+ * newest first): see merlo64f.h. They return the number of elements moved or a negative status. */
 MERLO64F_API int32_t adjlms64fGetCoef(const adjlms64fState* state, double* buf, int32_t start,
                                       int32_t count, int32_t reversed);
-/** See adjlms64fGetCoef. */
+/** See adjlms64fGetCoef(). */
 MERLO64F_API int32_t adjlms64fSetCoef(adjlms64fState* state, const double* buf, int32_t start,
                                       int32_t count, int32_t reversed);
-/** See adjlms64fGetCoef. */
+/** See adjlms64fGetCoef(). */
 MERLO64F_API int32_t adjlms64fGetDelayLine(const adjlms64fState* state, double* buf, int32_t start,
                                            int32_t count, int32_t reversed);
-/** See adjlms64fGetCoef. */
+/** See adjlms64fGetCoef(). */
 MERLO64F_API int32_t adjlms64fSetDelayLine(adjlms64fState* state, const double* buf, int32_t start,
                                            int32_t count, int32_t reversed);
 
-/** Changes the number of taps of a record from adjlms64fInit; keeps mu, power, both paths, the
+/** Changes the number of taps of a record from adjlms64fInit(); keeps mu, power, both paths, the
  * first coefficients and the newest samples of each line, and puts all heads at 0.
- * Returns STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
+ * @return STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t adjlms64fResize(adjlms64fState* state, int32_t order);
 
 #ifdef __cplusplus
 }
 #endif
+
+/** @} */
 
 #endif

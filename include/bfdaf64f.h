@@ -1,14 +1,16 @@
 /** @file
- * bfdaf64f: the block frequency-domain adaptive filter, overlap-save, blockLen samples per call and no
- * added delay.
+ * @ref bfdaf64f
+ * @defgroup bfdaf64f bfdaf64f: block filter in the frequency domain
+ * The block frequency-domain adaptive filter, overlap-save, blockLen samples per call and no added
+ * delay.
  *
- * Sizes, with `order` reduced to MAX_TAPS:
+ * Sizes, with the order reduced (BFDAF64F_FFT_LEN gives fftLen to the compiler):
  *
  *     fftLen = smallest power of two >= order + blockLen - 1        bins = fftLen / 2 + 1
  *     overlap = fftLen - blockLen                                   coefTail = fftLen - order
  *
- * Per block, with X the spectrum of the frame (the overlap newest samples, then the block) and C the
- * coefficient spectrum:
+ * Per block, with X the spectrum of the frame (the overlap newest samples, then the block) and C
+ * the coefficient spectrum:
  *
  *     y = the last blockLen samples of the inverse transform of C * X
  *     e = d - y, E = the spectrum of e in the place of the block
@@ -16,21 +18,26 @@
  *     C += (mu * E / (power + 1e-6)) * conj(X), bin by bin
  *     constrained: C is cut to its first `order` taps in the time domain
  *
- * Without the constraint the filter adapts all fftLen positions of the time-domain vector and saves two
- * transforms of five per update.
+ * Without the constraint the filter adapts all fftLen positions of the time-domain vector and saves
+ * two transforms of five per update.
  *
- * Sources: Ferrara 1980, Fast implementation of LMS adaptive filters; Shynk 1992, Frequency-domain and
- * multirate adaptive filtering; Mansour and Gray 1982, Unconstrained frequency-domain adaptive filter.
- * Departure from the textbook: the transform's forward exponent is positive, so spectra are conjugate
- * to the usual ones (see support/fft_tables.h for the tables), and 0.02 is 1.0 - 0.98 in double.
+ * @par Sources
+ * Ferrara 1980, Fast implementation of LMS adaptive filters; Shynk 1992, Frequency-domain and
+ * multirate adaptive filtering; Mansour and Gray 1982, Unconstrained frequency-domain adaptive
+ * filter.
  *
- * Step size. The running power settles at about the power of a block's spectrum divided by blockLen,
- * so on white noise mu is stable for about 0 < mu < 2 / blockLen with the constraint and up to about
+ * @par Departure from the textbook
+ * The transform's forward exponent is positive, so spectra are conjugate to the usual ones, and
+ * 0.02 is 1.0 - 0.98 in double.
+ *
+ * @par Step size
+ * The running power settles at about the power of a block's spectrum divided by blockLen, so on
+ * white noise mu is stable for about 0 < mu < 2 / blockLen with the constraint and up to about
  * 1 / blockLen without it; a tenth of that is a safe start. No value is refused.
  *
- * There are no delay-line accessors. Pointers are tested before sizes here. For what all families share
- * see merlo64f.h.
- */
+ * There are no delay-line accessors. Pointers are tested before sizes here. For what all families
+ * share see merlo64f.h.
+ * @{ */
 #ifndef MERLO64F_BFDAF64F_H
 #define MERLO64F_BFDAF64F_H
 
@@ -40,10 +47,10 @@
 extern "C" {
 #endif
 
-/** A filter of `order` taps over blocks, in the frequency domain. Packed spectra: slot 0 is bin 0, slot 1
- * bin fftLen / 2, slots 2k and 2k+1 the real and imaginary part of bin k. */
+/** A filter of `order` taps over blocks, in the frequency domain. Packed spectra: slot 0 is bin 0,
+ * slot 1 bin fftLen / 2, slots 2k and 2k+1 the real and imaginary part of bin k. */
 typedef struct bfdaf64fState {
-    int32_t order;             /**< taps, 1 .. MAX_TAPS; 0 after a failure and after Free */
+    int32_t order;             /**< taps, 1 to MAX_TAPS; 0 after a failure and after Free */
     int32_t blockLen;          /**< samples per call, at least 1 */
     int32_t fftLen;            /**< transform length */
     int32_t bins;              /**< bins of a spectrum */
@@ -64,19 +71,31 @@ typedef struct bfdaf64fState {
 } bfdaf64fState;
 
 /** Sets up a record with zero coefficients from the heap.
- * order  number of taps, reduced to MAX_TAPS; blockLen  samples per call; mu  step size, any value;
- * constrained  not 0 for the constraint; fftTable, fftTwiddles  tables for at least fftLen (see
- * support/fft_tables.h), borrowed: they must cover every length that a Resize will reach. Records that
- * run at the same time on different threads need an fftTable each; fftTwiddles can be shared.
- * Returns STS_OK; STS_NULL_PTR for a null table; STS_BAD_SIZE for a size below 1, for order = blockLen
- * = 1 (no transform has length 1), and for a length above 2^30; STS_NO_MEMORY. */
+ * @param order  number of taps, reduced to MAX_TAPS
+ * @param blockLen  samples per call
+ * @param mu  step size, any value
+ * @param constrained  not 0 for the constraint
+ * @param fftTable,fftTwiddles  tables for at least fftLen (see fft_tables.h), borrowed:
+ *   they must cover every length that a Resize will reach. Records that run at the same time on
+ *   different threads need an fftTable each; fftTwiddles can be shared.
+ * @return STS_OK; STS_NULL_PTR for a null table; STS_BAD_SIZE for a size below 1, for
+ *   order = blockLen = 1 (no transform has length 1), and for a length above 2^30;
+ *   STS_NO_MEMORY. */
 MERLO64F_API int32_t bfdaf64fInit(bfdaf64fState* state, int32_t order, int32_t blockLen, double mu,
                                   int32_t constrained, int32_t* fftTable,
                                   const double* fftTwiddles);
 
-/** As bfdaf64fInit on the host's own buffers: coefBuf takes fftLen elements, workBuf
- * overlap + 2 * fftLen + 2 * bins. Both are zero-filled.
- * Returns STS_OK; STS_NULL_PTR for a null table or buffer; STS_BAD_SIZE as bfdaf64fInit. */
+/** The transform length fftLen. */
+#define BFDAF64F_FFT_LEN(order, blockLen) MERLO64F_POWER_OF_2(MERLO64F_TAPS(order) - 1 + (blockLen))
+/** Elements of coefBuf. */
+#define BFDAF64F_COEF_LEN(order, blockLen) BFDAF64F_FFT_LEN(order, blockLen)
+/** Elements of workBuf: overlap + 2 * fftLen + 2 * bins, that is 4 * fftLen - blockLen + 2. */
+#define BFDAF64F_WORK_LEN(order, blockLen)                                                         \
+    (INT64_C(4) * BFDAF64F_FFT_LEN(order, blockLen) - (blockLen) + 2)
+
+/** As bfdaf64fInit() on the host's own buffers, BFDAF64F_COEF_LEN and BFDAF64F_WORK_LEN elements,
+ * which are zero-filled.
+ * @return STS_OK; STS_NULL_PTR for a null table or buffer; STS_BAD_SIZE as bfdaf64fInit(). */
 MERLO64F_API int32_t bfdaf64fInitStatic(bfdaf64fState* state, int32_t order, int32_t blockLen,
                                         double mu, int32_t constrained, double* coefBuf,
                                         double* workBuf, int32_t* fftTable,
@@ -86,22 +105,24 @@ MERLO64F_API int32_t bfdaf64fInitStatic(bfdaf64fState* state, int32_t order, int
 MERLO64F_API void bfdaf64fFree(bfdaf64fState* state);
 
 /** One block: filters x, forms the errors and adapts.
- * x, d  input and desired samples, oldest first; y, e  outputs and errors d - y; blockLen elements each.
- * y may be x, e may be x or d; y must be neither d nor e.
- * Returns STS_OK, or STS_NULL_PTR for a record without delayLine. The arrays are not tested. */
+ * @param x,d  input and desired samples, oldest first, blockLen each
+ * @param y,e  outputs and errors d - y, blockLen each; y may be x, e may be x or d; y must be
+ *   neither d nor e
+ * @return STS_OK, or STS_NULL_PTR for a record without delayLine. The arrays are not tested. */
 MERLO64F_API int32_t bfdaf64fFilterUpdate(bfdaf64fState* state, const double* x, const double* d,
                                           double* y, double* e);
 
 /** One block without adapting; history and running power move on.
- * x  input samples; y  outputs, which may be x; blockLen elements each.
- * Returns STS_OK, or STS_NULL_PTR for a record without delayLine. The arrays are not tested. */
+ * @param x  input samples, blockLen
+ * @param y  outputs, blockLen, which may be x
+ * @return STS_OK, or STS_NULL_PTR for a record without delayLine. The arrays are not tested. */
 MERLO64F_API int32_t bfdaf64fFilterOnly(bfdaf64fState* state, const double* x, double* y);
 
 /** Zero-fills the coefficients; power and history stay.
- * Returns STS_OK, or STS_NULL_PTR for a null coef. */
+ * @return STS_OK, or STS_NULL_PTR for a null coef. */
 MERLO64F_API int32_t bfdaf64fReset(bfdaf64fState* state);
 
-/** Zero-fills frame and history; power stays. Returns STS_OK, or STS_NULL_PTR if either is null. */
+/** Zero-fills frame and history; power stays. @return STS_OK, or STS_NULL_PTR if either is null. */
 MERLO64F_API int32_t bfdaf64fResetDelayLine(bfdaf64fState* state);
 
 /** Accessors on the time-domain taps (length `order`, tap i weighing the sample i places back): see
@@ -110,17 +131,20 @@ MERLO64F_API int32_t bfdaf64fResetDelayLine(bfdaf64fState* state);
  * They return the number of elements moved or a negative status. */
 MERLO64F_API int32_t bfdaf64fGetCoef(bfdaf64fState* state, double* buf, int32_t start,
                                      int32_t count, int32_t reversed);
-/** See bfdaf64fGetCoef. */
+/** See bfdaf64fGetCoef(). */
 MERLO64F_API int32_t bfdaf64fSetCoef(bfdaf64fState* state, const double* buf, int32_t start,
                                      int32_t count, int32_t reversed);
 
-/** Changes the sizes of a record from bfdaf64fInit; keeps mu, the constraint, the tables, the first
- * taps and the newest samples, and the running power where fftLen stays (elsewhere it is 1.0 again).
- * Returns STS_OK; STS_BAD_SIZE as bfdaf64fInit; STS_NO_MEMORY. */
+/** Changes the sizes of a record from bfdaf64fInit(); keeps mu, the constraint, the tables, the
+ * first taps and the newest samples, and the running power where fftLen stays (elsewhere it is 1.0
+ * again).
+ * @return STS_OK; STS_BAD_SIZE as bfdaf64fInit(); STS_NO_MEMORY. */
 MERLO64F_API int32_t bfdaf64fResize(bfdaf64fState* state, int32_t order, int32_t blockLen);
 
 #ifdef __cplusplus
 }
 #endif
+
+/** @} */
 
 #endif

@@ -1,5 +1,7 @@
 /** @file
- * blms64f: the least-mean-squares transversal filter over blocks of samples.
+ * @ref blms64f
+ * @defgroup blms64f blms64f: LMS over blocks
+ * The least-mean-squares transversal filter over blocks of samples.
  *
  *     y[i] = sum of coef[k] * x(i-k),  e[i] = d[i] - y[i],  coef[k] += term(k),  k = 0 .. order-1
  *
@@ -10,12 +12,12 @@
  *     FilterUpdateSignSign       mu * sgn(e[i])    sgn(x(i-k)) * g
  *
  * A block is a batch: the filter adapts after every sample, in array order, and a call gives to the
- * bit what blockLen steps of lms64f give. The textbook's block LMS, which adds up a gradient over the
- * block, is another algorithm. The block saves calls and is somewhat faster per sample.
+ * bit what blockLen steps of lms64f give. The textbook's block LMS, which adds up a gradient over
+ * the block, is another algorithm. The block saves calls and is somewhat faster per sample.
  *
- * sgn(v) is +1 for v >= 0 and -1 otherwise; the step sizes, the departures from the textbook and the
- * literature are those of lms64f.h. For what all families share see merlo64f.h.
- */
+ * sgn(v) is +1 for v >= 0 and -1 otherwise; the step sizes, the departures from the textbook and
+ * the literature are those of lms64f.h. For what all families share see merlo64f.h.
+ * @{ */
 #ifndef MERLO64F_BLMS64F_H
 #define MERLO64F_BLMS64F_H
 
@@ -27,7 +29,7 @@ extern "C" {
 
 /** An adaptive filter of `order` taps that takes `blockLen` samples a call. */
 typedef struct blms64fState {
-    int32_t order;     /**< number of taps, 1 .. MAX_TAPS; 0 after a failure */
+    int32_t order;     /**< number of taps, 1 to MAX_TAPS; 0 after a failure */
     int32_t blockLen;  /**< samples per call, at least 1 */
     double mu;         /**< step size; read at every call, so the host may change it */
     double* coef;      /**< `order` coefficients; coef[0] meets the newest sample */
@@ -36,14 +38,18 @@ typedef struct blms64fState {
 } blms64fState;
 
 /** Sets up a record with zero coefficients and a line of zeros from the heap.
- * order  number of taps, reduced to MAX_TAPS; blockLen  samples per call, without an upper limit;
- * mu  step size, any value.
- * Returns STS_OK; STS_BAD_SIZE for order < 1 or blockLen < 1; STS_NO_MEMORY. */
+ * @param order  number of taps, reduced to MAX_TAPS
+ * @param blockLen  samples per call, without an upper limit
+ * @param mu  step size, any value
+ * @return STS_OK; STS_BAD_SIZE for order < 1 or blockLen < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t blms64fInit(blms64fState* state, int32_t order, int32_t blockLen, double mu);
 
-/** As blms64fInit on the host's own buffers: coefBuf and delayBuf take `order` elements each and are
- * zero-filled.
- * Returns STS_OK; STS_BAD_SIZE for order < 1 or blockLen < 1; STS_NULL_PTR for a null buffer. */
+#define BLMS64F_COEF_LEN(order) MERLO64F_TAPS(order)  /**< elements of coefBuf */
+#define BLMS64F_DELAY_LEN(order) MERLO64F_TAPS(order) /**< elements of delayBuf */
+
+/** As blms64fInit() on the host's own buffers, BLMS64F_COEF_LEN and BLMS64F_DELAY_LEN elements,
+ * which are zero-filled.
+ * @return STS_OK; STS_BAD_SIZE for order < 1 or blockLen < 1; STS_NULL_PTR for a null buffer. */
 MERLO64F_API int32_t blms64fInitStatic(blms64fState* state, int32_t order, int32_t blockLen,
                                        double mu, double* coefBuf, double* delayBuf);
 
@@ -52,9 +58,11 @@ MERLO64F_API void blms64fFree(blms64fState* state);
 
 /** blockLen steps: for each i in turn x[i] enters the line, y[i] is formed, e[i] = d[i] - y[i], and
  * coef[k] += (mu * e[i]) * x(i-k).
- * x, d  input and desired samples, oldest first; y, e  outputs and errors; blockLen elements each.
- * y may be x, e may be x or d; y must be neither d nor e.
- * Returns STS_OK, or STS_NULL_PTR for a record without coef or delayLine. The arrays are not tested. */
+ * @param x,d  input and desired samples, oldest first, blockLen each
+ * @param y,e  outputs and errors, blockLen each; y may be x, e may be x or d; y must be neither d
+ *   nor e
+ * @return STS_OK, or STS_NULL_PTR for a record without coef or delayLine. The arrays are not
+ *   tested. */
 MERLO64F_API int32_t blms64fFilterUpdate(blms64fState* state, const double* x, const double* d,
                                          double* y, double* e);
 
@@ -70,37 +78,42 @@ MERLO64F_API int32_t blms64fFilterUpdateSignReg(blms64fState* state, const doubl
 MERLO64F_API int32_t blms64fFilterUpdateSignSign(blms64fState* state, const double* x,
                                                  const double* d, double* y, double* e);
 
-/** blockLen steps without adapting. x  input samples; y  outputs, which may be x; blockLen each.
- * Returns STS_OK, or STS_NULL_PTR for a record without coef or delayLine. The arrays are not tested. */
+/** blockLen steps without adapting.
+ * @param x  input samples, blockLen
+ * @param y  outputs, blockLen, which may be x
+ * @return STS_OK, or STS_NULL_PTR for a record without coef or delayLine. The arrays are not
+ *   tested. */
 MERLO64F_API int32_t blms64fFilterOnly(blms64fState* state, const double* x, double* y);
 
-/** Zero-fills coef. Returns STS_OK, or STS_NULL_PTR for a null coef. */
+/** Zero-fills coef. @return STS_OK, or STS_NULL_PTR for a null coef. */
 MERLO64F_API int32_t blms64fReset(blms64fState* state);
 
-/** Zero-fills the line; `head` stays. Returns STS_OK, or STS_NULL_PTR for a null delayLine. */
+/** Zero-fills the line; `head` stays. @return STS_OK, or STS_NULL_PTR for a null delayLine. */
 MERLO64F_API int32_t blms64fResetDelayLine(blms64fState* state);
 
 /** Accessors on the coefficients (length `order`) and on the ring line (length `order`, newest
  * first): see merlo64f.h. They return the number of elements moved or a negative status. */
 MERLO64F_API int32_t blms64fGetCoef(const blms64fState* state, double* buf, int32_t start,
                                     int32_t count, int32_t reversed);
-/** See blms64fGetCoef. */
+/** See blms64fGetCoef(). */
 MERLO64F_API int32_t blms64fSetCoef(blms64fState* state, const double* buf, int32_t start,
                                     int32_t count, int32_t reversed);
-/** See blms64fGetCoef. */
+/** See blms64fGetCoef(). */
 MERLO64F_API int32_t blms64fGetDelayLine(const blms64fState* state, double* buf, int32_t start,
                                          int32_t count, int32_t reversed);
-/** See blms64fGetCoef. */
+/** See blms64fGetCoef(). */
 MERLO64F_API int32_t blms64fSetDelayLine(blms64fState* state, const double* buf, int32_t start,
                                          int32_t count, int32_t reversed);
 
-/** Changes the sizes of a record from blms64fInit; keeps mu, the first coefficients and the newest
- * samples, and puts `head` at 0, also where only blockLen changes.
- * Returns STS_OK; STS_BAD_SIZE for order < 1 or blockLen < 1; STS_NO_MEMORY. */
+/** Changes the sizes of a record from blms64fInit(); keeps mu, the first coefficients and the
+ * newest samples, and puts `head` at 0, also where only blockLen changes.
+ * @return STS_OK; STS_BAD_SIZE for order < 1 or blockLen < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t blms64fResize(blms64fState* state, int32_t order, int32_t blockLen);
 
 #ifdef __cplusplus
 }
 #endif
+
+/** @} */
 
 #endif

@@ -1,22 +1,20 @@
 /** @file
- * bnlms64f: the normalised LMS transversal filter over blocks of samples.
+ * @ref bnlms64f
+ * @defgroup bnlms64f bnlms64f: normalised LMS over blocks
+ * The normalised LMS transversal filter over blocks of samples.
  *
  *     y[i] = sum of coef[k] * x(i-k),  e[i] = d[i] - y[i],  power = keep * power + gain * (x[i] * x[i])
  *     g = (mu * e[i]) / (power + floor),  coef[k] += g * x(i-k),  k = 0 .. order-1
  *
  * keep, gain and floor are the single-precision values 0.99, 0.01 and 1e-15, widened:
  * 0.9900000095367432, 0.009999999776482582 and 1.0000000036274937e-15.
- * Source: Nagumo and Noda 1967, A learning method for system identification.
  *
  * A block is a batch: the filter adapts after every sample, in array order, and a call equals
- * blockLen single steps. The steps are those of nlms64f but for the constants.
- *
- * Departure from the textbook: the normaliser is the smoothed power of one sample (a time constant of
- * 100 samples), not the energy of the line. Stable for about 0 < mu < 2 / order on steady input of
- * any level; half of that is the fastest. No value is refused.
+ * blockLen single steps. The steps are those of nlms64f but for the constants; the source, the
+ * departure from the textbook and the stable range of mu are those of nlms64f.h.
  *
  * For what all families share see merlo64f.h.
- */
+ * @{ */
 #ifndef MERLO64F_BNLMS64F_H
 #define MERLO64F_BNLMS64F_H
 
@@ -29,7 +27,7 @@ extern "C" {
 /** An adaptive filter of `order` taps, and the power of its input, that takes `blockLen` samples a
  * call. */
 typedef struct bnlms64fState {
-    int32_t order;     /**< number of taps, 1 .. MAX_TAPS; 0 after a failure */
+    int32_t order;     /**< number of taps, 1 to MAX_TAPS; 0 after a failure */
     int32_t blockLen;  /**< samples per call, at least 1 */
     double mu;         /**< step size; read at every call, so the host may change it */
     double* coef;      /**< `order` coefficients; coef[0] meets the newest sample */
@@ -39,61 +37,71 @@ typedef struct bnlms64fState {
 } bnlms64fState;
 
 /** Sets up a record with zero coefficients, a line of zeros from the heap and a power of 1.0.
- * order  number of taps, reduced to MAX_TAPS; blockLen  samples per call, without an upper limit;
- * mu  step size, any value.
- * Returns STS_OK; STS_BAD_SIZE for order < 1 or blockLen < 1; STS_NO_MEMORY. */
+ * @param order  number of taps, reduced to MAX_TAPS
+ * @param blockLen  samples per call, without an upper limit
+ * @param mu  step size, any value
+ * @return STS_OK; STS_BAD_SIZE for order < 1 or blockLen < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t bnlms64fInit(bnlms64fState* state, int32_t order, int32_t blockLen, double mu);
 
-/** As bnlms64fInit on the host's own buffers: coefBuf and delayBuf take `order` elements each and are
- * zero-filled.
- * Returns STS_OK; STS_BAD_SIZE for order < 1 or blockLen < 1; STS_NULL_PTR for a null buffer. */
+#define BNLMS64F_COEF_LEN(order) MERLO64F_TAPS(order)  /**< elements of coefBuf */
+#define BNLMS64F_DELAY_LEN(order) MERLO64F_TAPS(order) /**< elements of delayBuf */
+
+/** As bnlms64fInit() on the host's own buffers, BNLMS64F_COEF_LEN and BNLMS64F_DELAY_LEN elements,
+ * which are zero-filled.
+ * @return STS_OK; STS_BAD_SIZE for order < 1 or blockLen < 1; STS_NULL_PTR for a null buffer. */
 MERLO64F_API int32_t bnlms64fInitStatic(bnlms64fState* state, int32_t order, int32_t blockLen,
                                         double mu, double* coefBuf, double* delayBuf);
 
 /** Releases both buffers; no field of the record changes. */
 MERLO64F_API void bnlms64fFree(bnlms64fState* state);
 
-/** blockLen steps: for each i in turn x[i] enters the line, y[i] is formed, e[i] = d[i] - y[i], power
- * takes in x[i] and then divides the step of the coefficients.
- * x, d  input and desired samples, oldest first; y, e  outputs and errors; blockLen elements each.
- * y may be x, e may be x or d; y must be neither d nor e.
- * Returns STS_OK, or STS_NULL_PTR for a record without coef or delayLine. The arrays are not tested. */
+/** blockLen steps: for each i in turn x[i] enters the line, y[i] is formed, e[i] = d[i] - y[i],
+ * power takes in x[i] and then divides the step of the coefficients.
+ * @param x,d  input and desired samples, oldest first, blockLen each
+ * @param y,e  outputs and errors, blockLen each; y may be x, e may be x or d; y must be neither d
+ *   nor e
+ * @return STS_OK, or STS_NULL_PTR for a record without coef or delayLine. The arrays are not
+ *   tested. */
 MERLO64F_API int32_t bnlms64fFilterUpdate(bnlms64fState* state, const double* x, const double* d,
                                           double* y, double* e);
 
 /** blockLen steps without adapting; power takes in every x[i].
- * x  input samples; y  outputs; blockLen each. y must not be x.
- * Returns STS_OK, or STS_NULL_PTR for a record without coef or delayLine. The arrays are not tested. */
+ * @param x  input samples, blockLen
+ * @param y  outputs, blockLen; y must not be x
+ * @return STS_OK, or STS_NULL_PTR for a record without coef or delayLine. The arrays are not
+ *   tested. */
 MERLO64F_API int32_t bnlms64fFilterOnly(bnlms64fState* state, const double* x, double* y);
 
-/** Zero-fills coef; power stays. Returns STS_OK, or STS_NULL_PTR for a null coef. */
+/** Zero-fills coef; power stays. @return STS_OK, or STS_NULL_PTR for a null coef. */
 MERLO64F_API int32_t bnlms64fReset(bnlms64fState* state);
 
 /** Zero-fills the line; `head` and power stay.
- * Returns STS_OK, or STS_NULL_PTR for a null delayLine. */
+ * @return STS_OK, or STS_NULL_PTR for a null delayLine. */
 MERLO64F_API int32_t bnlms64fResetDelayLine(bnlms64fState* state);
 
 /** Accessors on the coefficients (length `order`) and on the ring line (length `order`, newest
  * first): see merlo64f.h. They return the number of elements moved or a negative status. */
 MERLO64F_API int32_t bnlms64fGetCoef(const bnlms64fState* state, double* buf, int32_t start,
                                      int32_t count, int32_t reversed);
-/** See bnlms64fGetCoef. */
+/** See bnlms64fGetCoef(). */
 MERLO64F_API int32_t bnlms64fSetCoef(bnlms64fState* state, const double* buf, int32_t start,
                                      int32_t count, int32_t reversed);
-/** See bnlms64fGetCoef. */
+/** See bnlms64fGetCoef(). */
 MERLO64F_API int32_t bnlms64fGetDelayLine(const bnlms64fState* state, double* buf, int32_t start,
                                           int32_t count, int32_t reversed);
-/** See bnlms64fGetCoef. */
+/** See bnlms64fGetCoef(). */
 MERLO64F_API int32_t bnlms64fSetDelayLine(bnlms64fState* state, const double* buf, int32_t start,
                                           int32_t count, int32_t reversed);
 
-/** Changes the sizes of a record from bnlms64fInit; keeps mu, power, the first coefficients and the
- * newest samples, and puts `head` at 0, also where only blockLen changes.
- * Returns STS_OK; STS_BAD_SIZE for order < 1 or blockLen < 1; STS_NO_MEMORY. */
+/** Changes the sizes of a record from bnlms64fInit(); keeps mu, power, the first coefficients and
+ * the newest samples, and puts `head` at 0, also where only blockLen changes.
+ * @return STS_OK; STS_BAD_SIZE for order < 1 or blockLen < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t bnlms64fResize(bnlms64fState* state, int32_t order, int32_t blockLen);
 
 #ifdef __cplusplus
 }
 #endif
+
+/** @} */
 
 #endif

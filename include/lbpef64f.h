@@ -1,5 +1,7 @@
 /** @file
- * lbpef64f: the backward prediction-error filter, an adaptive lattice, one sample per call.
+ * @ref lbpef64f
+ * @defgroup lbpef64f lbpef64f: gradient lattice that predicts backwards
+ * The backward prediction-error filter, an adaptive lattice, one sample per call.
  *
  *     f = x(n), back[0] = x(n), power[0] = (b[0]^2 + f^2) * gain + power[0] * keep, and then, with b[i]
  *     the backward error back[i] of the sample before, for i = 1 .. order and k = parcor[i-1]:
@@ -10,31 +12,17 @@
  *         f = fNew
  *     keep = 0.98f, gain = 0.01f, eps = 1e-15f: single-precision values, held as doubles
  *
- * A call returns the estimate of the sample `order` steps back from those after it, x(n-order) minus
- * back[order]. coef is the lattice in direct form: with parcor held fixed, the estimate is the sum of
- * coef[j] * x(n-order+1+j), and x(n) - f is the sum of coef[j] * x(n-1-j), j = 0 .. order-1. No
- * operation reads coef.
+ * A call returns the estimate of the sample `order` steps back from those after it, x(n-order)
+ * minus back[order]. coef is the lattice in direct form: with parcor held fixed, the estimate is
+ * the sum of coef[j] * x(n-order+1+j), and x(n) - f is the sum of coef[j] * x(n-1-j), j = 0 ..
+ * order-1. No operation reads coef.
  *
- * Source: Griffiths 1977, A continuously adaptive filter implemented as a lattice structure; Makhoul
- * 1977, Stable and efficient lattice methods for linear prediction.
- *
- * Departures from the textbook: the weights of the power, 0.98 and 0.01, do not add up to 1, so the
- * power settles at half of what the two errors have together, and a given mu acts like about twice the
- * textbook's. The step is mu/power + eps: eps guards no division, and mu = 0 still moves the
- * coefficients a little (FilterOnly does not).
- *
- * Silence. A gradient of exactly 0 moves nothing, however large the quotient: after any number of zeros
- * the coefficients are finite and as they were. But an input that fades below about 1e-155 and never
- * becomes 0 overflows the quotient with a gradient left, and parcor with it: cut such tails off.
- *
- * Step size. A coefficient settles in about 1 / (2 * mu) samples, whatever the level of the input.
- * Below mu = 0.01 no input takes it out of [-1, 1]; towards 0.1 single samples do, and from about 0.3 on
- * the lattice diverges. 0.001 to 0.01 is the usual range. Samples above 1e5 add to the step, by eps
- * times their power. No value is refused.
+ * The source, the departures from the textbook, what silence does and the range of mu are those of
+ * lfpef64f.h.
  *
  * For what all families share see merlo64f.h; there is no ResetDelayLine, and InitStatic tests its
  * pointers before the order.
- */
+ * @{ */
 #ifndef MERLO64F_LBPEF64F_H
 #define MERLO64F_LBPEF64F_H
 
@@ -46,7 +34,7 @@ extern "C" {
 
 /** An adaptive lattice of `order` stages. */
 typedef struct lbpef64fState {
-    int32_t order;      /**< number of stages, 1 .. MAX_PEF_STAGES; 0 after a failure */
+    int32_t order;      /**< number of stages, 1 to MAX_PEF_STAGES; 0 after a failure */
     double mu;          /**< step size; read at every update, so the host may change it */
     double err;         /**< backward error of the last stage; no value before the first sample */
     int32_t updateCoef; /**< not 0: FilterUpdate rebuilds coef; 1 at first, the host's to change */
@@ -60,65 +48,71 @@ typedef struct lbpef64fState {
 } lbpef64fState;
 
 /** Sets up a record with zero coefficients and errors from the heap and powers of 1.0.
- * order  number of stages, reduced to MAX_PEF_STAGES; mu  step size, any value.
- * Returns STS_OK; STS_NULL_PTR for a null state, with nothing written; STS_BAD_SIZE for order < 1;
- * STS_NO_MEMORY. */
+ * @param order  number of stages, reduced to MAX_PEF_STAGES
+ * @param mu  step size, any value
+ * @return STS_OK; STS_NULL_PTR for a null state, with nothing written; STS_BAD_SIZE for order < 1;
+ *   STS_NO_MEMORY. */
 MERLO64F_API int32_t lbpef64fInit(lbpef64fState* state, int32_t order, double mu);
 
-/** As lbpef64fInit on the host's own buffers: coefBuf takes 2 * order elements, workBuf
- * 4 * (order + 1), with the order reduced. All become 0, the powers 1.0.
- * Returns STS_OK; STS_NULL_PTR for a null pointer (a null state with nothing written); then
- * STS_BAD_SIZE for order < 1. */
+#define LBPEF64F_COEF_LEN(order) (2 * MERLO64F_STAGES(order))       /**< elements of coefBuf */
+#define LBPEF64F_WORK_LEN(order) (4 * (MERLO64F_STAGES(order) + 1)) /**< elements of workBuf */
+
+/** As lbpef64fInit() on the host's own buffers, LBPEF64F_COEF_LEN and LBPEF64F_WORK_LEN elements.
+ * All become 0, the powers 1.0.
+ * @return STS_OK; STS_NULL_PTR for a null pointer (a null state with nothing written); then
+ *   STS_BAD_SIZE for order < 1. */
 MERLO64F_API int32_t lbpef64fInitStatic(lbpef64fState* state, int32_t order, double mu,
                                         double* coefBuf, double* workBuf);
 
 /** Releases both blocks and stores 0 in order. */
 MERLO64F_API void lbpef64fFree(lbpef64fState* state);
 
-/** One step: x passes the stages, which adapt; then coef is rebuilt from the new parcor if updateCoef
- * is not 0. err is the backward error of the last stage.
- * Returns the estimate of the sample `order` steps back, that sample - err; in the first `order` calls
- * that sample is 0. */
+/** One step: x passes the stages, which adapt; then coef is rebuilt from the new parcor if
+ * updateCoef is not 0. err is the backward error of the last stage.
+ * @return the estimate of the sample `order` steps back, that sample - err; in the first `order`
+ *   calls that sample is 0. */
 MERLO64F_API double lbpef64fFilterUpdate(lbpef64fState* state, double x);
 
-/** One step without adapting: parcor and coef stay; errors, samples and powers move on, err included.
- * Returns what lbpef64fFilterUpdate returns. */
+/** One step without adapting: parcor and coef stay; errors, samples and powers move on, err
+ * included.
+ * @return what lbpef64fFilterUpdate() returns. */
 MERLO64F_API double lbpef64fFilterOnly(lbpef64fState* state, double x);
 
 /** Zero-fills coef and parcor: the lattice learns anew on the errors and powers that it has.
- * Returns STS_OK, or STS_NULL_PTR for a null state, coef or parcor. */
+ * @return STS_OK, or STS_NULL_PTR for a null state, coef or parcor. */
 MERLO64F_API int32_t lbpef64fReset(lbpef64fState* state);
 
 /** Accessors on the direct form, the reflection coefficients and the backward errors (element i is
- * delayLine[i]; no ring), each of length `order`: see merlo64f.h. What SetCoef stores lasts until coef
- * is rebuilt; the other two take effect in the next step. They return the number of elements moved or
- * a negative status. */
+ * delayLine[i]; no ring), each of length `order`: see merlo64f.h. What SetCoef stores lasts until
+ * coef is rebuilt; the other two take effect in the next step. They return the number of elements
+ * moved or a negative status. */
 MERLO64F_API int32_t lbpef64fGetCoef(const lbpef64fState* state, double* buf, int32_t start,
                                      int32_t count, int32_t reversed);
-/** See lbpef64fGetCoef. */
+/** See lbpef64fGetCoef(). */
 MERLO64F_API int32_t lbpef64fSetCoef(lbpef64fState* state, const double* buf, int32_t start,
                                      int32_t count, int32_t reversed);
-/** See lbpef64fGetCoef. */
+/** See lbpef64fGetCoef(). */
 MERLO64F_API int32_t lbpef64fGetParcor(const lbpef64fState* state, double* buf, int32_t start,
                                        int32_t count, int32_t reversed);
-/** See lbpef64fGetCoef. */
+/** See lbpef64fGetCoef(). */
 MERLO64F_API int32_t lbpef64fSetParcor(lbpef64fState* state, const double* buf, int32_t start,
                                        int32_t count, int32_t reversed);
-/** See lbpef64fGetCoef. */
+/** See lbpef64fGetCoef(). */
 MERLO64F_API int32_t lbpef64fGetDelayLine(const lbpef64fState* state, double* buf, int32_t start,
                                           int32_t count, int32_t reversed);
-/** See lbpef64fGetCoef. */
+/** See lbpef64fGetCoef(). */
 MERLO64F_API int32_t lbpef64fSetDelayLine(lbpef64fState* state, const double* buf, int32_t start,
                                           int32_t count, int32_t reversed);
 
-/** Changes the number of stages of a record from lbpef64fInit; keeps mu, updateCoef and the first
+/** Changes the number of stages of a record from lbpef64fInit(); keeps mu, updateCoef and the first
  * elements of coef, parcor and delayLine. Powers are back at 1.0, inLine is cleared,
- * inHead is the new order.
- * Returns STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
+ * inHead is the new order. @return STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t lbpef64fResize(lbpef64fState* state, int32_t order);
 
 #ifdef __cplusplus
 }
 #endif
+
+/** @} */
 
 #endif

@@ -1,5 +1,7 @@
 /** @file
- * lfpef64f: the forward prediction-error filter, an adaptive lattice, one sample per call.
+ * @ref lfpef64f
+ * @defgroup lfpef64f lfpef64f: gradient lattice that predicts forwards
+ * The forward prediction-error filter, an adaptive lattice, one sample per call.
  *
  *     f = x(n), back[0] = x(n), power[0] = (b[0]^2 + f^2) * gain + power[0] * keep, and then, with b[i]
  *     the backward error back[i] of the sample before, for i = 1 .. order and k = parcor[i-1]:
@@ -14,26 +16,30 @@
  * lattice in direct form: with parcor held fixed, the prediction is the sum of coef[j] * x(n-1-j),
  * j = 0 .. order-1. No operation reads coef.
  *
- * Source: Griffiths 1977, A continuously adaptive filter implemented as a lattice structure; Makhoul
- * 1977, Stable and efficient lattice methods for linear prediction.
+ * @par Source
+ * Griffiths 1977, A continuously adaptive filter implemented as a lattice structure; Makhoul 1977,
+ * Stable and efficient lattice methods for linear prediction.
  *
- * Departures from the textbook: the weights of the power, 0.98 and 0.01, do not add up to 1, so the
- * power settles at half of what the two errors have together, and a given mu acts like about twice the
- * textbook's. The step is mu/power + eps: eps guards no division, and mu = 0 still moves the
- * coefficients a little (FilterOnly does not).
+ * @par Departures from the textbook
+ * The weights of the power, 0.98 and 0.01, do not add up to 1, so the power settles at half of what
+ * the two errors have together, and a given mu acts like about twice the textbook's. The step is
+ * mu/power + eps: eps guards no division, and mu = 0 still moves the coefficients a little
+ * (FilterOnly does not).
  *
- * Silence. A gradient of exactly 0 moves nothing, however large the quotient: after any number of zeros
- * the coefficients are finite and as they were. But an input that fades below about 1e-155 and never
+ * @par Silence
+ * A gradient of exactly 0 moves nothing, however large the quotient: after any number of zeros the
+ * coefficients are finite and as they were. But an input that fades below about 1e-155 and never
  * becomes 0 overflows the quotient with a gradient left, and parcor with it: cut such tails off.
  *
- * Step size. A coefficient settles in about 1 / (2 * mu) samples, whatever the level of the input.
- * Below mu = 0.01 no input takes it out of [-1, 1]; towards 0.1 single samples do, and from about 0.3 on
+ * @par Step size
+ * A coefficient settles in about 1 / (2 * mu) samples, whatever the level of the input. Below
+ * mu = 0.01 no input takes it out of [-1, 1]; towards 0.1 single samples do, and from about 0.3 on
  * the lattice diverges. 0.001 to 0.01 is the usual range. Samples above 1e5 add to the step, by eps
  * times their power. No value is refused.
  *
  * For what all families share see merlo64f.h; there is no ResetDelayLine, and InitStatic tests its
  * pointers before the order.
- */
+ * @{ */
 #ifndef MERLO64F_LFPEF64F_H
 #define MERLO64F_LFPEF64F_H
 
@@ -45,7 +51,7 @@ extern "C" {
 
 /** An adaptive lattice of `order` stages. */
 typedef struct lfpef64fState {
-    int32_t order;      /**< number of stages, 1 .. MAX_PEF_STAGES; 0 after a failure */
+    int32_t order;      /**< number of stages, 1 to MAX_PEF_STAGES; 0 after a failure */
     double mu;          /**< step size; read at every update, so the host may change it */
     double err;         /**< forward error of the last stage; no value before the first sample */
     int32_t updateCoef; /**< not 0: FilterUpdate rebuilds coef; 1 at first, the host's to change */
@@ -57,63 +63,69 @@ typedef struct lfpef64fState {
 } lfpef64fState;
 
 /** Sets up a record with zero coefficients and errors from the heap and powers of 1.0.
- * order  number of stages, reduced to MAX_PEF_STAGES; mu  step size, any value.
- * Returns STS_OK; STS_NULL_PTR for a null state, with nothing written; STS_BAD_SIZE for order < 1;
- * STS_NO_MEMORY. */
+ * @param order  number of stages, reduced to MAX_PEF_STAGES
+ * @param mu  step size, any value
+ * @return STS_OK; STS_NULL_PTR for a null state, with nothing written; STS_BAD_SIZE for order < 1;
+ *   STS_NO_MEMORY. */
 MERLO64F_API int32_t lfpef64fInit(lfpef64fState* state, int32_t order, double mu);
 
-/** As lfpef64fInit on the host's own buffers: coefBuf takes 2 * order elements, workBuf
- * 3 * (order + 1), with the order reduced. All become 0, the powers 1.0.
- * Returns STS_OK; STS_NULL_PTR for a null pointer (a null state with nothing written); then
- * STS_BAD_SIZE for order < 1. */
+#define LFPEF64F_COEF_LEN(order) (2 * MERLO64F_STAGES(order))       /**< elements of coefBuf */
+#define LFPEF64F_WORK_LEN(order) (3 * (MERLO64F_STAGES(order) + 1)) /**< elements of workBuf */
+
+/** As lfpef64fInit() on the host's own buffers, LFPEF64F_COEF_LEN and LFPEF64F_WORK_LEN elements.
+ * All become 0, the powers 1.0.
+ * @return STS_OK; STS_NULL_PTR for a null pointer (a null state with nothing written); then
+ *   STS_BAD_SIZE for order < 1. */
 MERLO64F_API int32_t lfpef64fInitStatic(lfpef64fState* state, int32_t order, double mu,
                                         double* coefBuf, double* workBuf);
 
 /** Releases both blocks and stores 0 in order. */
 MERLO64F_API void lfpef64fFree(lfpef64fState* state);
 
-/** One step: x passes the stages, which adapt; then coef is rebuilt from the new parcor if updateCoef
- * is not 0. err is the forward error of the last stage.
- * Returns the prediction of x, x - err. */
+/** One step: x passes the stages, which adapt; then coef is rebuilt from the new parcor if
+ * updateCoef is not 0. err is the forward error of the last stage.
+ * @return the prediction of x, x - err. */
 MERLO64F_API double lfpef64fFilterUpdate(lfpef64fState* state, double x);
 
 /** One step without adapting: parcor and coef stay; errors and powers move on, err included.
- * Returns what lfpef64fFilterUpdate returns. */
+ * @return what lfpef64fFilterUpdate() returns. */
 MERLO64F_API double lfpef64fFilterOnly(lfpef64fState* state, double x);
 
 /** Zero-fills coef and parcor: the lattice learns anew on the errors and powers that it has.
- * Returns STS_OK, or STS_NULL_PTR for a null state, coef or parcor. */
+ * @return STS_OK, or STS_NULL_PTR for a null state, coef or parcor. */
 MERLO64F_API int32_t lfpef64fReset(lfpef64fState* state);
 
 /** Accessors on the direct form, the reflection coefficients and the backward errors (element i is
- * delayLine[i]; no ring), each of length `order`: see merlo64f.h. What SetCoef stores lasts until coef
- * is rebuilt; the other two take effect in the next step. They return the number of elements moved or
- * a negative status. */
+ * delayLine[i]; no ring), each of length `order`: see merlo64f.h. What SetCoef stores lasts until
+ * coef is rebuilt; the other two take effect in the next step. They return the number of elements
+ * moved or a negative status. */
 MERLO64F_API int32_t lfpef64fGetCoef(const lfpef64fState* state, double* buf, int32_t start,
                                      int32_t count, int32_t reversed);
-/** See lfpef64fGetCoef. */
+/** See lfpef64fGetCoef(). */
 MERLO64F_API int32_t lfpef64fSetCoef(lfpef64fState* state, const double* buf, int32_t start,
                                      int32_t count, int32_t reversed);
-/** See lfpef64fGetCoef. */
+/** See lfpef64fGetCoef(). */
 MERLO64F_API int32_t lfpef64fGetParcor(const lfpef64fState* state, double* buf, int32_t start,
                                        int32_t count, int32_t reversed);
-/** See lfpef64fGetCoef. */
+/** See lfpef64fGetCoef(). */
 MERLO64F_API int32_t lfpef64fSetParcor(lfpef64fState* state, const double* buf, int32_t start,
                                        int32_t count, int32_t reversed);
-/** See lfpef64fGetCoef. */
+/** See lfpef64fGetCoef(). */
 MERLO64F_API int32_t lfpef64fGetDelayLine(const lfpef64fState* state, double* buf, int32_t start,
                                           int32_t count, int32_t reversed);
-/** See lfpef64fGetCoef. */
+/** See lfpef64fGetCoef(). */
 MERLO64F_API int32_t lfpef64fSetDelayLine(lfpef64fState* state, const double* buf, int32_t start,
                                           int32_t count, int32_t reversed);
 
-/** Changes the number of stages of a record from lfpef64fInit; keeps mu, updateCoef and the first
+/** Changes the number of stages of a record from lfpef64fInit(); keeps mu, updateCoef and the first
  * elements of coef, parcor and delayLine. Powers are back at 1.0.
- * Returns STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
+ * @return STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t lfpef64fResize(lfpef64fState* state, int32_t order);
 
 #ifdef __cplusplus
 }
 #endif
+
+/** @} */
 
 #endif

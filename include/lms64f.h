@@ -1,5 +1,7 @@
 /** @file
- * lms64f: the least-mean-squares transversal filter, one sample per call.
+ * @ref lms64f
+ * @defgroup lms64f lms64f: least mean squares (LMS)
+ * The least-mean-squares transversal filter, one sample per call.
  *
  *     y = sum of coef[k] * x(n-k),  e = d - y,  coef[k] += term(k),  k = 0 .. order-1
  *
@@ -14,17 +16,19 @@
  *                                                                  equalization of digital
  *                                                                  communication systems
  *
- * Departure from the textbook: sgn(v) is +1 for v >= 0 (both zeros included) and -1 otherwise, a NaN
- * included. There is no third value, so the sign-error forms move the taps at e = 0 too, and a silent
- * line moves every tap in the sign-data forms.
+ * @par Departure from the textbook
+ * sgn(v) is +1 for v >= 0 (both zeros included) and -1 otherwise, a NaN included. There is no third
+ * value, so the sign-error forms move the taps at e = 0 too, and a silent line moves every tap in
+ * the sign-data forms.
  *
- * Step size. For white x of power s the classic update converges in the mean square for
- * 0 < mu < 2 / ((order + 2) * s) (Gaussian input); a tenth of that is a common choice. The sign-error
- * forms walk by mu per sample and keep a ripple of that size. No value is refused.
+ * @par Step size
+ * For white x of power s the classic update converges in the mean square for
+ * 0 < mu < 2 / ((order + 2) * s) (Gaussian input); a tenth of that is a common choice. The
+ * sign-error forms walk by mu per sample and keep a ripple of that size. No value is refused.
  *
- * Each update exists on the record's ring line and, with `LC` in its name, on a linear line that the
- * host moves. For what all families share see merlo64f.h.
- */
+ * Each update exists on the record's ring line and, with `LC` in its name, on a linear line that
+ * the host moves. For what all families share see merlo64f.h.
+ * @{ */
 #ifndef MERLO64F_LMS64F_H
 #define MERLO64F_LMS64F_H
 
@@ -36,7 +40,7 @@ extern "C" {
 
 /** An adaptive filter of `order` taps. */
 typedef struct lms64fState {
-    int32_t order;     /**< number of taps, 1 .. MAX_TAPS; 0 after a failure */
+    int32_t order;     /**< number of taps, 1 to MAX_TAPS; 0 after a failure */
     double mu;         /**< step size; read at every update, so the host may change it */
     double err;        /**< a-priori error d - y of the last update; no value before the first */
     double* coef;      /**< `order` coefficients; coef[0] meets the newest sample */
@@ -45,13 +49,17 @@ typedef struct lms64fState {
 } lms64fState;
 
 /** Sets up a record with zero coefficients and a line of zeros from the heap.
- * order  number of taps, reduced to MAX_TAPS; mu  step size, any value.
- * Returns STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
+ * @param order  number of taps, reduced to MAX_TAPS
+ * @param mu  step size, any value
+ * @return STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t lms64fInit(lms64fState* state, int32_t order, double mu);
 
-/** As lms64fInit on the host's own buffers: coefBuf and delayBuf take `order` elements each and are
- * zero-filled.
- * Returns STS_OK; STS_BAD_SIZE for order < 1; STS_NULL_PTR for a null buffer. */
+#define LMS64F_COEF_LEN(order) MERLO64F_TAPS(order)  /**< elements of coefBuf */
+#define LMS64F_DELAY_LEN(order) MERLO64F_TAPS(order) /**< elements of delayBuf */
+
+/** As lms64fInit() on the host's own buffers, LMS64F_COEF_LEN and LMS64F_DELAY_LEN elements, which
+ * are zero-filled.
+ * @return STS_OK; STS_BAD_SIZE for order < 1; STS_NULL_PTR for a null buffer. */
 MERLO64F_API int32_t lms64fInitStatic(lms64fState* state, int32_t order, double mu, double* coefBuf,
                                       double* delayBuf);
 
@@ -60,8 +68,9 @@ MERLO64F_API void lms64fFree(lms64fState* state);
 
 /** One step: x enters the ring line, y = sum of coef[k] * x(n-k), err = d - y,
  * coef[k] += (mu * err) * x(n-k).
- * x  input sample; d  desired sample, in the unit of y.
- * Returns y, formed before the update. */
+ * @param x  input sample
+ * @param d  desired sample, in the unit of y
+ * @return y, formed before the update. */
 MERLO64F_API double lms64fFilterUpdate(lms64fState* state, double x, double d);
 
 /** The same with coef[k] += (mu * sgn(err)) * x(n-k); err still holds the error itself. */
@@ -73,55 +82,57 @@ MERLO64F_API double lms64fFilterUpdateSignReg(lms64fState* state, double x, doub
 /** The same with coef[k] += sgn(x(n-k)) * (mu * sgn(err)); err still holds the error itself. */
 MERLO64F_API double lms64fFilterUpdateSignSign(lms64fState* state, double x, double d);
 
-/** lms64fFilterUpdate on delayLine as a linear line that already holds the input sample at element 0
- * (see merlo64f.h, delay lines): nothing is stored, `head` is neither read nor changed.
- * Returns y, formed before the update. */
+/** lms64fFilterUpdate() on delayLine as a linear line that already holds the input sample at
+ * element 0 (see merlo64f.h, delay lines): nothing is stored, `head` is neither read nor changed.
+ * @return y, formed before the update. */
 MERLO64F_API double lms64fLCFilterUpdate(lms64fState* state, double d);
 
-/** lms64fFilterUpdateSignErr on the linear line. */
+/** lms64fFilterUpdateSignErr() on the linear line. */
 MERLO64F_API double lms64fLCFilterUpdateSignErr(lms64fState* state, double d);
 
-/** lms64fFilterUpdateSignReg on the linear line. */
+/** lms64fFilterUpdateSignReg() on the linear line. */
 MERLO64F_API double lms64fLCFilterUpdateSignReg(lms64fState* state, double d);
 
-/** lms64fFilterUpdateSignSign on the linear line. */
+/** lms64fFilterUpdateSignSign() on the linear line. */
 MERLO64F_API double lms64fLCFilterUpdateSignSign(lms64fState* state, double d);
 
 /** One step without adapting: x enters the ring line; coef and err stay. Mixes freely with the
- * updates. Returns y. */
+ * updates. @return y. */
 MERLO64F_API double lms64fFilterOnly(lms64fState* state, double x);
 
-/** The sum over the linear line; changes nothing. Returns y. */
+/** The sum over the linear line; changes nothing. @return y. */
 MERLO64F_API double lms64fLCFilterOnly(const lms64fState* state);
 
 /** Zero-fills coef: the filter learns anew on the history that it has.
- * Returns STS_OK, or STS_NULL_PTR for a null coef. */
+ * @return STS_OK, or STS_NULL_PTR for a null coef. */
 MERLO64F_API int32_t lms64fReset(lms64fState* state);
 
-/** Zero-fills the line; `head` stays. Returns STS_OK, or STS_NULL_PTR for a null delayLine. */
+/** Zero-fills the line; `head` stays. @return STS_OK, or STS_NULL_PTR for a null delayLine. */
 MERLO64F_API int32_t lms64fResetDelayLine(lms64fState* state);
 
 /** Accessors on the coefficients (length `order`) and on the ring line (length `order`, newest
  * first): see merlo64f.h. They return the number of elements moved or a negative status. */
 MERLO64F_API int32_t lms64fGetCoef(const lms64fState* state, double* buf, int32_t start,
                                    int32_t count, int32_t reversed);
-/** See lms64fGetCoef. */
+/** See lms64fGetCoef(). */
 MERLO64F_API int32_t lms64fSetCoef(lms64fState* state, const double* buf, int32_t start,
                                    int32_t count, int32_t reversed);
-/** See lms64fGetCoef. */
+/** See lms64fGetCoef(). */
 MERLO64F_API int32_t lms64fGetDelayLine(const lms64fState* state, double* buf, int32_t start,
                                         int32_t count, int32_t reversed);
-/** See lms64fGetCoef. */
+/** See lms64fGetCoef(). */
 MERLO64F_API int32_t lms64fSetDelayLine(lms64fState* state, const double* buf, int32_t start,
                                         int32_t count, int32_t reversed);
 
-/** Changes the number of taps of a record from lms64fInit; keeps mu, the first coefficients and the
- * newest samples, and puts `head` at order - 1.
- * Returns STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
+/** Changes the number of taps of a record from lms64fInit(); keeps mu, the first coefficients and
+ * the newest samples, and puts `head` at order - 1.
+ * @return STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t lms64fResize(lms64fState* state, int32_t order);
 
 #ifdef __cplusplus
 }
 #endif
+
+/** @} */
 
 #endif

@@ -1,6 +1,8 @@
 /** @file
- * lmslattice64f: the gradient lattice with a joint process, one sample per call: a lattice turns the
- * input into backward errors that hardly correlate, and their weighted sum follows a desired signal.
+ * @ref lmslattice64f
+ * @defgroup lmslattice64f lmslattice64f: gradient lattice with a joint process
+ * The gradient lattice with a joint process, one sample per call: a lattice turns the input into
+ * backward errors that hardly correlate, and their weighted sum follows a desired signal.
  *
  *     f = x(n), back[0] = x(n), power[0] = (b[0]^2 + f^2) * gain + power[0] * keep, and then, with b[i]
  *     the backward error back[i] of the sample before, for i = 1 .. order-1 and k = parcor[i-1]:
@@ -16,29 +18,22 @@
  * coef weighs backward errors: it is no direct form on x. The lattice has order - 1 stages, and
  * parcor[order-1] belongs to none.
  *
- * Source: Griffiths 1978, An adaptive lattice structure for noise-cancelling applications; Griffiths
- * 1977, A continuously adaptive filter implemented as a lattice structure.
+ * @par Source
+ * Griffiths 1978, An adaptive lattice structure for noise-cancelling applications; Griffiths 1977,
+ * A continuously adaptive filter implemented as a lattice structure.
  *
- * Departures from the textbook: the weights of the power, 0.98 and 0.01, do not add up to 1, so the
- * power settles at half of what the two errors of a stage have together, and a given mu acts like
- * about twice the textbook's. In the stages the step is mu/power + eps: eps guards no division, and
- * mu = 0 still moves parcor a little (adaptParcor = 0 and FilterOnly do not). In the joint process eps
- * is added to the power, and muCoef = 0 holds coef still.
+ * @par Departures from the textbook
+ * In the stages those of lfpef64f.h (here adaptParcor = 0 and FilterOnly hold parcor still). In the
+ * joint process eps is added to the power, and muCoef = 0 holds coef still.
  *
- * Silence. A gradient of exactly 0 moves nothing, however large the quotient: after any number of zeros
- * parcor is finite and as it was. But an input that fades below about 1e-155 and never becomes 0
- * overflows the quotient with a gradient left, and parcor with it: cut such tails off.
- *
- * Step sizes. A reflection coefficient settles in about 1 / (2 * mu) samples, whatever the level of the
- * input. Below mu = 0.01 no input takes it out of [-1, 1]; towards 0.1 single samples do, and from about
- * 0.3 on the lattice diverges. 0.001 to 0.01 is the usual range. Samples above 1e5 add to the step, by
- * eps times their power. coef is stable for about 0 < muCoef < 2 / order, and half of that is the
- * fastest. Whatever moves parcor upsets a little what coef has learned, so let mu be the smaller. No
- * value is refused.
+ * @par Step sizes
+ * mu acts on parcor, and silence too, as in lfpef64f.h. coef is stable for about
+ * 0 < muCoef < 2 / order, and half of that is the fastest. Whatever moves parcor upsets a little
+ * what coef has learned, so let mu be the smaller. No value is refused.
  *
  * For what all families share see merlo64f.h; there is no ResetDelayLine, and InitStatic tests its
  * pointers before the order.
- */
+ * @{ */
 #ifndef MERLO64F_LMSLATTICE64F_H
 #define MERLO64F_LMSLATTICE64F_H
 
@@ -50,7 +45,7 @@ extern "C" {
 
 /** An adaptive lattice of order - 1 stages and the `order` weights of its backward errors. */
 typedef struct lmslattice64fState {
-    int32_t order;       /**< number of backward errors, 1 .. MAX_TAPS; 0 after a failure */
+    int32_t order;       /**< number of backward errors, 1 to MAX_TAPS; 0 after a failure */
     double mu;           /**< step size of parcor; read at every update, the host may change it */
     double muCoef;       /**< step size of coef; likewise */
     double err;          /**< a-priori error d - y of the last update; no value before the first */
@@ -63,64 +58,71 @@ typedef struct lmslattice64fState {
 } lmslattice64fState;
 
 /** Sets up a record with zero coefficients and errors from the heap and powers of 1.0.
- * order  number of backward errors, reduced to MAX_TAPS; mu, muCoef  step sizes, any value.
- * Returns STS_OK; STS_NULL_PTR for a null state, with nothing written; STS_BAD_SIZE for order < 1;
- * STS_NO_MEMORY. */
+ * @param order  number of backward errors, reduced to MAX_TAPS
+ * @param mu,muCoef  step sizes, any value
+ * @return STS_OK; STS_NULL_PTR for a null state, with nothing written; STS_BAD_SIZE for order < 1;
+ *   STS_NO_MEMORY. */
 MERLO64F_API int32_t lmslattice64fInit(lmslattice64fState* state, int32_t order, double mu,
                                        double muCoef);
 
-/** As lmslattice64fInit on the host's own buffers: coefBuf takes 2 * order elements, workBuf
- * 3 * order, with the order reduced. All become 0, the powers 1.0.
- * Returns STS_OK; STS_NULL_PTR for a null pointer (a null state with nothing written); then
- * STS_BAD_SIZE for order < 1. */
+#define LMSLATTICE64F_COEF_LEN(order) (2 * MERLO64F_TAPS(order)) /**< elements of coefBuf */
+#define LMSLATTICE64F_WORK_LEN(order) (3 * MERLO64F_TAPS(order)) /**< elements of workBuf */
+
+/** As lmslattice64fInit() on the host's own buffers, LMSLATTICE64F_COEF_LEN and
+ * LMSLATTICE64F_WORK_LEN elements. All become 0, the powers 1.0.
+ * @return STS_OK; STS_NULL_PTR for a null pointer (a null state with nothing written); then
+ *   STS_BAD_SIZE for order < 1. */
 MERLO64F_API int32_t lmslattice64fInitStatic(lmslattice64fState* state, int32_t order, double mu,
                                              double muCoef, double* coefBuf, double* workBuf);
 
 /** Releases both blocks and stores 0 in order. */
 MERLO64F_API void lmslattice64fFree(lmslattice64fState* state);
 
-/** One step: x passes the stages, which adapt if adaptParcor is not 0; y is formed, err = d - y, and
- * coef adapts.
- * x  input sample; d  desired sample, in the unit of y.
- * Returns y, formed with coef from before the update. */
+/** One step: x passes the stages, which adapt if adaptParcor is not 0; y is formed, err = d - y,
+ * and coef adapts.
+ * @param x  input sample
+ * @param d  desired sample, in the unit of y
+ * @return y, formed with coef from before the update. */
 MERLO64F_API double lmslattice64fFilterUpdate(lmslattice64fState* state, double x, double d);
 
 /** One step without adapting: parcor, coef and err stay; errors and powers of the stages move on.
- * Returns y. */
+ * @return y. */
 MERLO64F_API double lmslattice64fFilterOnly(lmslattice64fState* state, double x);
 
 /** Zero-fills coef and parcor: the lattice learns anew on the errors and powers that it has.
- * Returns STS_OK, or STS_NULL_PTR for a null state, coef or parcor. */
+ * @return STS_OK, or STS_NULL_PTR for a null state, coef or parcor. */
 MERLO64F_API int32_t lmslattice64fReset(lmslattice64fState* state);
 
 /** Accessors on the weights, the reflection coefficients and the backward errors (element i is
- * delayLine[i]; no ring), each of length `order`: see merlo64f.h. What is set takes effect in the next
- * step. They return the number of elements moved or a negative status. */
+ * delayLine[i]; no ring), each of length `order`: see merlo64f.h. What is set takes effect in the
+ * next step. They return the number of elements moved or a negative status. */
 MERLO64F_API int32_t lmslattice64fGetCoef(const lmslattice64fState* state, double* buf,
                                           int32_t start, int32_t count, int32_t reversed);
-/** See lmslattice64fGetCoef. */
+/** See lmslattice64fGetCoef(). */
 MERLO64F_API int32_t lmslattice64fSetCoef(lmslattice64fState* state, const double* buf,
                                           int32_t start, int32_t count, int32_t reversed);
-/** See lmslattice64fGetCoef. */
+/** See lmslattice64fGetCoef(). */
 MERLO64F_API int32_t lmslattice64fGetParcor(const lmslattice64fState* state, double* buf,
                                             int32_t start, int32_t count, int32_t reversed);
-/** See lmslattice64fGetCoef. */
+/** See lmslattice64fGetCoef(). */
 MERLO64F_API int32_t lmslattice64fSetParcor(lmslattice64fState* state, const double* buf,
                                             int32_t start, int32_t count, int32_t reversed);
-/** See lmslattice64fGetCoef. */
+/** See lmslattice64fGetCoef(). */
 MERLO64F_API int32_t lmslattice64fGetDelayLine(const lmslattice64fState* state, double* buf,
                                                int32_t start, int32_t count, int32_t reversed);
-/** See lmslattice64fGetCoef. */
+/** See lmslattice64fGetCoef(). */
 MERLO64F_API int32_t lmslattice64fSetDelayLine(lmslattice64fState* state, const double* buf,
                                                int32_t start, int32_t count, int32_t reversed);
 
-/** Changes the number of backward errors of a record from lmslattice64fInit; keeps mu, muCoef,
+/** Changes the number of backward errors of a record from lmslattice64fInit(); keeps mu, muCoef,
  * adaptParcor and the first elements of coef, parcor and delayLine. Powers are back at 1.0.
- * Returns STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
+ * @return STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t lmslattice64fResize(lmslattice64fState* state, int32_t order);
 
 #ifdef __cplusplus
 }
 #endif
+
+/** @} */
 
 #endif

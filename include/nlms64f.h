@@ -1,20 +1,25 @@
 /** @file
- * nlms64f: the normalised LMS transversal filter, one sample per call.
+ * @ref nlms64f
+ * @defgroup nlms64f nlms64f: normalised LMS
+ * The normalised LMS transversal filter, one sample per call.
  *
  *     y = sum of coef[k] * x(n-k),  e = d - y,  power = 0.99 * power + 0.01 * (x * x)
  *     g = (mu * e) / (power + 1e-12),  coef[k] += g * x(n-k),  k = 0 .. order-1
  *
- * Source: Nagumo and Noda 1967, A learning method for system identification.
+ * @par Source
+ * Nagumo and Noda 1967, A learning method for system identification.
  *
- * Departure from the textbook: the normaliser is the smoothed power of one sample (a time constant of
- * 100 samples), not the energy of the line, which is about `order` times as large.
+ * @par Departure from the textbook
+ * The normaliser is the smoothed power of one sample (a time constant of 100 samples), not the
+ * energy of the line, which is about `order` times as large.
  *
- * Step size. Stable for about 0 < mu < 2 / order on steady input of any level; half of that is the
- * fastest. An onset after silence meets a power that has decayed: it is taken with a larger step. No
- * value is refused.
+ * @par Step size
+ * Stable for about 0 < mu < 2 / order on steady input of any level; half of that is the fastest. An
+ * onset after silence meets a power that has decayed: it is taken with a larger step. No value is
+ * refused.
  *
  * For what all families share see merlo64f.h.
- */
+ * @{ */
 #ifndef MERLO64F_NLMS64F_H
 #define MERLO64F_NLMS64F_H
 
@@ -26,7 +31,7 @@ extern "C" {
 
 /** An adaptive filter of `order` taps and the power of its input. */
 typedef struct nlms64fState {
-    int32_t order;     /**< number of taps, 1 .. MAX_TAPS; 0 after a failure */
+    int32_t order;     /**< number of taps, 1 to MAX_TAPS; 0 after a failure */
     double mu;         /**< step size; read at every update, so the host may change it */
     double err;        /**< a-priori error d - y of the last update; no value before the first */
     double power;      /**< smoothed x * x; 1.0 at first, then never set back by the library */
@@ -36,64 +41,71 @@ typedef struct nlms64fState {
 } nlms64fState;
 
 /** Sets up a record with zero coefficients, a line of zeros from the heap and a power of 1.0.
- * order  number of taps, reduced to MAX_TAPS; mu  step size, any value.
- * Returns STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
+ * @param order  number of taps, reduced to MAX_TAPS
+ * @param mu  step size, any value
+ * @return STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t nlms64fInit(nlms64fState* state, int32_t order, double mu);
 
-/** As nlms64fInit on the host's own buffers: coefBuf and delayBuf take `order` elements each and are
- * zero-filled.
- * Returns STS_OK; STS_BAD_SIZE for order < 1; STS_NULL_PTR for a null buffer. */
+#define NLMS64F_COEF_LEN(order) MERLO64F_TAPS(order)  /**< elements of coefBuf */
+#define NLMS64F_DELAY_LEN(order) MERLO64F_TAPS(order) /**< elements of delayBuf */
+
+/** As nlms64fInit() on the host's own buffers, NLMS64F_COEF_LEN and NLMS64F_DELAY_LEN elements,
+ * which are zero-filled.
+ * @return STS_OK; STS_BAD_SIZE for order < 1; STS_NULL_PTR for a null buffer. */
 MERLO64F_API int32_t nlms64fInitStatic(nlms64fState* state, int32_t order, double mu,
                                        double* coefBuf, double* delayBuf);
 
 /** Releases both buffers; no field of the record changes. */
 MERLO64F_API void nlms64fFree(nlms64fState* state);
 
-/** One step: x enters the ring line, y is formed, err = d - y, power takes in x and then divides the
- * step of the coefficients.
- * x  input sample; d  desired sample, in the unit of y.
- * Returns y, formed before the update. */
+/** One step: x enters the ring line, y is formed, err = d - y, power takes in x and then divides
+ * the step of the coefficients.
+ * @param x  input sample
+ * @param d  desired sample, in the unit of y
+ * @return y, formed before the update. */
 MERLO64F_API double nlms64fFilterUpdate(nlms64fState* state, double x, double d);
 
-/** The same on delayLine as a linear line that already holds the input sample at element 0, which is
- * the x of the power too (see merlo64f.h, delay lines). Returns y, formed before the update. */
+/** The same on delayLine as a linear line that already holds the input sample at element 0, which
+ * is the x of the power too (see merlo64f.h, delay lines). @return y, formed before the update. */
 MERLO64F_API double nlms64fLCFilterUpdate(nlms64fState* state, double d);
 
 /** One step without adapting: x enters the ring line and power takes it in; coef and err stay.
- * Returns y. */
+ * @return y. */
 MERLO64F_API double nlms64fFilterOnly(nlms64fState* state, double x);
 
-/** The sum over the linear line; power takes in element 0, and nothing else changes. Returns y. */
+/** The sum over the linear line; power takes in element 0, and nothing else changes. @return y. */
 MERLO64F_API double nlms64fLCFilterOnly(nlms64fState* state);
 
-/** Zero-fills coef; power stays. Returns STS_OK, or STS_NULL_PTR for a null coef. */
+/** Zero-fills coef; power stays. @return STS_OK, or STS_NULL_PTR for a null coef. */
 MERLO64F_API int32_t nlms64fReset(nlms64fState* state);
 
 /** Zero-fills the line; `head` and power stay.
- * Returns STS_OK, or STS_NULL_PTR for a null delayLine. */
+ * @return STS_OK, or STS_NULL_PTR for a null delayLine. */
 MERLO64F_API int32_t nlms64fResetDelayLine(nlms64fState* state);
 
 /** Accessors on the coefficients (length `order`) and on the ring line (length `order`, newest
  * first): see merlo64f.h. They return the number of elements moved or a negative status. */
 MERLO64F_API int32_t nlms64fGetCoef(const nlms64fState* state, double* buf, int32_t start,
                                     int32_t count, int32_t reversed);
-/** See nlms64fGetCoef. */
+/** See nlms64fGetCoef(). */
 MERLO64F_API int32_t nlms64fSetCoef(nlms64fState* state, const double* buf, int32_t start,
                                     int32_t count, int32_t reversed);
-/** See nlms64fGetCoef. */
+/** See nlms64fGetCoef(). */
 MERLO64F_API int32_t nlms64fGetDelayLine(const nlms64fState* state, double* buf, int32_t start,
                                          int32_t count, int32_t reversed);
-/** See nlms64fGetCoef. */
+/** See nlms64fGetCoef(). */
 MERLO64F_API int32_t nlms64fSetDelayLine(nlms64fState* state, const double* buf, int32_t start,
                                          int32_t count, int32_t reversed);
 
-/** Changes the number of taps of a record from nlms64fInit; keeps mu, power, the first coefficients
- * and the newest samples, and puts `head` at order - 1.
- * Returns STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
+/** Changes the number of taps of a record from nlms64fInit(); keeps mu, power, the first
+ * coefficients and the newest samples, and puts `head` at order - 1.
+ * @return STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t nlms64fResize(nlms64fState* state, int32_t order);
 
 #ifdef __cplusplus
 }
 #endif
+
+/** @} */
 
 #endif

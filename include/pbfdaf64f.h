@@ -1,18 +1,20 @@
 /** @file
- * pbfdaf64f: the partitioned block frequency-domain adaptive filter (multidelay filter), for long
- * responses at a short transform length: blockLen samples per call and no added delay.
+ * @ref pbfdaf64f
+ * @defgroup pbfdaf64f pbfdaf64f: partitioned block filter in the frequency domain
+ * The partitioned block frequency-domain adaptive filter (multidelay filter), for long responses at
+ * a short transform length: blockLen samples per call and no added delay.
  *
  * The response is `partitions` parts of `order` taps, part p acting p blocks later than part 0:
  *
  *     y(t) = sum over p and i of tap[p][i] * x(t - p * blockLen - i), 0 <= p < partitions, 0 <= i < order
  *
- * With order = blockLen the parts join into order * partitions taps; with a larger order they overlap
- * and add up, with a smaller one there are gaps. Sizes, with `order` reduced to MAX_TAPS:
+ * With order = blockLen the parts join into order * partitions taps; with a larger order they
+ * overlap and add up, with a smaller one there are gaps. Sizes, with `order` reduced to MAX_TAPS:
  *
  *     fftLen = smallest power of two >= order + blockLen - 1        bins = fftLen / 2 + 1
  *     overlap = fftLen - blockLen     coefTail = fftLen - order     specLen = fftLen * partitions
  *
- * Per block, with X(p) the spectrum of the frame of p blocks ago and C(p) the coefficients of part p:
+ * Per block, with X(p) the spectrum of the frame of p blocks ago and C(p) that of part p:
  *
  *     y = the last blockLen samples of the inverse transform of the sum of C(p) * X(p)
  *     e = d - y, E = the spectrum of e in the place of the block
@@ -20,19 +22,23 @@
  *     C(p) += (mu * E / (power + 1e-6)) * conj(X(p)), bin by bin
  *     constrained: every C(p) is cut to its first `order` taps in the time domain
  *
- * 0.98 and 1e-6 are single-precision values, widened (0.9800000190734863, 9.999999974752427e-07), and
- * 0.02 is 1.0 less the former (0.019999980926513672).
+ * 0.98 and 1e-6 are single-precision values, widened (0.9800000190734863, 9.999999974752427e-07),
+ * and 0.02 is 1.0 less the former (0.019999980926513672).
  *
- * Source: Soo and Pang 1990, Multidelay block frequency domain adaptive filter. Departure from the
- * textbook: the transform's forward exponent is positive, so spectra are conjugate to the usual ones.
+ * @par Source
+ * Soo and Pang 1990, Multidelay block frequency domain adaptive filter.
  *
- * Step size. All parts adapt by one error: on white noise mu is stable for about
- * 0 < mu < 2 / (blockLen * partitions) with the constraint and up to about half of that without it; a
- * tenth of that is a safe start. No value is refused.
+ * @par Departure from the textbook
+ * The transform's forward exponent is positive, so spectra are conjugate to the usual ones.
  *
- * There are no delay-line accessors. Pointers are tested before sizes here. For what all families share
- * see merlo64f.h.
- */
+ * @par Step size
+ * All parts adapt by one error: on white noise mu is stable for about
+ * 0 < mu < 2 / (blockLen * partitions) with the constraint and up to about half of that without it;
+ * a tenth of that is a safe start. No value is refused.
+ *
+ * There are no delay-line accessors. Pointers are tested before sizes here. For what all families
+ * share see merlo64f.h.
+ * @{ */
 #ifndef MERLO64F_PBFDAF64F_H
 #define MERLO64F_PBFDAF64F_H
 
@@ -42,10 +48,11 @@
 extern "C" {
 #endif
 
-/** A filter of `partitions` times `order` taps over blocks, in the frequency domain. Packed spectra:
- * slot 0 is bin 0, slot 1 bin fftLen / 2, slots 2k and 2k+1 the real and imaginary part of bin k. */
+/** A filter of `partitions` times `order` taps over blocks, in the frequency domain. Packed
+ * spectra: slot 0 is bin 0, slot 1 bin fftLen / 2, slots 2k and 2k+1 real and imaginary part of
+ * bin k. */
 typedef struct pbfdaf64fState {
-    int32_t order;       /**< taps of a part, 1 .. MAX_TAPS; 0 after a failure and after Free */
+    int32_t order;       /**< taps of a part, 1 to MAX_TAPS; 0 after a failure and after Free */
     int32_t blockLen;    /**< samples per call, at least 1 */
     int32_t partitions;  /**< number of parts, at least 1 */
     int32_t fftLen;      /**< transform length */
@@ -69,19 +76,32 @@ typedef struct pbfdaf64fState {
 } pbfdaf64fState;
 
 /** Sets up a record with zero coefficients from the heap.
- * order  taps of a part, reduced to MAX_TAPS; blockLen  samples per call; partitions  number of
- * parts; mu  step size, any value; constrained  not 0 for the constraint; fftTable, fftTwiddles  tables for at least fftLen (see
- * support/fft_tables.h), borrowed: they must cover every length that a Resize will reach. Records that
- * run at the same time on different threads need an fftTable each; fftTwiddles can be shared.
- * Returns STS_OK; STS_NULL_PTR for a null table; STS_BAD_SIZE for a size below 1, for order = blockLen
- * = 1 (no transform has length 1), and for lengths that do not fit; STS_NO_MEMORY. */
+ * @param order  taps of a part, reduced to MAX_TAPS
+ * @param blockLen  samples per call
+ * @param partitions  number of parts
+ * @param mu  step size, any value
+ * @param constrained,fftTable,fftTwiddles  as for bfdaf64fInit()
+ * @return STS_OK; STS_NULL_PTR for a null table; STS_BAD_SIZE for a size below 1, for
+ *   order = blockLen = 1 (no transform has length 1), and for lengths that do not fit;
+ *   STS_NO_MEMORY. */
 MERLO64F_API int32_t pbfdaf64fInit(pbfdaf64fState* state, int32_t order, int32_t blockLen,
                                    int32_t partitions, double mu, int32_t constrained,
                                    int32_t* fftTable, const double* fftTwiddles);
 
-/** As pbfdaf64fInit on the host's own buffers: coefBuf takes specLen elements, workBuf
- * (partitions + 2) * fftLen + overlap + bins. Both are zero-filled.
- * Returns STS_OK; STS_NULL_PTR for a null table or buffer; STS_BAD_SIZE as pbfdaf64fInit. */
+/** The transform length fftLen. */
+#define PBFDAF64F_FFT_LEN(order, blockLen)                                                         \
+    MERLO64F_POWER_OF_2(MERLO64F_TAPS(order) - 1 + (blockLen))
+/** Elements of coefBuf: specLen. */
+#define PBFDAF64F_COEF_LEN(order, blockLen, partitions)                                            \
+    (PBFDAF64F_FFT_LEN(order, blockLen) * (partitions))
+/** Elements of workBuf: overlap + specLen + 2 * fftLen + bins. */
+#define PBFDAF64F_WORK_LEN(order, blockLen, partitions)                                            \
+    (PBFDAF64F_FFT_LEN(order, blockLen) * (INT64_C(3) + (partitions)) - (blockLen) +               \
+     PBFDAF64F_FFT_LEN(order, blockLen) / 2 + 1)
+
+/** As pbfdaf64fInit() on the host's own buffers, PBFDAF64F_COEF_LEN and PBFDAF64F_WORK_LEN
+ * elements, which are zero-filled.
+ * @return STS_OK; STS_NULL_PTR for a null table or buffer; STS_BAD_SIZE as pbfdaf64fInit(). */
 MERLO64F_API int32_t pbfdaf64fInitStatic(pbfdaf64fState* state, int32_t order, int32_t blockLen,
                                          int32_t partitions, double mu, int32_t constrained,
                                          double* coefBuf, double* workBuf, int32_t* fftTable,
@@ -91,46 +111,50 @@ MERLO64F_API int32_t pbfdaf64fInitStatic(pbfdaf64fState* state, int32_t order, i
 MERLO64F_API void pbfdaf64fFree(pbfdaf64fState* state);
 
 /** One block: filters x, forms the errors and adapts.
- * x, d  input and desired samples, oldest first; y, e  outputs and errors d - y; blockLen elements each.
- * y may be x, e may be x or d; y must be neither d nor e.
- * Returns STS_OK, or STS_NULL_PTR for a record without delayLine. The arrays are not tested. */
+ * @param x,d  input and desired samples, oldest first, blockLen each
+ * @param y,e  outputs and errors d - y, blockLen each; y may be x, e may be x or d; y must be
+ *   neither d nor e
+ * @return STS_OK, or STS_NULL_PTR for a record without delayLine. The arrays are not tested. */
 MERLO64F_API int32_t pbfdaf64fFilterUpdate(pbfdaf64fState* state, const double* x, const double* d,
                                            double* y, double* e);
 
 /** One block without adapting; history and running power move on.
- * x  input samples; y  outputs, which may be x; blockLen elements each.
- * Returns STS_OK, or STS_NULL_PTR for a record without delayLine. The arrays are not tested. */
+ * @param x  input samples, blockLen
+ * @param y  outputs, blockLen, which may be x
+ * @return STS_OK, or STS_NULL_PTR for a record without delayLine. The arrays are not tested. */
 MERLO64F_API int32_t pbfdaf64fFilterOnly(pbfdaf64fState* state, const double* x, double* y);
 
 /** Zero-fills the coefficients; power and history stay.
- * Returns STS_OK, or STS_NULL_PTR for a null coef. */
+ * @return STS_OK, or STS_NULL_PTR for a null coef. */
 MERLO64F_API int32_t pbfdaf64fReset(pbfdaf64fState* state);
 
 /** Zero-fills the ring of frames and the history; power and ringPos stay.
- * Returns STS_OK, or STS_NULL_PTR if either is null. */
+ * @return STS_OK, or STS_NULL_PTR if either is null. */
 MERLO64F_API int32_t pbfdaf64fResetDelayLine(pbfdaf64fState* state);
 
-/** Accessors on the time-domain taps as one flat vector (length order * partitions; element g is tap
- * g mod order of part g / order): see merlo64f.h. They take every spectrum through the transform and
- * back, which changes it by rounding, and empty what the unconstrained filter holds behind the taps of
- * every part, in or out of the range.
- * They return the number of elements moved or a negative status. */
+/** Accessors on the time-domain taps as one flat vector (length order * partitions; element g is
+ * tap g mod order of part g / order): see merlo64f.h. They take every spectrum through the
+ * transform and back, which changes it by rounding, and empty what the unconstrained filter holds
+ * behind the taps of every part, in or out of the range. They return the number of elements moved
+ * or a negative status. */
 MERLO64F_API int32_t pbfdaf64fGetCoef(pbfdaf64fState* state, double* buf, int32_t start,
                                       int32_t count, int32_t reversed);
-/** See pbfdaf64fGetCoef. */
+/** See pbfdaf64fGetCoef(). */
 MERLO64F_API int32_t pbfdaf64fSetCoef(pbfdaf64fState* state, const double* buf, int32_t start,
                                       int32_t count, int32_t reversed);
 
-/** Changes the sizes of a record from pbfdaf64fInit; keeps mu, the constraint, the tables, the first
- * elements of the flat vector of taps (a new order moves them to other parts), the newest samples, the
- * frames in the ring, cut or filled with zeros at their ends, and the running power where fftLen stays
- * (elsewhere it is 1.0 again).
- * Returns STS_OK; STS_BAD_SIZE as pbfdaf64fInit; STS_NO_MEMORY. */
+/** Changes the sizes of a record from pbfdaf64fInit(); keeps mu, the constraint, the tables, the
+ * first elements of the flat vector of taps (a new order moves them to other parts), the newest
+ * samples, the frames in the ring, cut or filled with zeros at their ends, and the running power
+ * where fftLen stays (elsewhere it is 1.0 again).
+ * @return STS_OK; STS_BAD_SIZE as pbfdaf64fInit(); STS_NO_MEMORY. */
 MERLO64F_API int32_t pbfdaf64fResize(pbfdaf64fState* state, int32_t order, int32_t blockLen,
                                      int32_t partitions);
 
 #ifdef __cplusplus
 }
 #endif
+
+/** @} */
 
 #endif

@@ -1,5 +1,7 @@
 /** @file
- * rls64f: the recursive least-squares transversal filter, one sample per call.
+ * @ref rls64f
+ * @defgroup rls64f rls64f: recursive least squares (RLS)
+ * The recursive least-squares transversal filter, one sample per call.
  *
  *     y = sum of coef[k] * x(n-k),  e = d - y                          a-priori error, stored in err
  *     gain = P * x                                                     x the line, newest first
@@ -9,29 +11,33 @@
  *     P[i][j] = (1 / lambda) * P[i][j] - k[i] * gain[j]                i = 0 .. order-1, j = 0 .. i
  *
  * P is symmetric, and only its lower triangle is kept: P[i][j] with j <= i lies at
- * invCorr[i * (i + 1) / 2 + j]. gain[i] is summed over k upward, with P[i][k] up to the diagonal and
- * P[k][i] beyond it. A call costs work of the order of order^2.
+ * invCorr[i * (i + 1) / 2 + j]. gain[i] is summed over k upward, with P[i][k] up to the diagonal
+ * and P[k][i] beyond it. A call costs work of the order of order^2.
  *
- * Sources: Haykin, Adaptive Filter Theory; Sayed, Fundamentals of Adaptive Filtering.
+ * @par Sources
+ * Haykin 2002, Adaptive Filter Theory; Sayed 2003, Fundamentals of Adaptive Filtering.
  *
- * Departures from the textbook. P starts as delta * I, with delta from 0 to 1, where the textbook
- * has I / delta. The matrix update is P = P / lambda - k * gain', where the textbook has
- * P = (P - k * gain') / lambda: the second term lacks the factor 1 / lambda. Below lambda = 1 this P
- * settles at a larger value, and the filter forgets a little faster, than the textbook's at the same
- * lambda; at lambda = 1 they agree.
+ * @par Departures from the textbook
+ * P starts as delta * I, with delta from 0 to 1, where the textbook has I / delta. The matrix
+ * update is P = P / lambda - k * gain', where the textbook has P = (P - k * gain') / lambda: the
+ * second term lacks the factor 1 / lambda. Below lambda = 1 this P settles at a larger value, and
+ * the filter forgets a little faster, than the textbook's at the same lambda; at lambda = 1 they
+ * agree.
  *
- * Parameters. lambda weighs a square error down by that factor per sample, so the memory is about
- * 1 / (1 - lambda) samples; 0.95 to 1 is usual, and a memory shorter than the filter is of no use. No
- * value is refused. delta is the start of P's diagonal, in the unit of 1 / x^2: the larger, the
+ * @par Parameters
+ * lambda weighs a square error down by that factor per sample, so the memory is about
+ * 1 / (1 - lambda) samples; 0.95 to 1 is usual, and a memory shorter than the filter is of no use.
+ * No value is refused. delta is the start of P's diagonal, in the unit of 1 / x^2: the larger, the
  * faster the start. With delta = 0 nothing is ever learned.
  *
- * Silence. Nothing limits P. While the line is silent, or does not excite every direction, P grows
- * by 1 / lambda per sample without bound: below lambda = 1 it overflows in the end (after 70000
- * samples at lambda = 0.99), and NaN then stays in P. Reset does not touch P: the remedy is Free and
- * Init, or a Resize to another order. It is better not to call the filter in a known pause.
+ * @par Silence
+ * Nothing limits P. While the line is silent, or does not excite every direction, P grows by
+ * 1 / lambda per sample without bound: below lambda = 1 it overflows in the end (after 70000
+ * samples at lambda = 0.99), and NaN then stays in P. Reset does not touch P: the remedy is Free
+ * and Init, or a Resize to another order. It is better not to call the filter in a known pause.
  *
  * For what all families share see merlo64f.h.
- */
+ * @{ */
 #ifndef MERLO64F_RLS64F_H
 #define MERLO64F_RLS64F_H
 
@@ -43,7 +49,7 @@ extern "C" {
 
 /** An adaptive filter of `order` taps with the inverse correlation matrix of its input. */
 typedef struct rls64fState {
-    int32_t order;     /**< number of taps, 1 .. MAX_TAPS; 0 after a failure and after Free */
+    int32_t order;     /**< number of taps, 1 to MAX_TAPS; 0 after a failure and after Free */
     double lambda;     /**< forgetting factor */
     double invLambda;  /**< 1 / lambda, from Init on; a host that changes lambda changes both */
     double err;        /**< a-priori error d - y of the last update; no value before the first */
@@ -54,14 +60,20 @@ typedef struct rls64fState {
 } rls64fState;
 
 /** Sets up a record with zero coefficients, a line of zeros and P = delta * I, from the heap.
- * order  number of taps, reduced to MAX_TAPS; lambda  forgetting factor, any value; delta  start of
- * P's diagonal, 0.0 .. 1.0.
- * Returns STS_OK; STS_BAD_SIZE for order < 1 or a delta outside its range or NaN; STS_NO_MEMORY. */
+ * @param order  number of taps, reduced to MAX_TAPS
+ * @param lambda  forgetting factor, any value
+ * @param delta  start of P's diagonal, from 0.0 to 1.0
+ * @return STS_OK; STS_BAD_SIZE for order < 1 or a delta outside its range or NaN; STS_NO_MEMORY. */
 MERLO64F_API int32_t rls64fInit(rls64fState* state, int32_t order, double lambda, double delta);
 
-/** As rls64fInit on the host's own buffers, which are zero-filled: coefBuf takes `order` elements,
- * workBuf 2 * order + order * (order + 1) / 2, with the order reduced: delayLine, gain and invCorr.
- * Returns STS_OK; STS_BAD_SIZE as rls64fInit; STS_NULL_PTR for a null buffer. */
+#define RLS64F_COEF_LEN(order) MERLO64F_TAPS(order) /**< elements of coefBuf */
+/** Elements of workBuf: delayLine, gain, invCorr. */
+#define RLS64F_WORK_LEN(order)                                                                     \
+    (2 * MERLO64F_TAPS(order) + MERLO64F_TAPS(order) * (MERLO64F_TAPS(order) + 1) / 2)
+
+/** As rls64fInit() on the host's own buffers, RLS64F_COEF_LEN and RLS64F_WORK_LEN elements, which
+ * are zero-filled before P begins.
+ * @return STS_OK; STS_BAD_SIZE as rls64fInit(); STS_NULL_PTR for a null buffer. */
 MERLO64F_API int32_t rls64fInitStatic(rls64fState* state, int32_t order, double lambda,
                                       double delta, double* coefBuf, double* workBuf);
 
@@ -69,50 +81,53 @@ MERLO64F_API int32_t rls64fInitStatic(rls64fState* state, int32_t order, double 
 MERLO64F_API void rls64fFree(rls64fState* state);
 
 /** One step: x enters the line, y is formed, err = d - y, coefficients and P are updated.
- * x  input sample; d  desired sample, in the unit of y.
- * Returns y, formed before the update. */
+ * @param x  input sample
+ * @param d  desired sample, in the unit of y
+ * @return y, formed before the update. */
 MERLO64F_API double rls64fFilterUpdate(rls64fState* state, double x, double d);
 
 /** One step without adapting: x enters the line, and P follows the input as in an update; coef and
- * err stay. Returns y. */
+ * err stay. @return y. */
 MERLO64F_API double rls64fFilterOnly(rls64fState* state, double x);
 
-/** rls64fFilterUpdate on the line as it is: the host has moved it and stored the input sample at
- * element 0 (see merlo64f.h, delay lines). Returns y, formed before the update. */
+/** rls64fFilterUpdate() on the line as it is: the host has moved it and stored the input sample at
+ * element 0 (see merlo64f.h, delay lines). @return y, formed before the update. */
 MERLO64F_API double rls64fLCFilterUpdate(rls64fState* state, double d);
 
-/** rls64fFilterOnly on the line as it is. Returns y. */
+/** rls64fFilterOnly() on the line as it is. @return y. */
 MERLO64F_API double rls64fLCFilterOnly(rls64fState* state);
 
 /** Zero-fills coef; P, gain, the line and err stay, so the filter learns anew with the P that the
- * past input has left. Returns STS_OK, or STS_NULL_PTR for a null coef. */
+ * past input has left. @return STS_OK, or STS_NULL_PTR for a null coef. */
 MERLO64F_API int32_t rls64fReset(rls64fState* state);
 
-/** Zero-fills the line. Returns STS_OK, or STS_NULL_PTR for a null delayLine. */
+/** Zero-fills the line. @return STS_OK, or STS_NULL_PTR for a null delayLine. */
 MERLO64F_API int32_t rls64fResetDelayLine(rls64fState* state);
 
 /** Accessors on the coefficients and on the line (length `order`, newest first): see merlo64f.h.
  * They return the number of elements moved or a negative status. */
 MERLO64F_API int32_t rls64fGetCoef(const rls64fState* state, double* buf, int32_t start,
                                    int32_t count, int32_t reversed);
-/** See rls64fGetCoef. */
+/** See rls64fGetCoef(). */
 MERLO64F_API int32_t rls64fSetCoef(rls64fState* state, const double* buf, int32_t start,
                                    int32_t count, int32_t reversed);
-/** See rls64fGetCoef. */
+/** See rls64fGetCoef(). */
 MERLO64F_API int32_t rls64fGetDelayLine(const rls64fState* state, double* buf, int32_t start,
                                         int32_t count, int32_t reversed);
-/** See rls64fGetCoef. */
+/** See rls64fGetCoef(). */
 MERLO64F_API int32_t rls64fSetDelayLine(rls64fState* state, const double* buf, int32_t start,
                                         int32_t count, int32_t reversed);
 
-/** Changes the number of taps of a record from rls64fInit; keeps lambda, the first coefficients and
- * the newest samples. P starts anew, with the single-precision value 0.01 (0.009999999776482582) on
- * its diagonal whatever the first delta was, and gain with zeros.
- * Returns STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
+/** Changes the number of taps of a record from rls64fInit(); keeps lambda, the first coefficients
+ * and the newest samples. P starts anew, with the single-precision value 0.01
+ * (0.009999999776482582) on its diagonal whatever the first delta was, and gain with zeros.
+ * @return STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t rls64fResize(rls64fState* state, int32_t order);
 
 #ifdef __cplusplus
 }
 #endif
+
+/** @} */
 
 #endif

@@ -1,7 +1,8 @@
 /** @file
- * rlslattice64f: a least-squares lattice with a joint-process (regression) section, one sample per
- * call. What rls64f does with work of the order of order^2 it does with work of the order of
- * `order`.
+ * @ref rlslattice64f
+ * @defgroup rlslattice64f rlslattice64f: least-squares lattice with a joint process
+ * A least-squares lattice with a joint-process (regression) section, one sample per call. What
+ * rls64f does with work of the order of order^2 it does with work of the order of `order`.
  *
  * With f = b = x, g = 1 and e = d, for each stage i = 0 .. order-1, where z is delayLine[i], the
  * backward error that came in a sample ago, and p is prevGamma[i]:
@@ -22,25 +23,28 @@
  * sample has just updated. err holds the last e, so d - err follows d even where coef has not
  * settled.
  *
- * Sources: Lee, Morf and Friedlander 1981, Recursive least squares ladder estimation algorithms;
- * Diniz, Adaptive Filtering, algorithm 7.1; Haykin, Adaptive Filter Theory.
+ * @par Sources
+ * Lee, Morf and Friedlander 1981, Recursive least squares ladder estimation algorithms;
+ * Diniz 2013, Adaptive Filtering, algorithm 7.1; Haykin 2002, Adaptive Filter Theory.
  *
+ * @par Forgetting factor
  * lambda weighs a square error down by that factor per sample, so the memory is about
  * 1 / (1 - lambda) samples; 0.95 to 1 is usual. No value is refused.
  *
- * Departures from the textbook: there is no floor under an energy and no small constant in a
- * denominator beyond the start values, the single-precision 0.001 (0.0010000000474974513) of the
- * energies and the 1.0 of prevGamma.
+ * @par Departures from the textbook
+ * There is no floor under an energy and no small constant in a denominator beyond the start values,
+ * the single-precision 0.001 (0.0010000000474974513) of the energies and the 1.0 of prevGamma.
  *
- * Silence. With lambda below 1 the energies of a silent input decay by lambda per sample. Once they
- * lie below 2^-53 of a sample's square (after some 40 / (1 - lambda) silent samples), the first
- * sample that comes then swallows the energy of its stage: g becomes 0, the stages behind divide by
- * it, and NaN stays in the arrays. A sample of 1e9 on a fresh record does the same, and so may an
- * input that the first stages predict without error. The remedy is Reset, best before the signal
- * sets in again.
+ * @par Silence
+ * With lambda below 1 the energies of a silent input decay by lambda per sample. Once they lie
+ * below 2^-53 of a sample's square (after some 40 / (1 - lambda) silent samples), the first sample
+ * that comes then swallows the energy of its stage: g becomes 0, the stages behind divide by it,
+ * and NaN stays in the arrays. A sample of 1e9 on a fresh record does the same, and so may an input
+ * that the first stages predict without error. The remedy is Reset, best before the signal sets in
+ * again.
  *
  * For what all families share see merlo64f.h.
- */
+ * @{ */
 #ifndef MERLO64F_RLSLATTICE64F_H
 #define MERLO64F_RLSLATTICE64F_H
 
@@ -61,43 +65,49 @@ typedef struct rlslattice64fState {
     double* fwdParcor; /**< forward reflection coefficient; 0 at first */
     double* bwdParcor; /**< backward reflection coefficient; 0 at first */
     double* coef;      /**< regression coefficient; 0 at first */
-    int32_t order;     /**< number of stages, 1 .. MAX_TAPS; 0 after a failure and after Free */
+    int32_t order;     /**< number of stages, 1 to MAX_TAPS; 0 after a failure and after Free */
     double lambda;     /**< forgetting factor; read at every call, so the host may change it */
     double err; /**< a-posteriori error d - y of the last update; no value before the first */
 } rlslattice64fState;
 
 /** Sets up a record in its start state, with buffers from the heap.
- * order  number of stages, reduced to MAX_TAPS; lambda  forgetting factor, any value.
- * Returns STS_OK; STS_NULL_PTR for a null state; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
+ * @param order  number of stages, reduced to MAX_TAPS
+ * @param lambda  forgetting factor, any value
+ * @return STS_OK; STS_NULL_PTR for a null state; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t rlslattice64fInit(rlslattice64fState* state, int32_t order, double lambda);
 
-/** As rlslattice64fInit on the host's own buffers, with the order reduced: coefBuf takes 3 * order
- * elements (coef, bwdParcor, fwdParcor), workBuf 6 * order (delayLine, bwdEnergy, jointCorr,
- * prevGamma, crossCorr, fwdEnergy). Every element is written. Pointers are tested before the order.
- * Returns STS_OK; STS_NULL_PTR for a null pointer; STS_BAD_SIZE for order < 1. */
+/** Elements of coefBuf: coef, bwdParcor, fwdParcor. */
+#define RLSLATTICE64F_COEF_LEN(order) (3 * MERLO64F_TAPS(order))
+/** Elements of workBuf: delayLine, bwdEnergy, jointCorr, prevGamma, crossCorr, fwdEnergy. */
+#define RLSLATTICE64F_WORK_LEN(order) (6 * MERLO64F_TAPS(order))
+
+/** As rlslattice64fInit() on the host's own buffers, RLSLATTICE64F_COEF_LEN and
+ * RLSLATTICE64F_WORK_LEN elements. Every element is written. Pointers are tested before the order.
+ * @return STS_OK; STS_NULL_PTR for a null pointer; STS_BAD_SIZE for order < 1. */
 MERLO64F_API int32_t rlslattice64fInitStatic(rlslattice64fState* state, int32_t order,
                                              double lambda, double* coefBuf, double* workBuf);
 
 /** Releases both blocks and stores 0 in `order`. */
 MERLO64F_API void rlslattice64fFree(rlslattice64fState* state);
 
-/** One step: energies, correlations and coefficients take in the sample, stage by stage, then err =
- * e.
- * x  input sample; d  desired sample.
- * Returns d - err, the sum of coef[i] * b over the stages with the coefficients of this very
- * sample: a d that lattice and coefficients can explain is returned almost whole. */
+/** One step: energies, correlations and coefficients take in the sample, stage by stage, then
+ * err = e.
+ * @param x  input sample
+ * @param d  desired sample
+ * @return d - err, the sum of coef[i] * b over the stages with the coefficients of this very
+ *   sample: a d that lattice and coefficients can explain is returned almost whole. */
 MERLO64F_API double rlslattice64fFilterUpdate(rlslattice64fState* state, double x, double d);
 
 /** One step without adapting: bwdEnergy, prevGamma and delayLine follow the input; the other arrays
- * and err stay.
- * Best after some 2 * order updates, and as many after a Resize that adds stages: frozen steps in
- * between can run the conversion factor down to 0 and end in NaN (from 10 stages on, on white noise).
- * Returns the sum of coef[i] * b over the stages. */
+ * and err stay. Best after some 2 * order updates, and as many after a Resize that adds stages:
+ * frozen steps in between can run the conversion factor down to 0 and end in NaN (from 10 stages
+ * on, on white noise).
+ * @return the sum of coef[i] * b over the stages. */
 MERLO64F_API double rlslattice64fFilterOnly(rlslattice64fState* state, double x);
 
 /** Puts all nine arrays back to their start values: a complete restart with the same lambda, and
  * the remedy for NaN; order, lambda and err stay. A record of order 0 is left alone.
- * Returns STS_OK, or STS_NULL_PTR for a null state. */
+ * @return STS_OK, or STS_NULL_PTR for a null state. */
 MERLO64F_API int32_t rlslattice64fReset(rlslattice64fState* state);
 
 /** Accessors on plain arrays of `order` elements, from stage 0 upward: see merlo64f.h. GetCoef
@@ -106,27 +116,29 @@ MERLO64F_API int32_t rlslattice64fReset(rlslattice64fState* state);
  * number of elements moved or a negative status. */
 MERLO64F_API int32_t rlslattice64fGetCoef(const rlslattice64fState* state, double* buf,
                                           int32_t start, int32_t count, int32_t reversed);
-/** See rlslattice64fGetCoef. */
+/** See rlslattice64fGetCoef(). */
 MERLO64F_API int32_t rlslattice64fGetForwardParcors(const rlslattice64fState* state, double* buf,
                                                     int32_t start, int32_t count, int32_t reversed);
-/** See rlslattice64fGetCoef. */
+/** See rlslattice64fGetCoef(). */
 MERLO64F_API int32_t rlslattice64fGetBackwardParcors(const rlslattice64fState* state, double* buf,
                                                      int32_t start, int32_t count,
                                                      int32_t reversed);
-/** See rlslattice64fGetCoef. */
+/** See rlslattice64fGetCoef(). */
 MERLO64F_API int32_t rlslattice64fGetDelayLine(const rlslattice64fState* state, double* buf,
                                                int32_t start, int32_t count, int32_t reversed);
-/** See rlslattice64fGetCoef. */
+/** See rlslattice64fGetCoef(). */
 MERLO64F_API int32_t rlslattice64fSetDelayLine(rlslattice64fState* state, const double* buf,
                                                int32_t start, int32_t count, int32_t reversed);
 
-/** Changes the number of stages of a record from rlslattice64fInit; keeps lambda and all arrays of
- * the first stages; added stages begin from their start values.
- * Returns STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
+/** Changes the number of stages of a record from rlslattice64fInit(); keeps lambda and all arrays
+ * of the first stages; added stages begin from their start values.
+ * @return STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t rlslattice64fResize(rlslattice64fState* state, int32_t order);
 
 #ifdef __cplusplus
 }
 #endif
+
+/** @} */
 
 #endif

@@ -1,6 +1,8 @@
 /** @file
- * rlslbpef64f: a least-squares lattice as a backward predictor, one sample per call. It predicts
- * the sample `order` steps back from the `order` samples after it.
+ * @ref rlslbpef64f
+ * @defgroup rlslbpef64f rlslbpef64f: least-squares lattice that predicts backwards
+ * A least-squares lattice as a backward predictor, one sample per call. It predicts the sample
+ * `order` steps back from the `order` samples after it.
  *
  * First fwdEnergy[0] = lambda * fwdEnergy[0] + x * x. Then, with f = b = x and g = 1, for each
  * stage i = 0 .. order-1, where z is delayLine[i], the backward error that came in a sample ago,
@@ -22,27 +24,15 @@
  * the host to read; the filter never reads it. It stands for the lattice as far as fwdParcor and
  * bwdParcor agree: then the sum of coef[j] * x(n-1-j) estimates x(n).
  *
- * Sources: Lee, Morf and Friedlander 1981, Recursive least squares ladder estimation algorithms;
- * Diniz, Adaptive Filtering, algorithm 7.1; Haykin, Adaptive Filter Theory.
+ * @par Departures from the textbook
+ * Those of rlslattice64f.h, and fwdEnergy[0] is updated twice a sample, which at lambda = 1 makes
+ * it twice, and bwdParcor[0] half, of what they would be, and below lambda = 1 halves its memory.
  *
- * lambda weighs a square error down by that factor per sample, so the memory is about
- * 1 / (1 - lambda) samples; 0.95 to 1 is usual. No value is refused.
- *
- * Departures from the textbook: fwdEnergy[0] is updated twice a sample, which at lambda = 1 makes
- * it twice, and bwdParcor[0] half, of what they would be, and below lambda = 1 halves its memory;
- * and there is no floor under an energy and no small constant in a denominator beyond the start
- * values, the single-precision 0.001 (0.0010000000474974513) of the energies and the 1.0 of
- * prevGamma.
- *
- * Silence. With lambda below 1 the energies of a silent input decay by lambda per sample. Once they
- * lie below 2^-53 of a sample's square (after some 40 / (1 - lambda) silent samples), the first
- * sample that comes then swallows the energy of its stage: g becomes 0, the stages behind divide by
- * it, and NaN stays in the arrays. A sample of 1e9 on a fresh record does the same, and so may an
- * input that the first stages predict without error. The remedy is Reset, best before the signal
- * sets in again.
+ * The sources, the start values, the range of lambda and what silence does, with its remedy, are
+ * those of rlslattice64f.h.
  *
  * For what all families share see merlo64f.h.
- */
+ * @{ */
 #ifndef MERLO64F_RLSLBPEF64F_H
 #define MERLO64F_RLSLBPEF64F_H
 
@@ -65,21 +55,26 @@ typedef struct rlslbpef64fState {
     double* coef;      /**< direct form; 0 at first */
     double* inLine;    /**< the last order + 1 input samples, a ring; 0 at first */
     int32_t inHead; /**< position of the newest sample in inLine, stepping up; `order` at first */
-    int32_t order;  /**< number of stages, 1 .. MAX_PEF_STAGES; 0 after a failure and after Free */
+    int32_t order;  /**< number of stages, 1 to MAX_PEF_STAGES; 0 after a failure and after Free */
     double lambda;  /**< forgetting factor; read at every call, so the host may change it */
     double err;     /**< last backward error of the last call; no value before the first */
     int32_t updateCoef; /**< not 0: coef is rebuilt at every call; 1 at first and after Resize */
 } rlslbpef64fState;
 
 /** Sets up a record in its start state, with buffers from the heap.
- * order  number of stages, reduced to MAX_PEF_STAGES; lambda  forgetting factor, any value.
- * Returns STS_OK; STS_NULL_PTR for a null state; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
+ * @param order  number of stages, reduced to MAX_PEF_STAGES
+ * @param lambda  forgetting factor, any value
+ * @return STS_OK; STS_NULL_PTR for a null state; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t rlslbpef64fInit(rlslbpef64fState* state, int32_t order, double lambda);
 
-/** As rlslbpef64fInit on the host's own buffers, with the order reduced: coefBuf takes 3 * order
- * elements (coef, bwdParcor, fwdParcor), workBuf 6 * order + 1 (delayLine, bwdEnergy, prevGamma,
- * crossCorr, fwdEnergy, inLine). Every element is written. Pointers are tested before the order.
- * Returns STS_OK; STS_NULL_PTR for a null pointer; STS_BAD_SIZE for order < 1. */
+/** Elements of coefBuf: coef, bwdParcor, fwdParcor. */
+#define RLSLBPEF64F_COEF_LEN(order) (3 * MERLO64F_STAGES(order))
+/** Elements of workBuf: delayLine, bwdEnergy, prevGamma, crossCorr, fwdEnergy, inLine. */
+#define RLSLBPEF64F_WORK_LEN(order) (6 * MERLO64F_STAGES(order) + 1)
+
+/** As rlslbpef64fInit() on the host's own buffers, RLSLBPEF64F_COEF_LEN and RLSLBPEF64F_WORK_LEN
+ * elements. Every element is written. Pointers are tested before the order.
+ * @return STS_OK; STS_NULL_PTR for a null pointer; STS_BAD_SIZE for order < 1. */
 MERLO64F_API int32_t rlslbpef64fInitStatic(rlslbpef64fState* state, int32_t order, double lambda,
                                            double* coefBuf, double* workBuf);
 
@@ -88,21 +83,21 @@ MERLO64F_API void rlslbpef64fFree(rlslbpef64fState* state);
 
 /** One step: energies, correlations and reflection coefficients take in the sample, stage by stage;
  * coef is rebuilt and err stored.
- * x  input sample.
- * Returns the prediction: the sample `order` steps back, 0 in the first `order` calls, less err. */
+ * @param x  input sample
+ * @return the prediction: the sample `order` steps back, 0 in the first `order` calls, less err. */
 MERLO64F_API double rlslbpef64fFilterUpdate(rlslbpef64fState* state, double x);
 
 /** The same with frozen reflection coefficients: fwdEnergy, crossCorr, fwdParcor and bwdParcor
- * stay; the arrays of the backward errors and err move on, and coef is rebuilt as it was.
- * Best after some 2 * order updates, and as many after a Resize that adds stages: frozen steps in
- * between can run the conversion factor down to 0 and end in NaN (from 10 stages on, on white noise).
- * Returns the prediction. */
+ * stay; the arrays of the backward errors and err move on, and coef is rebuilt as it was. Best
+ * after some 2 * order updates, and as many after a Resize that adds stages: frozen steps in
+ * between can run the conversion factor down to 0 and end in NaN (from 10 stages on, on white
+ * noise).
+ * @return the prediction. */
 MERLO64F_API double rlslbpef64fFilterOnly(rlslbpef64fState* state, double x);
 
 /** Puts all stage arrays back to their start values: a complete restart with the same lambda, and
  * the remedy for NaN; inLine becomes zeros; inHead, err, updateCoef, lambda and order stay. A
- * record of order 0 is left alone.
- * Returns STS_OK, or STS_NULL_PTR for a null state. */
+ * record of order 0 is left alone. @return STS_OK, or STS_NULL_PTR for a null state. */
 MERLO64F_API int32_t rlslbpef64fReset(rlslbpef64fState* state);
 
 /** Accessors on plain arrays of `order` elements, from stage 0 upward: see merlo64f.h. GetCoef
@@ -110,28 +105,31 @@ MERLO64F_API int32_t rlslbpef64fReset(rlslbpef64fState* state);
  * number of elements moved or a negative status. */
 MERLO64F_API int32_t rlslbpef64fGetCoef(const rlslbpef64fState* state, double* buf, int32_t start,
                                         int32_t count, int32_t reversed);
-/** See rlslbpef64fGetCoef. */
+/** See rlslbpef64fGetCoef(). */
 MERLO64F_API int32_t rlslbpef64fGetForwardParcors(const rlslbpef64fState* state, double* buf,
                                                   int32_t start, int32_t count, int32_t reversed);
-/** See rlslbpef64fGetCoef. */
+/** See rlslbpef64fGetCoef(). */
 MERLO64F_API int32_t rlslbpef64fGetBackwardParcors(const rlslbpef64fState* state, double* buf,
                                                    int32_t start, int32_t count, int32_t reversed);
-/** See rlslbpef64fGetCoef. */
+/** See rlslbpef64fGetCoef(). */
 MERLO64F_API int32_t rlslbpef64fGetDelayLine(const rlslbpef64fState* state, double* buf,
                                              int32_t start, int32_t count, int32_t reversed);
-/** See rlslbpef64fGetCoef. */
+/** See rlslbpef64fGetCoef(). */
 MERLO64F_API int32_t rlslbpef64fSetDelayLine(rlslbpef64fState* state, const double* buf,
                                              int32_t start, int32_t count, int32_t reversed);
 
-/** Changes the number of stages of a record from rlslbpef64fInit; keeps lambda and all arrays of
+/** Changes the number of stages of a record from rlslbpef64fInit(); keeps lambda and all arrays of
  * the first stages; added stages begin from their start values. inLine is kept by position,
  * order + 1 elements of the smaller order, while inHead becomes the new order: after a resize the
- * samples do not stand at their ages, and the first `order` results mean nothing. updateCoef is 1 again.
- * Returns STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
+ * samples do not stand at their ages, and the first `order` results mean nothing. updateCoef is 1
+ * again.
+ * @return STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t rlslbpef64fResize(rlslbpef64fState* state, int32_t order);
 
 #ifdef __cplusplus
 }
 #endif
+
+/** @} */
 
 #endif

@@ -1,6 +1,8 @@
 /** @file
- * rlslfpef64f: a least-squares lattice as a forward predictor, one sample per call. It predicts the
- * newest sample from the `order` samples before it.
+ * @ref rlslfpef64f
+ * @defgroup rlslfpef64f rlslfpef64f: least-squares lattice that predicts forwards
+ * A least-squares lattice as a forward predictor, one sample per call. It predicts the newest
+ * sample from the `order` samples before it.
  *
  * First fwdEnergy[0] = lambda * fwdEnergy[0] + x * x. Then, with f = b = x and g = 1, for each
  * stage i = 0 .. order-1, where z is delayLine[i], the backward error that came in a sample ago,
@@ -22,27 +24,15 @@
  * the host to read; the filter never reads it. It stands for the lattice as far as fwdParcor and
  * bwdParcor agree: then the sum of coef[j] * x(n-1-j) estimates x(n).
  *
- * Sources: Lee, Morf and Friedlander 1981, Recursive least squares ladder estimation algorithms;
- * Diniz, Adaptive Filtering, algorithm 7.1; Haykin, Adaptive Filter Theory.
+ * @par Departures from the textbook
+ * Those of rlslattice64f.h, and fwdEnergy[0] is updated twice a sample, which at lambda = 1 makes
+ * it twice, and bwdParcor[0] half, of what they would be, and below lambda = 1 halves its memory.
  *
- * lambda weighs a square error down by that factor per sample, so the memory is about
- * 1 / (1 - lambda) samples; 0.95 to 1 is usual. No value is refused.
- *
- * Departures from the textbook: fwdEnergy[0] is updated twice a sample, which at lambda = 1 makes
- * it twice, and bwdParcor[0] half, of what they would be, and below lambda = 1 halves its memory;
- * and there is no floor under an energy and no small constant in a denominator beyond the start
- * values, the single-precision 0.001 (0.0010000000474974513) of the energies and the 1.0 of
- * prevGamma.
- *
- * Silence. With lambda below 1 the energies of a silent input decay by lambda per sample. Once they
- * lie below 2^-53 of a sample's square (after some 40 / (1 - lambda) silent samples), the first
- * sample that comes then swallows the energy of its stage: g becomes 0, the stages behind divide by
- * it, and NaN stays in the arrays. A sample of 1e9 on a fresh record does the same, and so may an
- * input that the first stages predict without error. The remedy is Reset, best before the signal
- * sets in again.
+ * The sources, the start values, the range of lambda and what silence does, with its remedy, are
+ * those of rlslattice64f.h.
  *
  * For what all families share see merlo64f.h.
- */
+ * @{ */
 #ifndef MERLO64F_RLSLFPEF64F_H
 #define MERLO64F_RLSLFPEF64F_H
 
@@ -62,21 +52,26 @@ typedef struct rlslfpef64fState {
     double* fwdParcor; /**< forward reflection coefficient; 0 at first */
     double* bwdParcor; /**< backward reflection coefficient; 0 at first */
     double* coef;      /**< direct form; 0 at first */
-    int32_t order; /**< number of stages, 1 .. MAX_PEF_STAGES; 0 after a failure and after Free */
+    int32_t order; /**< number of stages, 1 to MAX_PEF_STAGES; 0 after a failure and after Free */
     double lambda; /**< forgetting factor; read at every call, so the host may change it */
     double err;    /**< last forward error of the last call; no value before the first */
     int32_t updateCoef; /**< not 0: coef is rebuilt at every call; 1 at first and after Resize */
 } rlslfpef64fState;
 
 /** Sets up a record in its start state, with buffers from the heap.
- * order  number of stages, reduced to MAX_PEF_STAGES; lambda  forgetting factor, any value.
- * Returns STS_OK; STS_NULL_PTR for a null state; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
+ * @param order  number of stages, reduced to MAX_PEF_STAGES
+ * @param lambda  forgetting factor, any value
+ * @return STS_OK; STS_NULL_PTR for a null state; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t rlslfpef64fInit(rlslfpef64fState* state, int32_t order, double lambda);
 
-/** As rlslfpef64fInit on the host's own buffers, with the order reduced: coefBuf takes 3 * order
- * elements (coef, bwdParcor, fwdParcor), workBuf 5 * order (delayLine, bwdEnergy, prevGamma,
- * crossCorr, fwdEnergy). Every element is written. Pointers are tested before the order.
- * Returns STS_OK; STS_NULL_PTR for a null pointer; STS_BAD_SIZE for order < 1. */
+/** Elements of coefBuf: coef, bwdParcor, fwdParcor. */
+#define RLSLFPEF64F_COEF_LEN(order) (3 * MERLO64F_STAGES(order))
+/** Elements of workBuf: delayLine, bwdEnergy, prevGamma, crossCorr, fwdEnergy. */
+#define RLSLFPEF64F_WORK_LEN(order) (5 * MERLO64F_STAGES(order))
+
+/** As rlslfpef64fInit() on the host's own buffers, RLSLFPEF64F_COEF_LEN and RLSLFPEF64F_WORK_LEN
+ * elements. Every element is written. Pointers are tested before the order.
+ * @return STS_OK; STS_NULL_PTR for a null pointer; STS_BAD_SIZE for order < 1. */
 MERLO64F_API int32_t rlslfpef64fInitStatic(rlslfpef64fState* state, int32_t order, double lambda,
                                            double* coefBuf, double* workBuf);
 
@@ -85,20 +80,21 @@ MERLO64F_API void rlslfpef64fFree(rlslfpef64fState* state);
 
 /** One step: energies, correlations and reflection coefficients take in the sample, stage by stage;
  * coef is rebuilt and err stored.
- * x  input sample.
- * Returns the prediction: x less err. */
+ * @param x  input sample
+ * @return the prediction: x less err. */
 MERLO64F_API double rlslfpef64fFilterUpdate(rlslfpef64fState* state, double x);
 
 /** The same with frozen reflection coefficients: fwdEnergy, crossCorr, fwdParcor and bwdParcor
- * stay; the arrays of the backward errors and err move on, and coef is rebuilt as it was.
- * Best after some 2 * order updates, and as many after a Resize that adds stages: frozen steps in
- * between can run the conversion factor down to 0 and end in NaN (from 10 stages on, on white noise).
- * Returns the prediction. */
+ * stay; the arrays of the backward errors and err move on, and coef is rebuilt as it was. Best
+ * after some 2 * order updates, and as many after a Resize that adds stages: frozen steps in
+ * between can run the conversion factor down to 0 and end in NaN (from 10 stages on, on white
+ * noise).
+ * @return the prediction. */
 MERLO64F_API double rlslfpef64fFilterOnly(rlslfpef64fState* state, double x);
 
 /** Puts all eight arrays back to their start values: a complete restart with the same lambda, and
  * the remedy for NaN; err, updateCoef, lambda and order stay. A record of order 0 is left alone.
- * Returns STS_OK, or STS_NULL_PTR for a null state. */
+ * @return STS_OK, or STS_NULL_PTR for a null state. */
 MERLO64F_API int32_t rlslfpef64fReset(rlslfpef64fState* state);
 
 /** Accessors on plain arrays of `order` elements, from stage 0 upward: see merlo64f.h. GetCoef
@@ -106,26 +102,28 @@ MERLO64F_API int32_t rlslfpef64fReset(rlslfpef64fState* state);
  * number of elements moved or a negative status. */
 MERLO64F_API int32_t rlslfpef64fGetCoef(const rlslfpef64fState* state, double* buf, int32_t start,
                                         int32_t count, int32_t reversed);
-/** See rlslfpef64fGetCoef. */
+/** See rlslfpef64fGetCoef(). */
 MERLO64F_API int32_t rlslfpef64fGetForwardParcors(const rlslfpef64fState* state, double* buf,
                                                   int32_t start, int32_t count, int32_t reversed);
-/** See rlslfpef64fGetCoef. */
+/** See rlslfpef64fGetCoef(). */
 MERLO64F_API int32_t rlslfpef64fGetBackwardParcors(const rlslfpef64fState* state, double* buf,
                                                    int32_t start, int32_t count, int32_t reversed);
-/** See rlslfpef64fGetCoef. */
+/** See rlslfpef64fGetCoef(). */
 MERLO64F_API int32_t rlslfpef64fGetDelayLine(const rlslfpef64fState* state, double* buf,
                                              int32_t start, int32_t count, int32_t reversed);
-/** See rlslfpef64fGetCoef. */
+/** See rlslfpef64fGetCoef(). */
 MERLO64F_API int32_t rlslfpef64fSetDelayLine(rlslfpef64fState* state, const double* buf,
                                              int32_t start, int32_t count, int32_t reversed);
 
-/** Changes the number of stages of a record from rlslfpef64fInit; keeps lambda and all arrays of
+/** Changes the number of stages of a record from rlslfpef64fInit(); keeps lambda and all arrays of
  * the first stages; added stages begin from their start values, and updateCoef is 1 again.
- * Returns STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
+ * @return STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t rlslfpef64fResize(rlslfpef64fState* state, int32_t order);
 
 #ifdef __cplusplus
 }
 #endif
+
+/** @} */
 
 #endif

@@ -1,20 +1,23 @@
 /** @file
+ * @ref fft_tables
+ * @defgroup fft_tables fft_tables: the tables of the transform
  * For hosts: the two tables that the transform-domain filters borrow. Header only; link with -lm.
  *
- *     int32_t* fftTable = malloc(fftTableLen(nMax) * sizeof *fftTable);
- *     double* fftTwiddles = malloc(fftTwiddlesLen(nMax) * sizeof *fftTwiddles);
+ *     static int32_t fftTable[FFT_TABLE_LEN(nMax)]; // or, on the heap, fftTableLen(nMax) elements
+ *     static double fftTwiddles[FFT_TWIDDLES_LEN(nMax)];
  *     int32_t status = fillFftTables(nMax, fftTable, fftTwiddles);
  *
- * nMax is the longest transform in use, a power of two and at least 8; one pair of tables serves
+ * nMax is the longest transform in use, a power of two from 8 to 2^30; one pair of tables serves
  * every shorter one. The filters only read fftTwiddles, so any number of them can share it, on any
- * threads. They write to fftTable at every transform: filters that run at the same time on different
- * threads need one each.
+ * threads. They write to fftTable at every transform: filters that run at the same time on
+ * different threads need one each.
  *
- * Values. Angles are taken back to the first octant by symmetry, on integers, and go to cosl and
- * sinl. Where long double is wider than double (x86, AArch64 Linux), every value is the double
- * nearest the true one but for a rare near-tie, in which it is its neighbour; elsewhere it is as
- * near as the host's cos and sin come. Hosts that need the same bits everywhere ship the tables.
- */
+ * @par Values
+ * Angles are taken back to the first octant by symmetry, on integers, and go to cosl and sinl. Where
+ * long double is wider than double (x86, AArch64 Linux), every value is the double nearest the true
+ * one but for a rare near-tie, in which it is its neighbour; elsewhere it is as near as the host's
+ * cos and sin come. Hosts that need the same bits everywhere ship the tables.
+ * @{ */
 #ifndef MERLO64F_FFT_TABLES_H
 #define MERLO64F_FFT_TABLES_H
 
@@ -24,35 +27,41 @@
 #include <stddef.h>
 #include <stdint.h>
 
-/** Number of elements of fftTable, or STS_BAD_SIZE. */
+/** Elements of fftTable, a constant expression: 2 + m, m the smallest power of two with
+ * 8 * m * m >= nMax. */
+#define FFT_TABLE_LEN(nMax)                                                                        \
+    (2 + (1 << (((nMax) > 0x8) + ((nMax) > 0x20) + ((nMax) > 0x80) + ((nMax) > 0x200) +            \
+                ((nMax) > 0x800) + ((nMax) > 0x2000) + ((nMax) > 0x8000) + ((nMax) > 0x20000) +    \
+                ((nMax) > 0x80000) + ((nMax) > 0x200000) + ((nMax) > 0x800000) +                   \
+                ((nMax) > 0x2000000) + ((nMax) > 0x8000000) + ((nMax) > 0x20000000))))
+
+/** Elements of fftTwiddles, a constant expression. */
+#define FFT_TWIDDLES_LEN(nMax) ((nMax) / 2)
+
+/** FFT_TABLE_LEN, or STS_BAD_SIZE if nMax is below 8 or no power of two. */
 static inline int32_t fftTableLen(int32_t nMax) {
-    int32_t l = nMax;
-    int32_t m = 1;
-    if (nMax < 8 || (nMax & (nMax - 1)) != 0) {
-        return STS_BAD_SIZE;
-    }
-    while (8 * m < l) {
-        l /= 2;
-        m *= 2;
-    }
-    return 2 + m;
+    return nMax < 8 || (nMax & (nMax - 1)) != 0 ? +STS_BAD_SIZE : FFT_TABLE_LEN(nMax);
 }
 
-/** Number of elements of fftTwiddles, or STS_BAD_SIZE. */
+/** FFT_TWIDDLES_LEN, or STS_BAD_SIZE as fftTableLen. */
 static inline int32_t fftTwiddlesLen(int32_t nMax) {
-    return fftTableLen(nMax) < 0 ? STS_BAD_SIZE : nMax / 2;
+    return fftTableLen(nMax) < 0 ? +STS_BAD_SIZE : FFT_TWIDDLES_LEN(nMax);
 }
 
+/** @cond */
 /* cos(pi/2 * k / quarter), 0 <= k <= quarter. */
 static inline double fftTablesCosine(int32_t k, int32_t quarter) {
     const long double unit = 1.57079632679489661923132169163975144L / (long double)quarter;
     const int32_t rest = quarter - k;
     return (double)(k <= rest ? cosl(unit * (long double)k) : sinl(unit * (long double)rest));
 }
+/** @endcond */
 
 /** Fills both tables for transforms of up to nMax points.
- * fftTable  fftTableLen(nMax) elements; fftTwiddles  fftTwiddlesLen(nMax) elements.
- * Returns STS_OK; STS_BAD_SIZE if nMax is below 8 or no power of two; STS_NULL_PTR for a null
+ * @param nMax  a power of two, at least 8
+ * @param fftTable  FFT_TABLE_LEN(nMax) elements
+ * @param fftTwiddles  FFT_TWIDDLES_LEN(nMax) elements
+ * @return STS_OK; STS_BAD_SIZE if nMax is below 8 or no power of two; STS_NULL_PTR for a null
  * array. After a failure nothing has been touched. */
 static inline int32_t fillFftTables(int32_t nMax, int32_t* fftTable, double* fftTwiddles) {
     const int32_t tableLen = fftTableLen(nMax);
@@ -86,5 +95,7 @@ static inline int32_t fillFftTables(int32_t nMax, int32_t* fftTable, double* fft
     }
     return STS_OK;
 }
+
+/** @} */
 
 #endif
