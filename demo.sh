@@ -14,7 +14,7 @@ least_enhancement=20 # dB of echo return loss, before and after both ends speak
 least_gain=14        # dB of prediction of either predictor, median over loud frames
 most_samples=10000   # that either least-squares filter needs to identify a system to -60 dB
 steps=(build_examples tour noise_canceller noise_control echo_canceller voice_predictor
-    system_identification) # each a function below
+    system_identification static_storage) # each a function below
 declare -A titles=(
     [build_examples]="Building in build/demo"
     [tour]="Tour: every family on a job of its own"
@@ -23,6 +23,7 @@ declare -A titles=(
     [echo_canceller]="Echo canceller: a loudspeaker and a microphone in a room, two people who speak"
     [voice_predictor]="Voice predictor: the same voice, predicted forwards and backwards"
     [system_identification]="System identification: five filters, one coloured input"
+    [static_storage]="Static storage: two filters without a heap"
 )
 
 . "$root/cmake/packages.sh"
@@ -132,6 +133,8 @@ system_identification() {
                                  END { exit good != 2 }' "$out/identification.txt" ||
         die "least squares needs more than $most_samples samples"
 }
+
+static_storage() { "$bin/static_storage" || die "static storage: less than 40 dB"; }
 
 mkdir -p "$build" "$out"
 prepare_machine
