@@ -1,5 +1,6 @@
 /** @file
- * For hosts: the two tables that the transform-domain filters borrow. Header only; link with -lm.
+ * For hosts: the two tables that the transform-domain filters borrow. Header only; needs -lm, which
+ * the pkg-config file and the CMake target bring along.
  *
  *     int32_t* fftTable = malloc(fftTableLen(nMax) * sizeof *fftTable);
  *     double* fftTwiddles = malloc(fftTwiddlesLen(nMax) * sizeof *fftTwiddles);
