@@ -27,9 +27,9 @@ install(FILES
   ${CMAKE_CURRENT_BINARY_DIR}/merlo64f-config-version.cmake
   DESTINATION ${MERLO64F_PACKAGE_DIR} COMPONENT development)
 
-# The prefix is found from the file's own place, so that the tree can be moved; a library directory
-# that was given as an absolute path stays where it is, and so does the prefix.
-if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+# The prefix is found from the file's own place, so that the tree can be moved. It is fixed where the
+# library directory is given as an absolute path, and for /usr, which pkg-config knows to leave out.
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}" OR CMAKE_INSTALL_PREFIX STREQUAL "/usr")
   set(MERLO64F_PC_PREFIX ${CMAKE_INSTALL_PREFIX})
 else()
   cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX

@@ -1,21 +1,26 @@
 #!/bin/sh
-# Installs the build, unless an installed TREE is given, and builds hosts against the tree alone: in C
-# by pkg-config, the README's quick start by find_package, and the examples if there are any.
-# Usage: install_test.sh CMAKE BUILD_DIR WORK_DIR CC CXX EXAMPLES_DIR [TREE]
+# Installs the build, or takes a ROOT with it under /usr, and builds hosts against that tree alone: in
+# C by pkg-config, the README's quick start by find_package, and the examples if there are any.
+# Usage: install_test.sh CMAKE BUILD_DIR WORK_DIR CC CXX EXAMPLES_DIR [ROOT]
 set -eu
-cmake=$1 build=$2 work=$3 cc=$4 cxx=$5 examples=$6 tree=${7-$3/tree}
-if [ $# -lt 7 ]; then
+cmake=$1 build=$2 work=$3 cc=$4 cxx=$5 examples=$6 root=${7-}
+if [ -n "$root" ]; then
+    tree=$root/usr
+else
     rm -rf "$work"
+    tree=$work/tree
     "$cmake" --install "$build" --prefix "$tree" >/dev/null
 fi
 libdir=$(dirname "$(find "$tree" -name libmerlo64f.so)")
-export LD_LIBRARY_PATH="$libdir" PKG_CONFIG_PATH="$libdir/pkgconfig"
+export LD_LIBRARY_PATH="$libdir"
 mkdir -p "$work/by_package"
 
+flags=$(PKG_CONFIG_SYSROOT_DIR=$root PKG_CONFIG_LIBDIR=$libdir/pkgconfig \
+    pkg-config --cflags --libs merlo64f)
 for host in "$build/tests/quick_start.c" "$(dirname "$0")/c99_host.c"; do
-    # shellcheck disable=SC2046
+    # shellcheck disable=SC2086
     "$cc" -std=c99 -Wall -Wextra -Wpedantic -Werror "$host" -o "$work/by_pkgconfig" \
-        "-I$build/tests" $(pkg-config --cflags --libs merlo64f)
+        "-I$build/tests" $flags
     "$work/by_pkgconfig"
 done
 
@@ -27,8 +32,9 @@ add_executable(host $build/tests/quick_start.c)
 target_link_libraries(host merlo64f::merlo64f)
 EOT
 for sources in "$work/by_package" $examples; do
-    "$cmake" -S "$sources" -B "$work/$(basename "$sources").build" -DCMAKE_PREFIX_PATH="$tree" \
+    hosts=$work/$(basename "$sources").build
+    "$cmake" -S "$sources" -B "$hosts" -DCMAKE_PREFIX_PATH="$tree" --no-warn-unused-cli \
         -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$cxx" >/dev/null
-    "$cmake" --build "$work/$(basename "$sources").build" --parallel 2 >/dev/null
+    "$cmake" --build "$hosts" --parallel 2 >/dev/null
 done
 "$work/by_package.build/host"

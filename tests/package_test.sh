@@ -13,7 +13,7 @@ fi
 for package in "$build"/*.deb; do
     dpkg-deb -x "$package" "$work/root"
 done
-"$tests/install_test.sh" "$@" "$work/root/usr"
+"$tests/install_test.sh" "$@" "$work/root"
 libdir=$(dirname "$(find "$work/root" -name libmerlo64f.so)")
 if [ -d "$libdir/glibc-hwcaps" ]; then
     "$tests/hwcaps_test.sh" "$build/tests/digests" "$tests/digests.txt" "$libdir" || [ $? -eq 77 ]
