@@ -1,6 +1,6 @@
 #!/bin/sh
 # Makes the Debian packages, unpacks them into an empty root, and holds that against what an installed
-# tree must be good for. Usage: as install_test.sh, but without a TREE
+# tree must be good for. Usage: as install_test.sh, without a ROOT
 set -eu
 cmake=$1 build=$2 work=$3
 tests=$(dirname "$0")
