@@ -2,6 +2,7 @@
 # Configures, builds and tests. Usage:
 #   ./test.sh             the native builds: sanitizers, clang, gcc
 #   ./test.sh bits        both compilers, -O0 to -O3, x86-64 and x86-64-v3, and AArch64 under qemu-user
+#   ./test.sh packages    the Debian packages, which lie in build/packages then
 #   ./test.sh PRESET...   builds of CMakePresets.json by name
 set -euo pipefail
 cd "$(dirname "$0")"
@@ -24,6 +25,7 @@ for preset in "${presets[@]}"; do
     case $preset in
         clang*) packages+=(clang) ;;
         gcc | gcc-v3) packages+=(libsndfile1-dev libbenchmark-dev) ;;
+        packages) packages+=(libsndfile1-dev dpkg-dev lintian) ;;
         aarch64) packages+=(g++-aarch64-linux-gnu qemu-user googletest) ;;
     esac
 done

@@ -1,7 +1,8 @@
 /** @file
  * @ref fft_tables
  * @defgroup fft_tables fft_tables: the tables of the transform
- * For hosts: the two tables that the transform-domain filters borrow. Header only; link with -lm.
+ * For hosts: the two tables that the transform-domain filters borrow. Header only; needs -lm, which
+ * the pkg-config file and the CMake target bring along.
  *
  *     static int32_t fftTable[FFT_TABLE_LEN(nMax)]; // or, on the heap, fftTableLen(nMax) elements
  *     static double fftTwiddles[FFT_TWIDDLES_LEN(nMax)];

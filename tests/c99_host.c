@@ -67,6 +67,8 @@ int main(void) {
     const double response[6] = {1.0, 2.0, 3.0, 4.0, 0.0, 0.0};
     double out[6];
     double read[4];
+    int32_t table[3];
+    double twiddles[4];
     int i;
     fir64fState fir;
     lms64fState lms;
@@ -95,5 +97,7 @@ int main(void) {
     }
     lms64fFree(&lms);
     fir64fFree(&fir);
+
+    expect(fillFftTables(8, table, twiddles) == STS_OK && twiddles[0] == 1.0, "fillFftTables");
     return failures;
 }

@@ -1,29 +1,40 @@
 #!/bin/sh
-# Installs the build and builds the README's quick start against the installed tree alone, once by
-# pkg-config and once by find_package. Usage: install_test.sh CMAKE BUILD_DIR WORK_DIR CC
+# Installs the build, or takes a ROOT with it under /usr, and builds hosts against that tree alone: in
+# C by pkg-config, the README's quick start by find_package, and the examples if there are any.
+# Usage: install_test.sh CMAKE BUILD_DIR WORK_DIR CC CXX EXAMPLES_DIR [ROOT]
 set -eu
-cmake=$1 build=$2 work=$3 cc=$4
-rm -rf "$work"
+cmake=$1 build=$2 work=$3 cc=$4 cxx=$5 examples=$6 root=${7-}
+if [ -n "$root" ]; then
+    tree=$root/usr
+else
+    rm -rf "$work"
+    tree=$work/tree
+    "$cmake" --install "$build" --prefix "$tree" >/dev/null
+fi
+libdir=$(dirname "$(find "$tree" -name libmerlo64f.so)")
+export LD_LIBRARY_PATH="$libdir"
 mkdir -p "$work/by_package"
-"$cmake" --install "$build" --prefix "$work/root" >/dev/null
-libdir=$(dirname "$(find "$work/root" -name libmerlo64f.so)")
 
-PKG_CONFIG_PATH="$libdir/pkgconfig"
-export PKG_CONFIG_PATH
-pkg-config --define-variable=prefix="$work/root" --exists merlo64f
-# shellcheck disable=SC2046
-"$cc" -std=c99 -Wall -Wextra -Wpedantic -Werror "$build/tests/quick_start.c" -o "$work/by_pkgconfig" \
-    $(pkg-config --define-variable=prefix="$work/root" --cflags --libs merlo64f)
-LD_LIBRARY_PATH=$libdir "$work/by_pkgconfig"
+flags=$(PKG_CONFIG_SYSROOT_DIR=$root PKG_CONFIG_LIBDIR=$libdir/pkgconfig \
+    pkg-config --cflags --libs merlo64f)
+for host in "$build/tests/quick_start.c" "$(dirname "$0")/c99_host.c"; do
+    # shellcheck disable=SC2086
+    "$cc" -std=c99 -Wall -Wextra -Wpedantic -Werror "$host" -o "$work/by_pkgconfig" \
+        "-I$build/tests" $flags
+    "$work/by_pkgconfig"
+done
 
 cat >"$work/by_package/CMakeLists.txt" <<EOT
 cmake_minimum_required(VERSION 3.25)
-project(host C)
+project(host)
 find_package(merlo64f 1 REQUIRED)
 add_executable(host $build/tests/quick_start.c)
 target_link_libraries(host merlo64f::merlo64f)
 EOT
-"$cmake" -S "$work/by_package" -B "$work/by_package/build" -DCMAKE_C_COMPILER="$cc" \
-    -DCMAKE_PREFIX_PATH="$work/root" >/dev/null
-"$cmake" --build "$work/by_package/build" >/dev/null
-"$work/by_package/build/host"
+for sources in "$work/by_package" $examples; do
+    hosts=$work/$(basename "$sources").build
+    "$cmake" -S "$sources" -B "$hosts" -DCMAKE_PREFIX_PATH="$tree" --no-warn-unused-cli \
+        -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$cxx" >/dev/null
+    "$cmake" --build "$hosts" --parallel 2 >/dev/null
+done
+"$work/by_package.build/host"
