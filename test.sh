@@ -2,6 +2,8 @@
 # Configures, builds and tests. Usage:
 #   ./test.sh             the native builds: sanitizers, clang, gcc
 #   ./test.sh bits        both compilers, -O0 to -O3, x86-64 and x86-64-v3, and AArch64 under qemu-user
+#   ./test.sh coverage    which lines and branches of src/ the tests reach: all of them, or it fails
+#   ./test.sh mutation    how many small faults in src/ the tests find (an hour or two)
 #   ./test.sh PRESET...   builds of CMakePresets.json by name
 set -euo pipefail
 cd "$(dirname "$0")"
@@ -10,6 +12,8 @@ cd "$(dirname "$0")"
 presets=("$@")
 if [ $# -eq 0 ]; then
     presets=(sanitize clang gcc)
+elif [ "$*" = mutation ]; then
+    presets=(gcc-O1 gcc-O1-v3 sanitize)
 elif [ "$*" = bits ]; then
     presets=(aarch64)
     for compiler in clang gcc; do
@@ -24,6 +28,7 @@ for preset in "${presets[@]}"; do
     case $preset in
         clang*) packages+=(clang) ;;
         gcc | gcc-v3) packages+=(libsndfile1-dev libbenchmark-dev) ;;
+        coverage) packages+=(gcovr) ;;
         aarch64) packages+=(g++-aarch64-linux-gnu qemu-user googletest) ;;
     esac
 done
@@ -31,8 +36,21 @@ need_packages "${packages[@]}"
 
 for preset in "${presets[@]}"; do
     echo "== $preset"
+    not_here=()
+    if [ "$preset" = coverage ]; then
+        not_here=(--exclude-regex '^(exports|install)$') # the library exports counters too
+    fi
     mkdir -p build
     cmake --preset "$preset" >"build/$preset.log" 2>&1 || { cat "build/$preset.log"; exit 1; }
     cmake --build "build/$preset" --parallel "$(nproc)" >"build/$preset.log" 2>&1 || { cat "build/$preset.log"; exit 1; }
-    ctest --test-dir "build/$preset" --parallel "$(nproc)" --output-on-failure --no-tests=error
+    ctest --test-dir "build/$preset" --parallel "$(nproc)" --output-on-failure --no-tests=error \
+        "${not_here[@]}"
+    if [ "$preset" = coverage ]; then
+        gcovr --root . --filter src/ --exclude-throw-branches --exclude-unreachable-branches --delete \
+            --txt - --branches --print-summary --fail-under-line 100 --fail-under-branch 100 \
+            build/coverage/CMakeFiles/merlo64f_objects.dir build/coverage/tests
+    fi
 done
+if [ "$*" = mutation ]; then
+    tools/mutate.py
+fi
