@@ -28,7 +28,7 @@ for preset in "${presets[@]}"; do
     case $preset in
         clang*) packages+=(clang) ;;
         gcc | gcc-v3) packages+=(libsndfile1-dev libbenchmark-dev) ;;
-        coverage) packages+=(gcovr) ;;
+        coverage) packages+=(clang llvm python3) ;;
         aarch64) packages+=(g++-aarch64-linux-gnu qemu-user googletest) ;;
     esac
 done
@@ -36,19 +36,19 @@ need_packages "${packages[@]}"
 
 for preset in "${presets[@]}"; do
     echo "== $preset"
-    not_here=()
+    left_out=()
     if [ "$preset" = coverage ]; then
-        not_here=(--exclude-regex '^(exports|install)$') # the library exports counters too
+        left_out=(--exclude-regex '^exports$') # the counters are exported too
+        rm -rf build/coverage/profiles
+        export LLVM_PROFILE_FILE=$PWD/build/coverage/profiles/%2m.profraw
     fi
     mkdir -p build
     cmake --preset "$preset" >"build/$preset.log" 2>&1 || { cat "build/$preset.log"; exit 1; }
     cmake --build "build/$preset" --parallel "$(nproc)" >"build/$preset.log" 2>&1 || { cat "build/$preset.log"; exit 1; }
     ctest --test-dir "build/$preset" --parallel "$(nproc)" --output-on-failure --no-tests=error \
-        "${not_here[@]}"
+        "${left_out[@]}"
     if [ "$preset" = coverage ]; then
-        gcovr --root . --filter src/ --exclude-throw-branches --exclude-unreachable-branches --delete \
-            --txt - --branches --print-summary --fail-under-line 100 --fail-under-branch 100 \
-            build/coverage/CMakeFiles/merlo64f_objects.dir build/coverage/tests
+        tools/coverage.py build/coverage
     fi
 done
 if [ "$*" = mutation ]; then
