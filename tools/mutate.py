@@ -311,8 +311,8 @@ def judge(key):
     mutant = mutants[key]
     tree = SCRATCH / f"worker{os.getpid()}"
     if not tree.exists():
-        shutil.copytree(ROOT / "src", tree / "src")
-    source = (ROOT / mutant.file).read_text()
+        shutil.copytree(SCRATCH / "base/src", tree / "src")
+    source = (tree / mutant.file).read_text()
     (tree / mutant.file).write_text(source[:mutant.start] + mutant.text + source[mutant.end:])
     try:
         findings = []
