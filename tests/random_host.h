@@ -124,13 +124,13 @@ class RandomHost {
     // The signal's kind, or what a host may write into a record and lend it.
     void tune() {
         State& s = record_->state;
-        switch (choices_.below(8)) {
+        switch (choices_.below(10)) {
         case 0:
             return signal_.setSilent(choices_.below(2) == 1);
         case 1:
             return signal_.setWild(choices_.below(4) == 1);
         case 2:
-            return signal_.setScale(choices_.of({0, 0, 0, 12, -1060}));
+            return signal_.setScale(choices_.of({0, 0, 0, 12, -24, -1060}));
         case 3:
             if constexpr (requires { s.mu; }) {
                 s.mu = model_->mu = choices_.of({F::rate, 0.0, -0.01});
@@ -141,9 +141,23 @@ class RandomHost {
                 s.*F::flag = model_->adapting = choices_.of({1, 0, -3});
             }
             return;
+        case 5: // as after silence
+            return setPower(choices_.of({1e-310, 5e-324, 0.0, 1e-15, 1e-12, 1e-6}));
         default: // the paths are the host's, and each call reads them anew
             record_->lent.secCoef[0] = lent_.secCoef[0] = signal_.next();
             record_->lent.estCoef[0] = lent_.estCoef[0] = signal_.next();
+        }
+    }
+    void setPower(double value) {
+        State& s = record_->state;
+        if constexpr (requires { s.powerAvg; }) {
+            std::fill(model_->powerAvg.begin(), model_->powerAvg.end(), value);
+            std::fill_n(s.powerAvg, model_->powerAvg.size(), value);
+        } else if constexpr (requires { s.power = value; }) {
+            s.power = model_->power = value;
+        } else if constexpr (requires { s.power; }) {
+            std::fill(model_->power.begin(), model_->power.end(), value);
+            std::fill_n(s.power, model_->power.size(), value);
         }
     }
     void access() {

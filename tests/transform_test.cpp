@@ -164,21 +164,29 @@ TEST(Transforms, RefuseSizesThatFitNoTransform) {
               STS_BAD_SIZE);
     EXPECT_EQ(bfdaf64fInit(&bf, 4, 1 << 30, 0.1, 0, table, twiddles), STS_BAD_SIZE);
     EXPECT_EQ(bfdaf64fInit(&bf, 4, INT32_MAX, 0.1, 0, table, twiddles), STS_BAD_SIZE);
+    EXPECT_EQ(bfdaf64fInit(&bf, 4, (1 << 30) - 2, 0.1, 0, table, twiddles), STS_BAD_SIZE);
     EXPECT_EQ(bfdaf64fInit(&bf, 0, 0, 0.1, 0, nullptr, twiddles), STS_NULL_PTR);
+    EXPECT_EQ(bfdaf64fInit(&bf, 0, 0, 0.1, 0, table, nullptr), STS_NULL_PTR);
     EXPECT_EQ(bfdaf64fInit(&bf, 4, 0, 0.1, 0, table, twiddles), STS_BAD_SIZE);
     EXPECT_EQ(bf.order, 0);
     EXPECT_EQ(pbfdaf64fInit(&pb, 1, 1, 5, 0.1, 0, table, twiddles), STS_BAD_SIZE);
     EXPECT_EQ(pbfdaf64fInit(&pb, 4, 5, 1 << 28, 0.1, 0, table, twiddles), STS_BAD_SIZE);
     EXPECT_EQ(pbfdaf64fInit(&pb, 4, 5, 0, 0.1, 0, table, twiddles), STS_BAD_SIZE);
     EXPECT_EQ(pbfdaf64fInit(&pb, 4, 5, 0, 0.1, 0, table, nullptr), STS_NULL_PTR);
+    EXPECT_EQ(pbfdaf64fInit(&pb, 4, 5, 0, 0.1, 0, nullptr, twiddles), STS_NULL_PTR);
     EXPECT_EQ(pb.order, 0);
     for (int32_t order : {2, 1, 0, -1, INT32_MIN}) {
         td.order = 9;
         EXPECT_EQ(tdlms64fInit(&td, order, 0.1, table, twiddles), STS_BAD_SIZE);
         EXPECT_EQ(td.order, 0);
         EXPECT_EQ(tdlms64fInit(&td, order, 0.1, table, nullptr), STS_NULL_PTR);
+        EXPECT_EQ(tdlms64fInit(&td, order, 0.1, nullptr, twiddles), STS_NULL_PTR);
     }
     EXPECT_EQ(heap::calls(), calls);
+    heap::failAt(1); // the largest that fit
+    EXPECT_EQ(bfdaf64fInit(&bf, 4, (1 << 30) - 3, 0.1, 0, table, twiddles), STS_NO_MEMORY);
+    heap::failAt(1);
+    EXPECT_EQ(pbfdaf64fInit(&pb, 4, 5, (1 << 28) - 1, 0.1, 0, table, twiddles), STS_NO_MEMORY);
     EXPECT_EQ(buffers[0][0], 5);
 }
 
@@ -222,8 +230,28 @@ TEST(PackedSpectrum, KeepsTheTwoRealBinsApart) {
     EXPECT_EQ(Values(spec, spec + 5), (Values{3, 2.5, 2 / 3.0, -4 / 3.0, 77}));
     merlo::powerSpecPacked64f(spec, power, 2); // no complex bin at all
     EXPECT_EQ(Values(power, power + 3), (Values{9, 6.25, 25}));
-    EXPECT_EQ(merlo::macPacked64f(spec, nullptr, out, 3), STS_NULL_PTR);
-    EXPECT_EQ(merlo::normPackedIp64f(nullptr, 1, spec, 3), STS_NULL_PTR);
+}
+
+TEST(PackedSpectrum, RefusesNullArraysWithNothingTouched) {
+    double a[] = {1, 2, 3, 4}, b[] = {5, 6, 7, 8}, c[] = {9, 10, 11, 12};
+    const Values before[] = {Values(a, a + 4), Values(b, b + 4), Values(c, c + 4)};
+    for (int missing = 0; missing < 3; ++missing) {
+        double* const x = missing == 0 ? nullptr : a;
+        double* const y = missing == 1 ? nullptr : b;
+        double* const z = missing == 2 ? nullptr : c;
+        EXPECT_EQ(merlo::mulPacked64f(x, y, z, 3), STS_NULL_PTR);
+        EXPECT_EQ(merlo::macPacked64f(x, y, z, 3), STS_NULL_PTR);
+        if (missing < 2) {
+            EXPECT_EQ(merlo::powerSpecPacked64f(x, y, 3), STS_NULL_PTR);
+            EXPECT_EQ(merlo::conjPacked64f(x, y, 3), STS_NULL_PTR);
+            EXPECT_EQ(merlo::normPackedIp64f(x, 1, y, 3), STS_NULL_PTR);
+        }
+    }
+    EXPECT_EQ(merlo::conjPackedIp64f(nullptr, 3), STS_NULL_PTR);
+    EXPECT_EQ(merlo::scaleCplxIp64f(1, nullptr, 3), STS_NULL_PTR);
+    EXPECT_EQ(Values(a, a + 4), before[0]);
+    EXPECT_EQ(Values(b, b + 4), before[1]);
+    EXPECT_EQ(Values(c, c + 4), before[2]);
 }
 
 } // namespace

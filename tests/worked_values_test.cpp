@@ -35,6 +35,7 @@ TEST(Fir, RefusesNullArraysAndBorrowsItsCoefficients) {
     ASSERT_EQ(fir64fResize(&state, 3), STS_OK);
     EXPECT_EQ(Values(coef, coef + 4), (Values{1, 5, 0, 4}));
     fir64fFree(&state);
+    EXPECT_EQ(fir64fResize(&state, 0), STS_BAD_SIZE); // although that is the order left behind
 }
 
 template <class F>
@@ -150,6 +151,8 @@ TYPED_TEST(SecondaryPath, RefusesBadLengthsAndMissingPaths) {
                  {1, INT32_MAX, INT32_MAX, path, path, STS_BAD_SIZE},
                  {32, 1, INT32_MAX, nullptr, path, STS_BAD_SIZE},
                  {32, INT32_MAX - 40, 32, path, path, STS_BAD_SIZE},
+                 {1, INT32_MAX - 2, 1, nullptr, path, STS_NULL_PTR}, // just fits
+                 {1, INT32_MAX - 1, 1, nullptr, path, STS_BAD_SIZE},
                  {4, 2, 2, nullptr, path, STS_NULL_PTR},
                  {4, 2, 2, path, nullptr, STS_NULL_PTR}};
     for (const auto& c : cases) {
