@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Configures, builds and tests. Usage:
-#   ./test.sh             the native builds: sanitizers, clang, gcc
+#   ./test.sh             the native builds: sanitizers, some seconds of fuzzing, clang, gcc
 #   ./test.sh bits        both compilers, -O0 to -O3, x86-64 and x86-64-v3, and AArch64 under qemu-user
 #   ./test.sh packages    the Debian packages, which lie in build/packages then
 #   ./test.sh coverage    which lines and branches of src/ the tests reach: all of them, or it fails
@@ -12,7 +12,7 @@ cd "$(dirname "$0")"
 
 presets=("$@")
 if [ $# -eq 0 ]; then
-    presets=(sanitize clang gcc)
+    presets=(sanitize fuzz clang gcc)
 elif [ "$*" = mutation ]; then
     presets=(gcc-O1 gcc-O1-v3 sanitize)
 elif [ "$*" = bits ]; then
@@ -28,6 +28,7 @@ packages=(build-essential cmake pkg-config libgtest-dev)
 for preset in "${presets[@]}"; do
     case $preset in
         clang*) packages+=(clang) ;;
+        fuzz) packages+=(clang libclang-rt-14-dev) ;;
         gcc | gcc-v3) packages+=(libsndfile1-dev libbenchmark-dev) ;;
         packages) packages+=(libsndfile1-dev dpkg-dev lintian) ;;
         coverage) packages+=(clang llvm python3) ;;
