@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Configures, builds and tests. Usage:
 #   ./test.sh             the native builds: sanitizers, clang, gcc
-#   ./test.sh bits        both compilers, -O0 to -O3, x86-64 and x86-64-v3, and AArch64 under qemu-user
+#   ./test.sh bits        both compilers, -O0 to -O3, x86-64 and x86-64-v3, AArch64, s390x (qemu-user)
 #   ./test.sh packages    the Debian packages, which lie in build/packages then
 #   ./test.sh PRESET...   builds of CMakePresets.json by name
 set -euo pipefail
@@ -12,7 +12,7 @@ presets=("$@")
 if [ $# -eq 0 ]; then
     presets=(sanitize clang gcc)
 elif [ "$*" = bits ]; then
-    presets=(aarch64)
+    presets=(aarch64 s390x)
     for compiler in clang gcc; do
         for level in -O0 -O1 -O2 ""; do
             presets+=("$compiler$level-v3" "$compiler$level")
@@ -26,7 +26,7 @@ for preset in "${presets[@]}"; do
         clang*) packages+=(clang) ;;
         gcc | gcc-v3) packages+=(libsndfile1-dev libbenchmark-dev) ;;
         packages) packages+=(libsndfile1-dev dpkg-dev lintian) ;;
-        aarch64) packages+=(g++-aarch64-linux-gnu qemu-user googletest) ;;
+        aarch64 | s390x) packages+=("g++-$preset-linux-gnu" qemu-user googletest) ;;
     esac
 done
 need_packages "${packages[@]}"
