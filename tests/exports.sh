@@ -27,7 +27,7 @@ imported=$("$nm" -D --undefined-only "$library" | sed -n 's/^ *U \([^@]*\).*/\1/
 for name in $imported; do
     echo "$allowed" | grep -qx "$name" || { echo "imports $name"; status=1; }
 done
-allocating=$("$nm" -A --undefined-only "$@" | sed -nE 's|.*/(.*)\.o: +U (calloc\|free)$|\1|p')
+allocating=$("$nm" -A --undefined-only "$@" | sed -nE 's,.*/(.*)\.o: +U (calloc|free)$,\1,p')
 compare "allocating objects" "lifecycle.cpp" "$(echo "$allocating" | uniq)"
 
 needed=$("$readelf" -d "$library" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p')
