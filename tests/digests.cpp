@@ -1,8 +1,6 @@
-// One digest per family over a long run that visits every operation: the promise about bits, held
-// against tests/digests.txt on every build. Usage: digests [FILE with the expected lines].
-// The samples are white noise in stretches: ordinary, silent, subnormal, and now and then so large
-// that what the filter learned from them has to be cleared.
-#include "families.h"
+// One digest per family over its long run: the promise about bits, held against tests/digests.txt on
+// every build. Usage: digests [FILE with the expected lines].
+#include "long_run.h"
 
 #include <cinttypes>
 #include <cstdio>
@@ -12,69 +10,6 @@
 #include <string>
 
 namespace {
-
-template <class F>
-void visit(typename F::State* state, Signal& signal, Trace& trace, int calls) {
-    const auto operations = F::operations();
-    for (int i = 0; i < calls; ++i) {
-        operations[signal.choose(operations.size())].call(state, signal, trace, 0);
-    }
-}
-
-template <class F>
-void readAndWrite(typename F::State* state, Signal& signal, Trace& trace) {
-    for (const auto& accessor : F::accessors()) {
-        const int32_t length = accessor.length(*state);
-        std::vector<double> values(static_cast<size_t>(length));
-        const auto start = static_cast<int32_t>(signal.choose(static_cast<uint64_t>(length)));
-        const auto reversed = static_cast<int32_t>(signal.choose(2));
-        const int32_t n = accessor.get(state, values.data(), start, length, reversed);
-        trace.add(values.data(), n);
-        if (accessor.set != nullptr) {
-            accessor.set(state, values.data(), 0, n, 1 - reversed);
-        }
-    }
-}
-
-template <class F>
-Trace longRun() {
-    constexpr int stretches = 600;
-    Signal signal(20);
-    Trace trace;
-    typename F::State state;
-    Lent lent;
-    if (F::init(&state, F::shape(8), lent) != STS_OK) {
-        std::abort();
-    }
-    const auto clear = [&] {
-        for (const auto& reset : F::resets()) {
-            reset.reset(&state);
-        }
-    };
-    for (int i = 0; i < stretches; ++i) {
-        signal.setSilent(i % 10 == 3);
-        signal.setScale(i % 10 == 6 ? -1060 : i % 10 == 9 ? 16 : 0);
-        if (i % 10 == 9) {
-            clear();
-            visit<F>(&state, signal, trace, 3);
-            clear();
-        } else {
-            visit<F>(&state, signal, trace, 40);
-        }
-        if (i % 7 == 5) {
-            readAndWrite<F>(&state, signal, trace);
-        }
-        if (i % 13 == 11) {
-            const auto order = static_cast<int32_t>(signal.choose(F::limit + 2)) + 1;
-            trace.add(F::resize(&state, F::shape(order)));
-        }
-        for (const auto& array : F::arrays(F::shape(state.order))) {
-            trace.add(state.*array.field, array.length);
-        }
-    }
-    F::free(&state);
-    return trace;
-}
 
 using Expected = std::map<std::string, std::string>;
 

@@ -1,9 +1,12 @@
 #!/bin/sh
-# What the library shows and needs. Usage: exports.sh LIBRARY EXPORT_LIST INCLUDE_DIR NM READELF
+# What the library shows and needs.
+# Usage: exports.sh LIBRARY EXPORT_LIST INCLUDE_DIR NM READELF OBJECT...
 # The list, the headers and the library name the same functions; nothing but the five allowed
-# functions of libc comes in (weak names are the C runtime's start-up hooks).
+# functions of libc comes in (weak names are the C runtime's start-up hooks), and one object alone
+# goes to the heap.
 set -eu
 library=$1 list=$2 include=$3 nm=$4 readelf=$5
+shift 5
 status=0
 
 compare() { # what, expected, actual
@@ -24,6 +27,8 @@ imported=$("$nm" -D --undefined-only "$library" | sed -n 's/^ *U \([^@]*\).*/\1/
 for name in $imported; do
     echo "$allowed" | grep -qx "$name" || { echo "imports $name"; status=1; }
 done
+allocating=$("$nm" -A --undefined-only "$@" | sed -nE 's,.*/(.*)\.o: +U (calloc|free)$,\1,p')
+compare "allocating objects" "lifecycle.cpp" "$(echo "$allocating" | uniq)"
 
 needed=$("$readelf" -d "$library" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p')
 compare "needed libraries" "libc.so.6" "$needed"

@@ -122,8 +122,9 @@ template <class V>
 template <class V>
 [[gnu::always_inline]] inline V addCorner(const double* const* r, const V* xOfRow, int32_t first,
                                           V sum) {
+    int32_t c = 0;
 #pragma GCC unroll 4
-    for (int32_t c = 0; c + 1 < kSide<V>; ++c) {
+    for (; c + 1 < kSide<V>; ++c) {
         V column{};
 #pragma GCC unroll 4
         for (int32_t i = 0; i < kSide<V>; ++i) {
@@ -131,7 +132,7 @@ template <class V>
         }
         sum += column * xOfRow[c];
     }
-    sum += load<V>(r[kSide<V> - 1] + first) * xOfRow[kSide<V> - 1];
+    sum += load<V>(r[c] + first) * xOfRow[c];
     return sum;
 }
 
@@ -153,7 +154,7 @@ template <class V, int32_t kSquares>
                                            double* gain) {
     constexpr int32_t kCount = kSquares * kSide<V>;
     const int32_t loose = first % kSide<V>;
-    const double* r[kCount];
+    const double* r[kCount] = {};
     V xOfRow[kCount];
     V sum[kSquares] = {};
     for (int32_t i = 0; i < kCount; ++i) {

@@ -294,7 +294,7 @@ inline void swapPairs(double* a, int32_t j, int32_t k) {
 
 // The swaps of a length, as positions of the pairs in floats; n <= 256.
 template <int32_t n>
-constexpr auto kSwaps = [] {
+constexpr auto swapsOf() {
     constexpr int32_t bits = std::countr_zero(static_cast<uint32_t>(n / 2));
     constexpr int32_t unmoved = 1 << (bits + 1) / 2;
     std::array<std::array<uint8_t, 2>, (n / 2 - unmoved) / 2> swaps{};
@@ -309,7 +309,10 @@ constexpr auto kSwaps = [] {
         }
     }
     return swaps;
-}();
+}
+
+template <int32_t n>
+constexpr auto kSwaps = swapsOf<n>();
 
 template <int32_t n>
 inline void bitReverseShort(double* a) {
@@ -408,10 +411,11 @@ template <bool inverse>
 inline void realStep(int32_t n, double* a, int32_t cosLen, const double* c) {
     const int32_t h = n / 2;
     const int32_t ks = cosineStep(n, cosLen);
-    const auto sideBySide = [=]<class V>(int32_t j, V) {
+    const auto sideBySide = [=](int32_t j, auto lanes) {
+        using V = decltype(lanes);
         const int32_t kk = j / 2 * ks;
         double* const up = a + j;
-        double* const down = a + n - j - (kLanes<V> - 2);
+        double* const down = a + n - j + (2 - kLanes<V>);
         V near = load<V>(up);
         V far = lastFirst(load<V>(down));
         const V wr = 0.5 - cosines<V>(c + cosLen - kk, -ks);
@@ -470,10 +474,11 @@ inline void lastStageAndPost(int32_t n, double* a, int32_t cosLen, const double*
     storeColumn(a + l / 2, l, z);
 
     const int32_t ks = cosineStep(n, cosLen);
-    const auto sideBySide = [=]<class V>(int32_t j, V) {
+    const auto sideBySide = [=](int32_t j, auto lanes) {
+        using V = decltype(lanes);
         const int32_t kk = j / 2 * ks;
         double* const up = a + j;
-        double* const down = a + l - j - (kLanes<V> - 2);
+        double* const down = a + l - j + (2 - kLanes<V>);
         V near[radix];
         V far[radix];
         loadColumn(near, up, l);
