@@ -55,12 +55,12 @@ template <class Store>
 inline void forEachProduct(const double* a, const double* b, int32_t bins, Store storeAt) {
     using namespace complex;
     const int32_t n = 2 * (bins - 1);
-    if (n < kLanes<Wide>) {
-        storeAt(0, Factor(load<One>(a)) * load<One>(b));
+    if (n < kLanes) {
+        storeAt(0, Factor(loadWhole<One>(a)) * loadWhole<One>(b));
         return;
     }
-    for (int32_t i = 0; i < n; i += kLanes<Wide>) {
-        storeAt(i, Factor(load<Wide>(a + i)) * load<Wide>(b + i));
+    for (int32_t i = 0; i < n; i += kLanes) {
+        storeAt(i, Factor(loadWhole<Wide>(a + i)) * loadWhole<Wide>(b + i));
     }
 }
 
@@ -69,8 +69,7 @@ inline int32_t mulPacked64f(const double* a, const double* b, double* out, int32
     if (a == nullptr || b == nullptr || out == nullptr) {
         return STS_NULL_PTR;
     }
-    forEachProduct(a, b, bins,
-                   [=](int32_t slot, auto product) { complex::store(out + slot, product); });
+    forEachProduct(a, b, bins, [=](int32_t slot, auto product) { store(product, out + slot); });
     out[0] = a[0] * b[0];
     out[1] = a[1] * b[1];
     return STS_OK;
@@ -84,7 +83,7 @@ inline int32_t macPacked64f(const double* a, const double* b, double* acc, int32
     const double lowest = acc[0] + a[0] * b[0];
     const double highest = acc[1] + a[1] * b[1];
     forEachProduct(a, b, bins, [=](int32_t slot, auto product) {
-        complex::store(acc + slot, complex::load<decltype(product)>(acc + slot) + product);
+        store(loadWhole<decltype(product)>(acc + slot) + product, acc + slot);
     });
     acc[0] = lowest;
     acc[1] = highest;
