@@ -355,7 +355,7 @@ constexpr auto kSwaps = [] {
 
 template <int32_t n>
 inline void bitReverseShort(double* a) {
-#pragma GCC unroll 8
+#pragma GCC unroll 32
     for (const auto& [j, k] : kSwaps<n>) {
         swapPairs(a + j, a + k);
     }
