@@ -8,27 +8,10 @@
 #include "straight_line.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <cstdint>
 #include <type_traits>
 
 namespace merlo {
-
-template <class V>
-inline V backwards(V lanes) {
-    constexpr size_t n = sizeof(V) / sizeof(double);
-    if constexpr (n == 2) {
-        return __builtin_shufflevector(lanes, lanes, 1, 0);
-    } else if constexpr (n == 4) {
-        return __builtin_shufflevector(lanes, lanes, 3, 2, 1, 0);
-    } else {
-        V result;
-        for (size_t i = 0; i < n; ++i) {
-            result[i] = lanes[n - 1 - i];
-        }
-        return result;
-    }
-}
 
 // kVectors * kLanes neighbouring outputs. `newest` is the sample that meets coef[0] in the last of
 // them; since the history lies newest first, the lanes run from the last output to the first.

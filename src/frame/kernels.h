@@ -2,7 +2,7 @@
 // nothing; the exported ones are declared in merlo64f.h and defined in kernels.cpp.
 #pragma once
 
-#include "hide_origin.h"
+#include "lanes.h"
 #include "merlo64f.h"
 #include "ring_line.h"
 
@@ -35,12 +35,9 @@ inline double chainDot(const double* a, const double* b, int32_t n, double sum) 
 // of every tap to the samples. (Samples come into the line one by one, and a pair of them would wait
 // for two stores; so would coefficients that the last step has changed.)
 inline double chainDotSettled(const double* samples, const double* coef, int32_t n, double sum) {
-    using Pair = double __attribute__((vector_size(16)));
     int32_t i = 0;
     for (; i + 2 <= n; i += 2) {
-        Pair c;
-        __builtin_memcpy(&c, coef + i, sizeof c);
-        hideOrigin(c);
+        const Pair c = loadWhole<Pair>(coef + i);
         sum += samples[i] * c[0];
         sum += samples[i + 1] * c[1];
     }

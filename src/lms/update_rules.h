@@ -3,6 +3,7 @@
 // sgn(v) is +1 for v >= 0, zeros of either sign included, and -1 otherwise, NaN included.
 #pragma once
 
+#include "lanes.h"
 #include "ring_line.h"
 
 #include <cstdint>
@@ -14,7 +15,6 @@ inline double sgn(double v) { return v >= 0.0 ? 1.0 : -1.0; }
 // sgn(e) * magnitude as a select of lanes: the sign of an error is a coin that no branch predictor
 // knows, and compilers make a branch of the scalar form.
 inline double withSign(double e, double magnitude) {
-    using Pair = double __attribute__((vector_size(16)));
     const Pair signs = Pair{e, e} >= Pair{0.0, 0.0} ? Pair{1.0, 1.0} : Pair{-1.0, -1.0};
     return magnitude * signs[0];
 }

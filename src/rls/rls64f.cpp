@@ -7,7 +7,6 @@
 #include "rls64f.h"
 
 #include "accessors.h"
-#include "hide_origin.h"
 #include "kernels.h"
 #include "lanes.h"
 #include "lifecycle.h"
@@ -27,14 +26,7 @@ constexpr double kResizeDelta = 0.01F; // 0.009999999776482582: the first delta 
 constexpr int32_t kRows = 4;
 
 template <class V>
-constexpr int32_t kSide = sizeof(V) / sizeof(double);
-
-using Pair = double __attribute__((vector_size(16)));
-#ifdef __AVX__
-using Wide = double __attribute__((vector_size(32)));
-#else
-using Wide = Pair;
-#endif
+constexpr int32_t kSide = kLanesOf<V>;
 constexpr int32_t kWideFrom = 16; // a smaller triangle has too little that fills wide squares
 
 // Row i of the triangle has i + 1 elements.
@@ -43,15 +35,6 @@ constexpr int32_t rowStart(int32_t i) { return i * (i + 1) / 2; }
 // From a row to the one that lies n rows on; `first` is its number.
 constexpr int32_t rowsOn(int32_t n, int32_t first) { return n * first + rowStart(n); }
 
-template <class V>
-V all(double value) {
-    if constexpr (kSide<V> == 2) {
-        return V{value, value};
-    } else {
-        return V{value, value, value, value};
-    }
-}
-
 // first, v[0], v[1], ...: the last element drops off.
 template <class V>
 V behind(double first, V v) {
@@ -59,23 +42,6 @@ V behind(double first, V v) {
         return V{first, v[0]};
     } else {
         return __builtin_shufflevector(all<V>(first), v, 0, 4, 5, 6);
-    }
-}
-
-template <class V>
-void transpose(const V* r, V* column) {
-    if constexpr (kSide<V> == 2) {
-        column[0] = __builtin_shufflevector(r[0], r[1], 0, 2);
-        column[1] = __builtin_shufflevector(r[0], r[1], 1, 3);
-    } else {
-        const V even01 = __builtin_shufflevector(r[0], r[1], 0, 4, 2, 6);
-        const V odd01 = __builtin_shufflevector(r[0], r[1], 1, 5, 3, 7);
-        const V even23 = __builtin_shufflevector(r[2], r[3], 0, 4, 2, 6);
-        const V odd23 = __builtin_shufflevector(r[2], r[3], 1, 5, 3, 7);
-        column[0] = __builtin_shufflevector(even01, even23, 0, 1, 4, 5);
-        column[1] = __builtin_shufflevector(odd01, odd23, 0, 1, 4, 5);
-        column[2] = __builtin_shufflevector(even01, even23, 2, 3, 6, 7);
-        column[3] = __builtin_shufflevector(odd01, odd23, 2, 3, 6, 7);
     }
 }
 
@@ -104,16 +70,14 @@ template <class V>
                                              const double* x, int32_t j, V& g, V& sum) {
     const V xs = load<V>(x + j);
     V term[kSide<V>];
-    V column[kSide<V>];
     for (int32_t c = 0; c < kSide<V>; ++c) {
-        V element = load<V>(r[c] + j);
-        hideOrigin(element);
+        const V element = loadWhole<V>(r[c] + j);
         g += element * xOfRow[c];
         term[c] = element * xs;
     }
-    transpose(term, column);
+    transpose(term);
     for (int32_t c = 0; c < kSide<V>; ++c) {
-        sum += column[c];
+        sum += term[c];
     }
 }
 
@@ -335,7 +299,7 @@ double stepBy(rls64fState* state, double x, double d) {
 template <bool kInsert, bool kAdapt>
 double step(rls64fState* state, double x, double d) {
     return state->order < kWideFrom ? stepBy<kInsert, kAdapt, Pair>(state, x, d)
-                                    : stepBy<kInsert, kAdapt, Wide>(state, x, d);
+                                    : stepBy<kInsert, kAdapt, Lanes>(state, x, d);
 }
 
 template <class Provide>

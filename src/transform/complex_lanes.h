@@ -2,77 +2,41 @@
 // whatever stands beside it: bits do not depend on the width.
 #pragma once
 
-#include "hide_origin.h"
+#include "lanes.h"
 
 #include <bit>
 #include <cstdint>
-#include <cstring>
 
 namespace merlo::complex {
 
 // Complex numbers, real part first: one, and as many side by side as the target's registers hold.
-using One = double __attribute__((vector_size(16)));
-#ifdef __AVX__
-using Wide = double __attribute__((vector_size(32)));
-#else
-using Wide = One;
-#endif
-
-template <class V>
-constexpr int32_t kLanes = sizeof(V) / sizeof(double);
-
-template <class V>
-inline V load(const double* from) {
-    V v;
-    std::memcpy(&v, from, sizeof v);
-    hideOrigin(v);
-    return v;
-}
-
-template <class V>
-inline void store(double* to, V v) {
-    std::memcpy(to, &v, sizeof v);
-}
+using One = Pair;
+using Wide = Lanes;
 
 template <class V>
 inline V repeat(One z) {
-    if constexpr (kLanes<V> == 2) {
+    if constexpr (kLanesOf<V> == 2) {
         return z;
     } else {
         return __builtin_shufflevector(z, z, 0, 1, 0, 1);
     }
 }
 
+// As integers, whose shuffle in SSE2 does not destroy what it shuffles.
 template <class V>
 inline V swapParts(V z) {
-    if constexpr (kLanes<V> == 2) {
-        return __builtin_shufflevector(z, z, 1, 0);
+    if constexpr (kLanesOf<V> == 2) {
+        using Words = int32_t __attribute__((vector_size(16)));
+        const auto words = std::bit_cast<Words>(z);
+        return std::bit_cast<V>(__builtin_shufflevector(words, words, 2, 3, 0, 1));
     } else {
         return __builtin_shufflevector(z, z, 1, 0, 3, 2);
     }
 }
 
 template <class V>
-inline V realParts(V z) {
-    if constexpr (kLanes<V> == 2) {
-        return __builtin_shufflevector(z, z, 0, 0);
-    } else {
-        return __builtin_shufflevector(z, z, 0, 0, 2, 2);
-    }
-}
-
-template <class V>
-inline V imagParts(V z) {
-    if constexpr (kLanes<V> == 2) {
-        return __builtin_shufflevector(z, z, 1, 1);
-    } else {
-        return __builtin_shufflevector(z, z, 1, 1, 3, 3);
-    }
-}
-
-template <class V>
 inline V lastFirst(V z) {
-    if constexpr (kLanes<V> == 2) {
+    if constexpr (kLanesOf<V> == 2) {
         return z;
     } else {
         return __builtin_shufflevector(z, z, 2, 3, 0, 1);
@@ -109,7 +73,7 @@ struct Factor {
     V im; // -im, im
 
     Factor(V r, V i) : re(r), im(negateReal(i)) {}
-    explicit Factor(V t) : Factor(realParts(t), imagParts(t)) {}
+    explicit Factor(V t) : Factor(evens(t, t), odds(t, t)) {}
     V operator*(V z) const { return re * z + im * swapParts(z); }
 };
 

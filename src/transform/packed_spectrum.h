@@ -35,33 +35,35 @@ inline int32_t conjPackedIp64f(double* spec, int32_t bins) {
     return STS_OK;
 }
 
+// visit(slot, vector of the type to use there) for vectors of pairs of slots, pair 0 among them, whose
+// two real bins are no complex number: whoever calls mends them.
+template <class Visit>
+inline void forEachVector(int32_t bins, Visit visit) {
+    const int32_t n = 2 * (bins - 1);
+    if (n < kLanes) {
+        visit(0, Pair{});
+        return;
+    }
+    for (int32_t i = 0; i < n; i += kLanes) {
+        visit(i, Lanes{});
+    }
+}
+
 // dst = conjugate of src
 inline int32_t conjPacked64f(const double* src, double* dst, int32_t bins) {
     if (src == nullptr || dst == nullptr) {
         return STS_NULL_PTR;
     }
-    dst[0] = src[0];
+    forEachVector(bins, [=]<class V>(int32_t slot, V) {
+        store(complex::conjugate(loadWhole<V>(src + slot)), dst + slot);
+    });
     dst[1] = src[1];
-    for (int32_t k = 1; k < bins - 1; ++k) {
-        dst[2 * k] = src[2 * k];
-        dst[2 * k + 1] = -src[2 * k + 1];
-    }
     return STS_OK;
 }
 
-// store(slot, product, number of slots) for the complex products of all pairs of slots. Pair 0 comes out
-// as a product too, which its two real bins are not: whoever calls mends it.
-template <class Store>
-inline void forEachProduct(const double* a, const double* b, int32_t bins, Store storeAt) {
-    using namespace complex;
-    const int32_t n = 2 * (bins - 1);
-    if (n < kLanes<Wide>) {
-        storeAt(0, Factor(load<One>(a)) * load<One>(b));
-        return;
-    }
-    for (int32_t i = 0; i < n; i += kLanes<Wide>) {
-        storeAt(i, Factor(load<Wide>(a + i)) * load<Wide>(b + i));
-    }
+template <class V>
+inline V productAt(const double* a, const double* b, int32_t slot) {
+    return complex::Factor(loadWhole<V>(a + slot)) * loadWhole<V>(b + slot);
 }
 
 // out = a * b bin by bin; out must overlap neither
@@ -69,8 +71,8 @@ inline int32_t mulPacked64f(const double* a, const double* b, double* out, int32
     if (a == nullptr || b == nullptr || out == nullptr) {
         return STS_NULL_PTR;
     }
-    forEachProduct(a, b, bins,
-                   [=](int32_t slot, auto product) { complex::store(out + slot, product); });
+    forEachVector(bins,
+                  [=]<class V>(int32_t slot, V) { store(productAt<V>(a, b, slot), out + slot); });
     out[0] = a[0] * b[0];
     out[1] = a[1] * b[1];
     return STS_OK;
@@ -83,8 +85,8 @@ inline int32_t macPacked64f(const double* a, const double* b, double* acc, int32
     }
     const double lowest = acc[0] + a[0] * b[0];
     const double highest = acc[1] + a[1] * b[1];
-    forEachProduct(a, b, bins, [=](int32_t slot, auto product) {
-        complex::store(acc + slot, complex::load<decltype(product)>(acc + slot) + product);
+    forEachVector(bins, [=]<class V>(int32_t slot, V) {
+        store(loadWhole<V>(acc + slot) + productAt<V>(a, b, slot), acc + slot);
     });
     acc[0] = lowest;
     acc[1] = highest;

@@ -14,12 +14,14 @@
 
 #include <array>
 #include <bit>
+#include <type_traits>
 
 namespace merlo {
 namespace {
 
 using namespace complex;
-using complex::timesI; // beside the one for parts apart
+using complex::conjugate; // beside those for parts apart
+using complex::timesI;
 
 // Up to this length the passes follow one another so closely that a wide load would have to wait for
 // the narrow stores before it.
@@ -38,6 +40,11 @@ struct Apart {
 template <class V>
 inline Apart<V> timesI(Apart<V> z) {
     return {-z.im, z.re};
+}
+
+template <class V>
+inline Apart<V> conjugate(Apart<V> z) {
+    return {z.re, -z.im};
 }
 
 // What a radix-4 butterfly takes and gives, and the factors of a block: t2 = t1^2, t3 = t1^3.
@@ -83,93 +90,99 @@ inline Quad<V> butterflyEighth(const Quad<V>& a, double r) {
 
 template <class V>
 inline Quad<V> loadQuad(const double* a, int32_t l) {
-    return {load<V>(a), load<V>(a + l), load<V>(a + 2 * l), load<V>(a + 3 * l)};
+    return {loadWhole<V>(a), loadWhole<V>(a + l), loadWhole<V>(a + 2 * l), loadWhole<V>(a + 3 * l)};
 }
 
 template <class V>
 inline void storeQuad(double* a, int32_t l, const Quad<V>& quad) {
-    store(a, quad.a0);
-    store(a + l, quad.a1);
-    store(a + 2 * l, quad.a2);
-    store(a + 3 * l, quad.a3);
-}
-
-// As many rows as a row has lanes.
-template <class V>
-inline void transpose(V* rows) {
-    if constexpr (kLanes<V> == 2) {
-        const V a = rows[0];
-        const V b = rows[1];
-        rows[0] = __builtin_shufflevector(a, b, 0, 2);
-        rows[1] = __builtin_shufflevector(a, b, 1, 3);
-    } else {
-        const V a = __builtin_shufflevector(rows[0], rows[1], 0, 4, 2, 6);
-        const V b = __builtin_shufflevector(rows[0], rows[1], 1, 5, 3, 7);
-        const V c = __builtin_shufflevector(rows[2], rows[3], 0, 4, 2, 6);
-        const V d = __builtin_shufflevector(rows[2], rows[3], 1, 5, 3, 7);
-        rows[0] = __builtin_shufflevector(a, c, 0, 1, 4, 5);
-        rows[1] = __builtin_shufflevector(b, d, 0, 1, 4, 5);
-        rows[2] = __builtin_shufflevector(a, c, 2, 3, 6, 7);
-        rows[3] = __builtin_shufflevector(b, d, 2, 3, 6, 7);
-    }
+    store(quad.a0, a);
+    store(quad.a1, a + l);
+    store(quad.a2, a + 2 * l);
+    store(quad.a3, a + 3 * l);
 }
 
 // Consecutive numbers, a lane each.
 template <class V>
 inline Apart<V> loadApart(const double* from) {
-    const V low = load<V>(from);
-    const V high = load<V>(from + kLanes<V>);
-    if constexpr (kLanes<V> == 2) {
-        return {__builtin_shufflevector(low, high, 0, 2), __builtin_shufflevector(low, high, 1, 3)};
+    const V low = loadWhole<V>(from);
+    const V high = loadWhole<V>(from + kLanesOf<V>);
+    if constexpr (kLanesOf<V> == 2) {
+        return {evens(low, high), odds(low, high)};
     } else {
         return {__builtin_shufflevector(low, high, 0, 2, 4, 6),
                 __builtin_shufflevector(low, high, 1, 3, 5, 7)};
     }
 }
 
-// The factors of the blocks b, b + 1, ..., a lane each; b is even. Block 2q has t2 = W(q), the block
-// after it i W(q).
-template <class V>
-inline Factors<Apart<V>> factorsAcross(const double* w, int32_t b) {
-    const V half = load<V>(w + b);
-    const Apart<V> t1 = loadApart<V>(w + 2 * b);
-    const Apart<V> t2{conjugate(half), swapParts(half)};
-    const V twice = 2.0 * t2.im;
-    return {t1, t2, {t1.re - twice * t1.im, twice * t1.re - t1.im}};
-}
-
 // The factors of block b for butterflies side by side.
 template <class V>
 inline Factors<Factor<V>> factorsOf(const double* w, int32_t b) {
-    const One half = load<One>(w + (b & ~1));
-    const One t1 = load<One>(w + 2 * b);
+    const One half = loadWhole<One>(w + (b & ~1));
+    const One t1 = loadWhole<One>(w + 2 * b);
     const One t2 = b % 2 == 0 ? half : timesI(half);
-    const One twice = 2.0 * imagParts(t2);
+    const One twice = 2.0 * odds(t2, t2);
     const One t3 = conjugate(t1) + negateReal(twice * swapParts(t1));
     return {Factor<V>(repeat<V>(t1)), Factor<V>(repeat<V>(t2)), Factor<V>(repeat<V>(t3))};
 }
 
-// The blocks b, b + 1, ... of stride 2, a lane each; b is even and not 0.
+// Neighbouring elements of the blocks from `block` on, a lane for each block: as many as make the
+// rows of a square.
+template <class V>
+inline void loadAcross(Apart<V>* z, const double* block) {
+    V rows[kLanesOf<V>];
+    for (int32_t lane = 0; lane < kLanesOf<V>; ++lane) {
+        rows[lane] = loadWhole<V>(block + 8 * lane);
+    }
+    transpose(rows);
+    for (int32_t i = 0; i < kLanesOf<V> / 2; ++i) {
+        z[i] = {rows[2 * i], rows[2 * i + 1]};
+    }
+}
+
+template <class V>
+inline void storeAcross(const Apart<V>* z, double* block) {
+    V rows[kLanesOf<V>];
+    for (int32_t i = 0; i < kLanesOf<V> / 2; ++i) {
+        rows[2 * i] = z[i].re;
+        rows[2 * i + 1] = z[i].im;
+    }
+    transpose(rows);
+#pragma GCC unroll 4
+    for (int32_t lane = 0; lane < kLanesOf<V>; ++lane) {
+        store(rows[lane], block + 8 * lane);
+    }
+}
+
+// The blocks b, b + 1, ... of stride 2, a lane each; b is even and not 0. Block 2q has t2 = W(q), the
+// block after it i W(q). Factors are formed when they are needed and results leave at once: 16
+// registers suffice then.
 template <class V>
 inline void firstStageBlocks(double* a, const double* w, int32_t b) {
-    constexpr int32_t lanes = kLanes<V>;
+    constexpr int32_t kTogether = kLanesOf<V> / 2;
     double* const block = a + 8 * b;
-    V part[8]; // part i of every block
-    for (int32_t i = 0; i < 8; i += lanes) {
-        for (int32_t lane = 0; lane < lanes; ++lane) {
-            part[i + lane] = load<V>(block + 8 * lane + i);
-        }
-        transpose(part + i);
+    Apart<V> z[4];
+    for (int32_t i = 0; i < 4; i += kTogether) {
+        loadAcross(z + i, block + 2 * i);
     }
-    const auto [a0, a1, a2, a3] = butterfly<Apart<V>>(
-        {{part[0], part[1]}, {part[2], part[3]}, {part[4], part[5]}, {part[6], part[7]}},
-        factorsAcross<V>(w, b));
-    V result[8] = {a0.re, a0.im, a1.re, a1.im, a2.re, a2.im, a3.re, a3.im};
-    for (int32_t i = 0; i < 8; i += lanes) {
-        transpose(result + i);
-        for (int32_t lane = 0; lane < lanes; ++lane) {
-            store(block + 8 * lane + i, result[i + lane]);
+    const auto finish = [&](int32_t i, const Apart<V>& result) {
+        z[i] = result;
+        if constexpr (kTogether == 1) {
+            storeAcross(z + i, block + 2 * i);
         }
+    };
+    const auto [s0, s1, s2, s3] = crossSums<Apart<V>>({z[0], z[1], z[2], z[3]});
+    finish(0, s0 + s2);
+    const V half = loadWhole<V>(w + b);
+    const Apart<V> t2{conjugate(half), swapParts(half)};
+    finish(2, t2 * (s0 - s2));
+    const Apart<V> t1 = loadApart<V>(w + 2 * b);
+    finish(1, t1 * (s1 + timesI(s3)));
+    const V twice = 2.0 * t2.im;
+    const Apart<V> t3{t1.re - twice * t1.im, twice * t1.re - t1.im};
+    finish(3, t3 * (s1 - timesI(s3)));
+    if constexpr (kTogether == 2) {
+        storeAcross(z, block);
+        storeAcross(z + 2, block + 4);
     }
 }
 
@@ -181,7 +194,7 @@ void firstStage64f(int32_t n, double* a, const double* w) {
     if (n > 16) {
         firstStageBlocks<One>(a, w, 2);
     }
-    for (int32_t b = 4; 8 * b < n; b += kLanes<Wide>) {
+    for (int32_t b = 4; 8 * b < n; b += kLanes) {
         firstStageBlocks<Wide>(a, w, b);
     }
 }
@@ -189,7 +202,7 @@ void firstStage64f(int32_t n, double* a, const double* w) {
 // A radix-4 stage of stride l, in floats, with n / (4 l) blocks: butterflies run side by side.
 // l >= 8, n >= 8 l.
 void middleStage64f(int32_t n, int32_t l, double* a, const double* w) {
-    constexpr int32_t step = kLanes<Wide>;
+    constexpr int32_t step = kLanes;
     for (int32_t j = 0; j < l; j += step) {
         storeQuad(a + j, l, butterflyOne(loadQuad<Wide>(a + j, l)));
     }
@@ -217,15 +230,44 @@ inline int32_t stagesBeforeLast(int32_t n, double* a, const double* w) {
     return l;
 }
 
+// Two numbers at once for the real step: with parts apart, where a register holds but one of them.
+using Two = std::conditional_t<kLanes == 2, Apart<One>, Wide>;
+
+// The number at `a` or the two at a and a + step, where step is 2 or -2.
+template <class Z>
+inline Z loadFrom(const double* a, int32_t step) {
+    if constexpr (std::is_same_v<Z, One>) {
+        return loadWhole<One>(a);
+    } else if constexpr (std::is_same_v<Z, Wide>) {
+        return step > 0 ? loadWhole<Z>(a) : lastFirst(loadWhole<Z>(a + step));
+    } else {
+        const One first = loadWhole<One>(a);
+        const One second = loadWhole<One>(a + step);
+        return {evens(first, second), odds(first, second)};
+    }
+}
+
+template <class Z>
+inline void storeFrom(const Z& z, double* a, int32_t step) {
+    if constexpr (std::is_same_v<Z, One>) {
+        store(z, a);
+    } else if constexpr (std::is_same_v<Z, Wide>) {
+        step > 0 ? store(z, a) : store(lastFirst(z), a + step);
+    } else {
+        store(evens(z.re, z.im), a);
+        store(odds(z.re, z.im), a + step);
+    }
+}
+
 // One butterfly of the last stage, whose factors are all 1, in place in registers.
-template <int32_t radix, class V>
-inline void lastButterfly(V (&z)[radix]) {
+template <int32_t radix, class Z>
+inline void lastButterfly(Z (&z)[radix]) {
     if constexpr (radix == 2) {
-        const V difference = z[0] - z[1];
+        const Z difference = z[0] - z[1];
         z[0] = z[0] + z[1];
         z[1] = difference;
     } else {
-        const auto [a0, a1, a2, a3] = butterflyOne<V>({z[0], z[1], z[2], z[3]});
+        const auto [a0, a1, a2, a3] = butterflyOne<Z>({z[0], z[1], z[2], z[3]});
         z[0] = a0;
         z[1] = a1;
         z[2] = a2;
@@ -233,32 +275,32 @@ inline void lastButterfly(V (&z)[radix]) {
     }
 }
 
-template <int32_t radix, class V>
-inline void loadColumn(V (&z)[radix], const double* a, int32_t l) {
+template <int32_t radix, class Z>
+inline void loadColumn(Z (&z)[radix], const double* a, int32_t l, int32_t step) {
     for (int32_t i = 0; i < radix; ++i) {
-        z[i] = load<V>(a + i * l);
+        z[i] = loadFrom<Z>(a + i * l, step);
     }
 }
 
-template <int32_t radix, class V>
-inline void storeColumn(double* a, int32_t l, const V (&z)[radix]) {
+template <int32_t radix, class Z>
+inline void storeColumn(const Z (&z)[radix], double* a, int32_t l, int32_t step) {
     for (int32_t i = 0; i < radix; ++i) {
-        store(a + i * l, z[i]);
+        storeFrom(z[i], a + i * l, step);
     }
 }
 
 template <int32_t radix, bool conjugated, class V>
 inline void lastStage(int32_t l, double* a) {
-    for (int32_t j = 0; j < l; j += kLanes<V>) {
+    for (int32_t j = 0; j < l; j += kLanesOf<V>) {
         V z[radix];
-        loadColumn(z, a + j, l);
+        loadColumn(z, a + j, l, 2);
         lastButterfly(z);
         if constexpr (conjugated) {
             for (V& element : z) {
                 element = conjugate(element);
             }
         }
-        storeColumn(a + j, l, z);
+        storeColumn(z, a + j, l, 2);
     }
 }
 
@@ -286,10 +328,10 @@ void cplxFwd64f(int32_t n, double* a, const double* w) { cplxTransform<false>(n,
 
 void cplxBwd64f(int32_t n, double* a, const double* w) { cplxTransform<true>(n, a, w); }
 
-inline void swapPairs(double* a, int32_t j, int32_t k) {
-    const One at = load<One>(a + j);
-    store(a + j, load<One>(a + k));
-    store(a + k, at);
+inline void swapPairs(double* p, double* q) {
+    const One at = loadWhole<One>(p);
+    store(loadWhole<One>(q), p);
+    store(at, q);
 }
 
 // The swaps of a length, as positions of the pairs in floats; n <= 256.
@@ -316,9 +358,9 @@ constexpr auto kSwaps = swapsOf<n>();
 
 template <int32_t n>
 inline void bitReverseShort(double* a) {
-#pragma GCC unroll 8
+#pragma GCC unroll 32
     for (const auto& [j, k] : kSwaps<n>) {
-        swapPairs(a, j, k);
+        swapPairs(a + j, a + k);
     }
 }
 
@@ -349,40 +391,49 @@ void bitReverse64f(int32_t n, int32_t* work, double* a) {
         }
         m *= 2;
     }
-    const int32_t m2 = 2 * m;
-    if (8 * m == l) {
-        for (int32_t k = 0; k < m; ++k) {
-            for (int32_t j = 0; j < k; ++j) {
-                const int32_t j1 = 2 * j + work[k];
-                const int32_t k1 = 2 * k + work[j];
-                swapPairs(a, j1, k1);
-                swapPairs(a, j1 + m2, k1 + 2 * m2);
-                swapPairs(a, j1 + 2 * m2, k1 + m2);
-                swapPairs(a, j1 + 3 * m2, k1 + 3 * m2);
+    const bool odd = 8 * m == l;
+    const int64_t m2 = 2 * m;
+    for (int32_t k = 0; k < m; ++k) {
+        double* const p = a + work[k];
+        double* const q = a + 2 * k;
+        for (int32_t j = 0; j < k; ++j) {
+            double* const pj = p + 2 * j;
+            double* const qj = q + work[j];
+            swapPairs(pj, qj);
+            if (odd) {
+                swapPairs(pj + m2, qj + 2 * m2);
+                swapPairs(pj + 2 * m2, qj + m2);
+                swapPairs(pj + 3 * m2, qj + 3 * m2);
+            } else {
+                swapPairs(pj + m2, qj + m2);
             }
-            const int32_t j1 = 2 * k + m2 + work[k];
-            swapPairs(a, j1, j1 + m2);
         }
-    } else {
-        for (int32_t k = 1; k < m; ++k) {
-            for (int32_t j = 0; j < k; ++j) {
-                const int32_t j1 = 2 * j + work[k];
-                const int32_t k1 = 2 * k + work[j];
-                swapPairs(a, j1, k1);
-                swapPairs(a, j1 + m2, k1 + m2);
-            }
+        if (odd) {
+            swapPairs(p + 2 * k + m2, p + 2 * k + 2 * m2);
         }
     }
 }
 
-// Values of the cosine area, one per complex number: c[0], c[0], c[step], c[step].
-template <class V>
-inline V cosines(const double* c, int32_t step) {
-    if constexpr (kLanes<V> == 2) {
-        return V{c[0], c[0]};
+// Values of the cosine area, one per number: c[0] and c[step], for as many lanes as it takes.
+template <class Z>
+inline auto cosines(const double* c, int32_t step) {
+    if constexpr (std::is_same_v<Z, One>) {
+        return One{c[0], c[0]};
+    } else if constexpr (std::is_same_v<Z, Wide>) {
+        return Z{c[0], c[0], c[step], c[step]};
     } else {
-        return V{c[0], c[0], c[step], c[step]};
+        return One{c[0], c[step]};
     }
+}
+
+template <class V>
+inline Factor<V> weight(V /*of*/, V re, V im) {
+    return {re, im};
+}
+
+template <class V>
+inline Apart<V> weight(Apart<V> /*of*/, V re, V im) {
+    return {re, im};
 }
 
 // How far the cosines of neighbouring elements are apart, 2 cosLen / (n/2), without the division.
@@ -391,17 +442,17 @@ inline int32_t cosineStep(int32_t n, int32_t cosLen) {
 }
 
 // Bins and their mirror images, from the transform of the even samples plus i times the odd ones.
-template <class V>
-inline void separate(V& near, V& far, V wr, V wi) {
-    const V y = Factor<V>(wr, wi) * (near - conjugate(far));
+template <class Z, class V>
+inline void separate(Z& near, Z& far, V wr, V wi) {
+    const Z y = weight(near, wr, wi) * (near - conjugate(far));
     near = near - y;
     far = far + conjugate(y);
 }
 
 // The other way round, and conjugated.
-template <class V>
-inline void join(V& near, V& far, V wr, V wi) {
-    const V y = Factor<V>(wr, -wi) * (near - conjugate(far));
+template <class Z, class V>
+inline void join(Z& near, Z& far, V wr, V wi) {
+    const Z y = weight(near, wr, -wi) * (near - conjugate(far));
     near = conjugate(near) - conjugate(y);
     far = conjugate(far) + y;
 }
@@ -412,27 +463,27 @@ inline void realStep(int32_t n, double* a, int32_t cosLen, const double* c) {
     const int32_t h = n / 2;
     const int32_t ks = cosineStep(n, cosLen);
     const auto sideBySide = [=](int32_t j, auto lanes) {
-        using V = decltype(lanes);
+        using Z = decltype(lanes);
         const int32_t kk = j / 2 * ks;
         double* const up = a + j;
-        double* const down = a + n - j + (2 - kLanes<V>);
-        V near = load<V>(up);
-        V far = lastFirst(load<V>(down));
-        const V wr = 0.5 - cosines<V>(c + cosLen - kk, -ks);
-        const V wi = cosines<V>(c + kk, ks);
+        double* const down = a + n - j;
+        Z near = loadFrom<Z>(up, 2);
+        Z far = loadFrom<Z>(down, -2);
+        const auto wr = 0.5 - cosines<Z>(c + cosLen - kk, -ks);
+        const auto wi = cosines<Z>(c + kk, ks);
         if constexpr (inverse) {
             join(near, far, wr, wi);
         } else {
             separate(near, far, wr, wi);
         }
-        store(up, near);
-        store(down, lastFirst(far));
+        storeFrom(near, up, 2);
+        storeFrom(far, down, -2);
     };
     int32_t j = 2;
-    for (; n > kNarrow && j + kLanes<Wide> <= h; j += kLanes<Wide>) {
-        sideBySide(j, Wide{});
+    for (; n > kNarrow && j + 4 <= h; j += 4) {
+        sideBySide(j, Two{});
     }
-    for (; j < h; j += kLanes<One>) {
+    for (; j < h; j += 2) {
         sideBySide(j, One{});
     }
 }
@@ -442,9 +493,9 @@ void realFwdPost64f(int32_t n, double* a, int32_t cosLen, const double* c) {
 }
 
 void realBwdPre64f(int32_t n, double* a, int32_t cosLen, const double* c) {
-    store(a, conjugate(load<One>(a)));
+    store(conjugate(loadWhole<One>(a)), a);
     realStep<true>(n, a, cosLen, c);
-    store(a + n / 2, conjugate(load<One>(a + n / 2)));
+    store(conjugate(loadWhole<One>(a + n / 2)), a + n / 2);
 }
 
 // The last stage of cplxFwd64f and realFwdPost64f in one pass, n >= 16. The mirror images of column
@@ -457,54 +508,46 @@ inline void lastStageAndPost(int32_t n, double* a, int32_t cosLen, const double*
     const int32_t s = cosLen / pairs;
 
     One z[radix];
-    loadColumn(z, a, l);
+    loadColumn(z, a, l, 2);
     lastButterfly(z);
     if constexpr (radix == 4) {
         const One w = cosines<One>(c + s, 0);
         separate(z[1], z[3], 0.5 - w, w);
     }
-    storeColumn(a, l, z);
+    storeColumn(z, a, l, 2);
 
-    loadColumn(z, a + l / 2, l);
+    loadColumn(z, a + l / 2, l, 2);
     lastButterfly(z);
     for (int32_t i = 0; i < pairs; ++i) {
         const One wr = 0.5 - cosines<One>(c + (pairs - i) * s - s / 2, 0);
         separate(z[i], z[radix - 1 - i], wr, cosines<One>(c + i * s + s / 2, 0));
     }
-    storeColumn(a + l / 2, l, z);
+    storeColumn(z, a + l / 2, l, 2);
 
     const int32_t ks = cosineStep(n, cosLen);
     const auto sideBySide = [=](int32_t j, auto lanes) {
-        using V = decltype(lanes);
+        using Z = decltype(lanes);
         const int32_t kk = j / 2 * ks;
-        double* const up = a + j;
-        double* const down = a + l - j + (2 - kLanes<V>);
-        V near[radix];
-        V far[radix];
-        loadColumn(near, up, l);
-        loadColumn(far, down, l);
+        Z near[radix];
+        Z far[radix];
+        loadColumn(near, a + j, l, 2);
         lastButterfly(near);
+        loadColumn(far, a + l - j, l, -2);
         lastButterfly(far);
-        for (V& element : far) {
-            element = lastFirst(element);
-        }
         for (int32_t i = 0; i < pairs; ++i) {
-            const V rising = cosines<V>(c + i * s + kk, ks);
-            const V falling = cosines<V>(c + (pairs - i) * s - kk, -ks);
+            const auto rising = cosines<Z>(c + i * s + kk, ks);
+            const auto falling = cosines<Z>(c + (pairs - i) * s - kk, -ks);
             separate(near[i], far[radix - 1 - i], 0.5 - falling, rising);
             separate(far[pairs - 1 - i], near[pairs + i], 0.5 - rising, falling);
         }
-        for (V& element : far) {
-            element = lastFirst(element);
-        }
-        storeColumn(up, l, near);
-        storeColumn(down, l, far);
+        storeColumn(near, a + j, l, 2);
+        storeColumn(far, a + l - j, l, -2);
     };
     int32_t j = 2;
-    for (; j + kLanes<Wide> <= l / 2; j += kLanes<Wide>) {
-        sideBySide(j, Wide{});
+    for (; j + 4 <= l / 2; j += 4) {
+        sideBySide(j, Two{});
     }
-    for (; j < l / 2; j += kLanes<One>) {
+    for (; j < l / 2; j += 2) {
         sideBySide(j, One{});
     }
 }
@@ -530,10 +573,10 @@ void realFft64f(int32_t n, int32_t sign, double* a, int32_t* fftTable, const dou
         } else if (n == 4) {
             cplxFwd64f(n, a, w);
         }
-        store(a, One{a[0] + a[1], a[0] - a[1]});
+        store(One{a[0] + a[1], a[0] - a[1]}, a);
     } else {
         const double highest = 0.5 * (a[0] - a[1]);
-        store(a, One{a[0] - highest, highest});
+        store(One{a[0] - highest, highest}, a);
         if (n > 4) {
             realBwdPre64f(n, a, cosLen, c);
             bitReverse64f(n, fftTable + 2, a);
