@@ -365,6 +365,11 @@ struct BehindPath : Base<Family, S, PathModel<adjoint>> {
                 {third, adjoint ? p.estLen : p.order, false},
                 {&State::delayLine, Model(p, none).refLen(), false}};
     }
+    static std::vector<Operation<State, Model>> operations() {
+        using B = Base<Family, S, Model>;
+        return {B::template ring<Family::kUpdate, &Model::update>(),
+                B::template sample<Family::kOnly, &Model::only>()};
+    }
     static std::vector<ResetOf<State, Model>> resetsBy(int32_t (*taps)(State*),
                                                        int32_t (*lines)(State*)) {
         return {
@@ -377,20 +382,12 @@ struct Adj : BehindPath<Adj, adjlms64fState, true, &adjlms64fState::errLine> {
     FAMILY(adjlms64f);
     TAPS_AND_LINE(adjlms64f, [](const State& s) { return s.refLen; })
     static auto resets() { return resetsBy(adjlms64fReset, adjlms64fResetDelayLine); }
-    static std::vector<Op> operations() {
-        return {ring<adjlms64fFilterUpdate, &Model::update>(),
-                sample<adjlms64fFilterOnly, &Model::only>()};
-    }
 };
 
 struct Fx : BehindPath<Fx, fxlms64fState, false, &fxlms64fState::fxLine> {
     FAMILY(fxlms64f);
     TAPS_AND_LINE(fxlms64f)
     static auto resets() { return resetsBy(fxlms64fReset, fxlms64fResetDelayLine); }
-    static std::vector<Op> operations() {
-        return {ring<fxlms64fFilterUpdate, &Model::update>(),
-                sample<fxlms64fFilterOnly, &Model::only>()};
-    }
 };
 
 // The LMS filters that take blocks.
@@ -474,6 +471,13 @@ struct Pef : Lattice<Family, S, PredictorModel<backward>> {
     using State = S;
     static constexpr int32_t limit = MAX_PEF_STAGES;
     static constexpr auto flag = &State::updateCoef;
+    using L = Lattice<Family, S, PredictorModel<backward>>;
+    static std::vector<typename L::Op> operations() {
+        using Model = typename L::Model;
+        constexpr auto update = L::template own<Family::kUpdate, &Model::update>;
+        return {update(), L::template without<flag, update>(),
+                L::template own<Family::kOnly, &Model::only>()};
+    }
     static std::vector<ArrayOf<State>> arrays(const Shape& p) {
         std::vector<ArrayOf<State>> all = {{&State::coef, p.order},
                                            {&State::parcor, p.order, false},
@@ -490,19 +494,11 @@ struct Pef : Lattice<Family, S, PredictorModel<backward>> {
 struct Lbpef : Pef<Lbpef, lbpef64fState, true> {
     FAMILY(lbpef64f);
     STAGE_ACCESSORS(lbpef64f)
-    static std::vector<Op> operations() {
-        constexpr auto update = own<lbpef64fFilterUpdate, &Model::update>;
-        return {update(), without<flag, update>(), own<lbpef64fFilterOnly, &Model::only>()};
-    }
 };
 
 struct Lfpef : Pef<Lfpef, lfpef64fState, false> {
     FAMILY(lfpef64f);
     STAGE_ACCESSORS(lfpef64f)
-    static std::vector<Op> operations() {
-        constexpr auto update = own<lfpef64fFilterUpdate, &Model::update>;
-        return {update(), without<flag, update>(), own<lfpef64fFilterOnly, &Model::only>()};
-    }
 };
 
 struct Lmslattice : Lattice<Lmslattice, lmslattice64fState, JointModel> {
@@ -529,6 +525,22 @@ struct Lmslattice : Lattice<Lmslattice, lmslattice64fState, JointModel> {
 
 // ---- In the frequency domain; the host lends the tables.
 
+#define BLOCK_SPECTRAL(f, frames, ...)                                                             \
+    static std::vector<Access> accessors() {                                                       \
+        return {{f##GetCoef, f##SetCoef, &State::coef, __VA_ARGS__,                                \
+                 [](Model& m) { return m.readCoef(); },                                            \
+                 [](Model& m, int32_t start, const Values& v) { m.writeCoef(start, v); }}};        \
+    }                                                                                              \
+    static std::vector<Clear> resets() {                                                           \
+        return {{f##Reset, [](Model& m) { m.resetCoef(); }, {&State::coef}},                       \
+                {f##ResetDelayLine,                                                                \
+                 [](Model& m) { m.resetLines(); },                                                 \
+                 {&State::frames, &State::delayLine}}};                                            \
+    }                                                                                              \
+    static std::vector<Op> operations() {                                                          \
+        return {block<kUpdate, &Model::block>(), blockOnly<kOnly, &Model::blockOnly>()};           \
+    }
+
 struct Bfdaf : Base<Bfdaf, bfdaf64fState, BlockModel<false>> {
     FAMILY(bfdaf64f);
     static int32_t setUp(auto f, State* s, const Shape& p, Lent& l, auto... b) {
@@ -550,21 +562,7 @@ struct Bfdaf : Base<Bfdaf, bfdaf64fState, BlockModel<false>> {
                 {&State::frame, fftLen, false},   {&State::outBuf, fftLen, false},
                 {&State::powerInst, bins, false}, {&State::powerAvg, bins, false}};
     }
-    static std::vector<Access> accessors() {
-        return {{bfdaf64fGetCoef, bfdaf64fSetCoef, &State::coef, order,
-                 [](Model& m) { return m.readCoef(); },
-                 [](Model& m, int32_t start, const Values& from) { m.writeCoef(start, from); }}};
-    }
-    static std::vector<Clear> resets() {
-        return {{bfdaf64fReset, [](Model& m) { m.resetCoef(); }, {&State::coef}},
-                {bfdaf64fResetDelayLine,
-                 [](Model& m) { m.resetLines(); },
-                 {&State::frame, &State::delayLine}}};
-    }
-    static std::vector<Op> operations() {
-        return {block<bfdaf64fFilterUpdate, &Model::block>(),
-                blockOnly<bfdaf64fFilterOnly, &Model::blockOnly>()};
-    }
+    BLOCK_SPECTRAL(bfdaf64f, frame, order)
 };
 
 struct Pbfdaf : Base<Pbfdaf, pbfdaf64fState, BlockModel<true>> {
@@ -585,22 +583,7 @@ struct Pbfdaf : Base<Pbfdaf, pbfdaf64fState, BlockModel<true>> {
                 {&State::ring, p.parts * fftLen, false}, {&State::outBuf, fftLen, false},
                 {&State::scratch, fftLen, false},        {&State::powerAvg, fftLen / 2 + 1, false}};
     }
-    static std::vector<Access> accessors() {
-        return {{pbfdaf64fGetCoef, pbfdaf64fSetCoef, &State::coef,
-                 [](const State& s) { return s.order * s.partitions; },
-                 [](Model& m) { return m.readCoef(); },
-                 [](Model& m, int32_t start, const Values& from) { m.writeCoef(start, from); }}};
-    }
-    static std::vector<Clear> resets() {
-        return {{pbfdaf64fReset, [](Model& m) { m.resetCoef(); }, {&State::coef}},
-                {pbfdaf64fResetDelayLine,
-                 [](Model& m) { m.resetLines(); },
-                 {&State::ring, &State::delayLine}}};
-    }
-    static std::vector<Op> operations() {
-        return {block<pbfdaf64fFilterUpdate, &Model::block>(),
-                blockOnly<pbfdaf64fFilterOnly, &Model::blockOnly>()};
-    }
+    BLOCK_SPECTRAL(pbfdaf64f, ring, [](const State& s) { return s.order * s.partitions; })
 };
 
 struct Tdlms : Base<Tdlms, tdlms64fState, TdlmsModel> {
@@ -731,26 +714,24 @@ template <class Family, class S, bool backward>
 struct RlsPef : LeastSquaresLattice<Family, S, LatticePredictorModel<backward>> {
     static constexpr int32_t limit = MAX_PEF_STAGES;
     static constexpr auto flag = &S::updateCoef;
+    using L = LeastSquaresLattice<Family, S, LatticePredictorModel<backward>>;
+    static std::vector<typename L::Op> operations() {
+        using Model = typename L::Model;
+        constexpr auto update = L::template own<Family::kUpdate, &Model::update>;
+        constexpr auto filter = L::template own<Family::kOnly, &Model::only>;
+        return {update(), L::template without<flag, update>(),
+                L::template onceSettled<update, filter>()};
+    }
 };
 
 struct Rlslbpef : RlsPef<Rlslbpef, rlslbpef64fState, true> {
     FAMILY(rlslbpef64f);
     LEAST_SQUARES_ACCESSORS(rlslbpef64f)
-    static std::vector<Op> operations() {
-        constexpr auto update = own<rlslbpef64fFilterUpdate, &Model::update>;
-        return {update(), without<flag, update>(),
-                onceSettled<update, own<rlslbpef64fFilterOnly, &Model::only>>()};
-    }
 };
 
 struct Rlslfpef : RlsPef<Rlslfpef, rlslfpef64fState, false> {
     FAMILY(rlslfpef64f);
     LEAST_SQUARES_ACCESSORS(rlslfpef64f)
-    static std::vector<Op> operations() {
-        constexpr auto update = own<rlslfpef64fFilterUpdate, &Model::update>;
-        return {update(), without<flag, update>(),
-                onceSettled<update, own<rlslfpef64fFilterOnly, &Model::only>>()};
-    }
 };
 
 #undef FAMILY
@@ -759,6 +740,7 @@ struct Rlslfpef : RlsPef<Rlslfpef, rlslfpef64fState, false> {
 #undef RESETS_OF_TAPS_AND_LINE
 #undef STAGE_ACCESSORS
 #undef LEAST_SQUARES_ACCESSORS
+#undef BLOCK_SPECTRAL
 
 using Families = testing::Types<Fir, Lms, Nlms, Adj, Fx, Blms, Bnlms, Lbpef, Lfpef, Lmslattice,
                                 Bfdaf, Pbfdaf, Tdlms, Rls, Rlslattice, Rlslbpef, Rlslfpef>;

@@ -233,25 +233,23 @@ TEST(PackedSpectrum, KeepsTheTwoRealBinsApart) {
 }
 
 TEST(PackedSpectrum, RefusesNullArraysWithNothingTouched) {
-    double a[] = {1, 2, 3, 4}, b[] = {5, 6, 7, 8}, c[] = {9, 10, 11, 12};
-    const Values before[] = {Values(a, a + 4), Values(b, b + 4), Values(c, c + 4)};
+    double values[3][4] = {{1, 2, 3, 4}, {5, 6, 7, 8}, {9, 10, 11, 12}};
     for (int missing = 0; missing < 3; ++missing) {
-        double* const x = missing == 0 ? nullptr : a;
-        double* const y = missing == 1 ? nullptr : b;
-        double* const z = missing == 2 ? nullptr : c;
-        EXPECT_EQ(merlo::mulPacked64f(x, y, z, 3), STS_NULL_PTR);
-        EXPECT_EQ(merlo::macPacked64f(x, y, z, 3), STS_NULL_PTR);
+        double* a[] = {values[0], values[1], values[2]};
+        a[missing] = nullptr;
+        EXPECT_EQ(merlo::mulPacked64f(a[0], a[1], a[2], 3), STS_NULL_PTR);
+        EXPECT_EQ(merlo::macPacked64f(a[0], a[1], a[2], 3), STS_NULL_PTR);
         if (missing < 2) {
-            EXPECT_EQ(merlo::powerSpecPacked64f(x, y, 3), STS_NULL_PTR);
-            EXPECT_EQ(merlo::conjPacked64f(x, y, 3), STS_NULL_PTR);
-            EXPECT_EQ(merlo::normPackedIp64f(x, 1, y, 3), STS_NULL_PTR);
+            EXPECT_EQ(merlo::powerSpecPacked64f(a[0], a[1], 3), STS_NULL_PTR);
+            EXPECT_EQ(merlo::conjPacked64f(a[0], a[1], 3), STS_NULL_PTR);
+            EXPECT_EQ(merlo::normPackedIp64f(a[0], 1, a[1], 3), STS_NULL_PTR);
         }
     }
     EXPECT_EQ(merlo::conjPackedIp64f(nullptr, 3), STS_NULL_PTR);
     EXPECT_EQ(merlo::scaleCplxIp64f(1, nullptr, 3), STS_NULL_PTR);
-    EXPECT_EQ(Values(a, a + 4), before[0]);
-    EXPECT_EQ(Values(b, b + 4), before[1]);
-    EXPECT_EQ(Values(c, c + 4), before[2]);
+    for (int i = 0; i < 12; ++i) {
+        EXPECT_EQ(values[i / 4][i % 4], i + 1);
+    }
 }
 
 } // namespace
