@@ -26,7 +26,7 @@ TYPED_TEST_SUITE(Family, Families, NameOf);
 
 // The fuzzer looks further by the same way.
 TYPED_TEST(Family, DoesWhatItsModelDoes) {
-    for (uint64_t seed = 0; seed < 50; ++seed) {
+    for (uint64_t seed = 0; seed < 25; ++seed) {
         SCOPED_TRACE(seed);
         Signal random(seed);
         std::vector<uint8_t> bytes(1500);
