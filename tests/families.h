@@ -463,7 +463,7 @@ struct Lattice : Base<Family, S, M> {
                 plain<f##GetDelayLine, f##SetDelayLine, &State::delayLine, &Model::delayLine>()};  \
     }                                                                                              \
     static std::vector<Clear> resets() {                                                           \
-        return {{f##Reset, [](Model& m) { m.reset(); }, {}}};                                      \
+        return {{f##Reset, [](Model& m) { m.reset(); }, {&State::coef, &State::parcor}}};          \
     }
 
 template <class Family, class S, bool backward>

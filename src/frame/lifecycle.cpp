@@ -16,6 +16,7 @@ bool isEmpty(const Block& block) { return block.length < 1; }
 
 int32_t fromHeap(std::initializer_list<Block> blocks) {
     for (const Block& block : blocks) {
+        // unreached: where pointers have 64 bits, no family's sizes come to so much
         if (isEmpty(block) || block.length > PTRDIFF_MAX / static_cast<int64_t>(sizeof(double))) {
             return STS_BAD_SIZE;
         }
