@@ -440,6 +440,10 @@ struct Lattice : Base<Family, S, M> {
     static constexpr bool pointersFirst = true;
     static constexpr bool testsRecord = true;
 
+    template <auto flag, Operation<S, M> (*update)(), Operation<S, M> (*filter)()>
+    static std::vector<Op> steps() {
+        return {update(), without<flag, update>(), filter()};
+    }
     // `op` with the record's flag lowered for its time.
     template <auto flag, Operation<S, M> (*op)()>
     static constexpr Op without() {
@@ -473,10 +477,8 @@ struct Pef : Lattice<Family, S, PredictorModel<backward>> {
     static constexpr auto flag = &State::updateCoef;
     using L = Lattice<Family, S, PredictorModel<backward>>;
     static std::vector<typename L::Op> operations() {
-        using Model = typename L::Model;
-        constexpr auto update = L::template own<Family::kUpdate, &Model::update>;
-        return {update(), L::template without<flag, update>(),
-                L::template own<Family::kOnly, &Model::only>()};
+        return L::template steps<flag, L::template own<Family::kUpdate, &L::Model::update>,
+                                 L::template own<Family::kOnly, &L::Model::only>>();
     }
     static std::vector<ArrayOf<State>> arrays(const Shape& p) {
         std::vector<ArrayOf<State>> all = {{&State::coef, p.order},
@@ -518,8 +520,7 @@ struct Lmslattice : Lattice<Lmslattice, lmslattice64fState, JointModel> {
                 {&State::backErr, p.order, false}};
     }
     static std::vector<Op> operations() {
-        constexpr auto update = ring<lmslattice64fFilterUpdate, &Model::update>;
-        return {update(), without<flag, update>(), sample<lmslattice64fFilterOnly, &Model::only>()};
+        return steps<flag, ring<kUpdate, &Model::update>, sample<kOnly, &Model::only>>();
     }
 };
 
@@ -719,8 +720,7 @@ struct RlsPef : LeastSquaresLattice<Family, S, LatticePredictorModel<backward>> 
         using Model = typename L::Model;
         constexpr auto update = L::template own<Family::kUpdate, &Model::update>;
         constexpr auto filter = L::template own<Family::kOnly, &Model::only>;
-        return {update(), L::template without<flag, update>(),
-                L::template onceSettled<update, filter>()};
+        return L::template steps<flag, update, L::template onceSettled<update, filter>>();
     }
 };
 
@@ -733,14 +733,6 @@ struct Rlslfpef : RlsPef<Rlslfpef, rlslfpef64fState, false> {
     FAMILY(rlslfpef64f);
     LEAST_SQUARES_ACCESSORS(rlslfpef64f)
 };
-
-#undef FAMILY
-#undef RECORD_OF
-#undef TAPS_AND_LINE
-#undef RESETS_OF_TAPS_AND_LINE
-#undef STAGE_ACCESSORS
-#undef LEAST_SQUARES_ACCESSORS
-#undef BLOCK_SPECTRAL
 
 using Families = testing::Types<Fir, Lms, Nlms, Adj, Fx, Blms, Bnlms, Lbpef, Lfpef, Lmslattice,
                                 Bfdaf, Pbfdaf, Tdlms, Rls, Rlslattice, Rlslbpef, Rlslfpef>;

@@ -216,23 +216,16 @@ class RandomHost {
         wanted.secLen = now.secLen;
         wanted.estLen = now.estLen;
         const auto bytes = record_->bytes();
-        bool fails = false;
-        switch (choices_.below(4)) {
-        case 0:
+        const uint32_t trouble = choices_.below(4);
+        if (trouble == 0) {
             wanted.*choices_.of({&Shape::order, &Shape::blockLen, &Shape::parts}) =
                 choices_.of({0, -1, INT32_MIN});
-            break;
-        case 1:
-            fails = true;
-            break;
-        default:
-            break;
         }
         const bool changes = !F::isAsLarge(record_->state, wanted);
         int32_t expected = STS_OK;
         if (!F::fits(wanted)) {
             expected = STS_BAD_SIZE;
-        } else if (changes && fails) {
+        } else if (changes && trouble == 1) {
             heap::failAt(1 + static_cast<int>(choices_.below(F::buffers)));
             expected = STS_NO_MEMORY;
         }

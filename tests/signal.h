@@ -1,6 +1,7 @@
 // Samples by exact arithmetic, the same on every machine, and the record of what came back.
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdint>
@@ -55,12 +56,9 @@ class Trace {
     bool operator==(const Trace&) const = default;
 
     bool isFinite() const {
-        for (uint64_t value : bits_) {
-            if (!std::isfinite(std::bit_cast<double>(value))) {
-                return false;
-            }
-        }
-        return true;
+        return std::all_of(bits_.begin(), bits_.end(), [](uint64_t value) {
+            return std::isfinite(std::bit_cast<double>(value));
+        });
     }
 
     // FNV-1a over the values, low byte first.
