@@ -1,5 +1,4 @@
-// The families as the shared suite, the random hosts and the digests see them. A family joins by one
-// struct here and its name in `Families`.
+// The families as the tests see them. One joins by a struct here and its name in `Families`.
 #pragma once
 
 #include "adjlms64f.h"

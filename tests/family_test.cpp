@@ -1,5 +1,4 @@
-// What every family owes to the contract, over all of them alike: what it refuses, what it survives. What
-// it does when all is well, random hosts see.
+// What every family owes to the contract: what it does, what it refuses, what it survives.
 #include "heap.h"
 #include "random_host.h"
 

@@ -1,5 +1,4 @@
-// The records are public: a moved field breaks every host that was built before. Offsets on 64-bit
-// targets, field by field in order, then the size.
+// The records are public: a moved field breaks every host that was built before.
 #include "adjlms64f.h"
 #include "bfdaf64f.h"
 #include "blms64f.h"

@@ -561,6 +561,9 @@ struct LatticeModel {
         same(s.bwdParcor, all(&Stage::bwdParcor), "bwdParcor");
         if constexpr (requires { s.jointCorr; }) {
             same(s.jointCorr, all(&Stage::jointCorr), "jointCorr");
+            same(s.coef, all(&Stage::coef), "coef");
+        } else {
+            same(s.coef, direct, "coef");
         }
         if constexpr (requires { s.inLine; }) {
             same(s.inLine, inLine, "inLine");
@@ -589,11 +592,6 @@ struct LatticeJointModel : LatticeModel {
         return -e;
     }
     Values coef() const { return all(&Stage::coef); }
-    template <class State>
-    void compare(const State& s) const {
-        LatticeModel::compare(s);
-        same(s.coef, coef(), "coef");
-    }
 };
 
 template <bool backward>
@@ -617,11 +615,6 @@ struct LatticePredictorModel : LatticeModel {
     double update(const Values& x) { return step(x[0], true); }
     double only(const Values& x) { return step(x[0], false); }
     Values coef() const { return direct; }
-    template <class State>
-    void compare(const State& s) const {
-        LatticeModel::compare(s);
-        same(s.coef, direct, "coef");
-    }
 };
 
 // ---- In the frequency domain, on packed spectra: slots 0 and 1 the two real bins, then pairs.
@@ -808,7 +801,11 @@ struct BlockModel : SpectralModel {
     }
     template <class State>
     void compare(const State& s) const {
-        require(s.fftLen == fftLen && s.overlap == overlap, "sizes");
+        require(s.fftLen == fftLen && s.bins == bins && s.overlap == overlap &&
+                    s.coefTail == fftLen - shape.order &&
+                    s.constrained == (shape.constrained != 0) &&
+                    s.powerGain == gain / shape.blockLen && s.invScale == invScale,
+                "scalars");
         same(s.delayLine, delayLine, "delayLine");
         same(s.powerAvg, powerAvg, "powerAvg");
         for (int32_t p = 0; p < shape.parts; ++p) {
@@ -896,7 +893,9 @@ struct TdlmsModel : SpectralModel {
     }
     template <class State>
     void compare(const State& s) const {
-        require(s.fftLen == fftLen && s.head == delayLine.head, "sizes");
+        require(s.fftLen == fftLen && s.bins == bins && s.invScale == invScale &&
+                    s.head == delayLine.head,
+                "scalars");
         same(s.coef, coef, "coef");
         same(s.delayLine, delayLine.at, "delayLine");
         same(s.powerAvg, powerAvg, "powerAvg");

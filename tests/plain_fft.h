@@ -1,5 +1,4 @@
-// The real transform by its formulas, pass after pass and one number at a time: the order and grouping of
-// every operation.
+// The real transform by its formulas, one number at a time: order and grouping of every operation.
 #pragma once
 
 #include <complex>

@@ -1,5 +1,5 @@
-// A host that does what it may, in an order that bytes decide, beside a model that does the same the slow
-// way. After each call the record holds what the model holds, to the bit, or the host throws.
+// A host that does what it may, in an order that bytes decide, beside a model that does it the slow way.
+// After each call the record holds what the model holds, to the bit, or the host throws.
 #pragma once
 
 #include "heap.h"
@@ -76,18 +76,29 @@ class RandomHost {
         lent_ = lent;
         model_ = std::make_unique<Model>(clamped(shape), lent_);
         forgetErr();
-        model_->compare(record_->state);
+        compare(record_->state);
         while (choices_.left() && choices_.below(128) != 0) {
             step();
-            require(record_->state.order == std::min<int32_t>(record_->state.order, F::limit) &&
-                        record_->state.order >= F::smallest,
+            require(record_->state.order >= F::smallest && record_->state.order <= F::limit,
                     "order");
-            model_->compare(record_->state);
-            if constexpr (requires(State s) { s.err; }) {
-                same(record_->state.err, model_->err, "err");
-            }
+            compare(record_->state);
         }
         record_.reset();
+    }
+    void compare(const State& s) {
+        model_->compare(s);
+        if constexpr (requires { s.err; }) {
+            same(s.err, model_->err, "err");
+        }
+        if constexpr (requires { s.mu; }) {
+            same(s.mu, model_->mu, "mu");
+        }
+        if constexpr (requires { s.lambda; }) {
+            same(s.lambda, model_->lambda, "lambda");
+        }
+        if constexpr (requires { F::flag; }) {
+            require(s.*F::flag == model_->adapting, "flag");
+        }
     }
     void forgetErr() { // it holds no defined value
         if constexpr (requires(State s) { s.err; }) {
@@ -110,10 +121,12 @@ class RandomHost {
             return operate();
         }
     }
+    template <class T>
+    T oneOf(const std::vector<T>& all) {
+        return all[choices_.below(static_cast<uint32_t>(all.size()))];
+    }
     void operate() {
-        const auto operations = F::operations();
-        const auto& operation =
-            operations[choices_.below(static_cast<uint32_t>(operations.size()))];
+        const auto operation = oneOf(F::operations());
         const unsigned variant = choices_.below(256);
         Signal again = signal_;
         Trace actual, expected;
@@ -165,8 +178,7 @@ class RandomHost {
         }
     }
     void access() {
-        const auto accessors = F::accessors();
-        const auto& accessor = accessors[choices_.below(static_cast<uint32_t>(accessors.size()))];
+        const auto accessor = oneOf(F::accessors());
         const int32_t length = accessor.length(record_->state);
         const int32_t start = static_cast<int32_t>(choices_.below(length + 3)) - 1;
         const int32_t count = choices_.of({1, 2, 3, 5, 200, INT32_MAX, 0, INT32_MIN});
@@ -202,8 +214,7 @@ class RandomHost {
         }
     }
     void reset() {
-        const auto resets = F::resets();
-        const auto& chosen = resets[choices_.below(static_cast<uint32_t>(resets.size()))];
+        const auto chosen = oneOf(F::resets());
         require(chosen.reset(&record_->state) == STS_OK, "Reset");
         chosen.model(*model_);
     }
