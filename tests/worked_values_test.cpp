@@ -2,7 +2,6 @@
 #include "heap.h"
 #include "record.h"
 
-
 namespace {
 
 // ---- Transversal filters
