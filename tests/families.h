@@ -94,6 +94,7 @@ struct Base {
     static bool fits(const Shape& p) { return p.order >= Family::smallest; }
     static bool isAsLarge(const State& s, const Shape& p) { return s.order == p.order; }
     static int32_t resize(State* s, const Shape& p) { return Family::kResize(s, p.order); }
+    static void freed(State& s) { s.order = 0; } // all that Free changes of the record
     static int32_t init(State* s, const Shape& p, Lent& l) {
         return Family::setUp(Family::kInit, s, p, l);
     }
@@ -319,6 +320,7 @@ struct Lms : Base<Lms, lms64fState, LmsModel> {
     FAMILY(lms64f);
     TAPS_AND_LINE(lms64f)
     RESETS_OF_TAPS_AND_LINE(lms64f)
+    static void freed(State&) {}
     static constexpr double rate = 0.05;
     static std::vector<Op> operations() {
         return {ring<lms64fFilterUpdate, &Model::update<>>(),
@@ -338,6 +340,7 @@ struct Nlms : Base<Nlms, nlms64fState, NlmsModel> {
     FAMILY(nlms64f);
     TAPS_AND_LINE(nlms64f)
     RESETS_OF_TAPS_AND_LINE(nlms64f)
+    static void freed(State&) {}
     static constexpr double rate = 0.02;
     static std::vector<Op> operations() {
         return {ring<nlms64fFilterUpdate, &Model::update<>>(),
@@ -357,6 +360,7 @@ struct BehindPath : Base<Family, S, PathModel<adjoint>> {
         return f(s, p.order, p.rate, l.secCoef, p.secLen, l.estCoef, p.estLen, b...);
     }
     static bool fits(const Shape& p) { return p.order >= 1 && p.secLen >= 1 && p.estLen >= 1; }
+    static void freed(State& s) { s.delayLine = s.*third = nullptr; }
     static std::vector<ArrayOf<State>> arrays(const Shape& p) {
         const Lent none;
         return {{&State::coef, p.order},
@@ -397,6 +401,7 @@ struct Blocks : Base<Family, S, M> {
         return f(s, p.order, p.blockLen, p.rate, b...);
     }
     static bool fits(const Shape& p) { return p.order >= 1 && p.blockLen >= 1; }
+    static void freed(S&) {}
     static bool isAsLarge(const S& s, const Shape& p) {
         return s.order == p.order && s.blockLen == p.blockLen;
     }

@@ -41,7 +41,11 @@ class Record {
     explicit Record(int32_t order, Kind kind = kHeap) : Record(F::shape(order), kind) {}
     ~Record() {
         if (kind_ == kHeap) {
+            typename F::State left;
+            std::memcpy(&left, &state, sizeof left);
+            F::freed(left);
             F::free(&state);
+            EXPECT_EQ(std::memcmp(&left, &state, sizeof left), 0);
         }
         for (const auto& buffer : buffers_) {
             EXPECT_EQ(buffer.back(), kGuard) << "a buffer was overrun";
