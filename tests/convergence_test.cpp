@@ -198,6 +198,11 @@ TYPED_TEST(LeastSquaresLattices, StartAfreshAfterWhatRuinsThem) {
             record.update(signal.next(), signal.next());
         }
         EXPECT_FALSE(std::isfinite(record.err())) << ruin;
+        typename F::State freed = record.state;
+        F::freed(freed);
+        const auto before = record.bytes();
+        EXPECT_EQ(F::resets()[0].reset(&freed), STS_OK);
+        EXPECT_TRUE(record.bytes() == before) << "a freed record's buffers are written";
         ASSERT_EQ(F::resets()[0].reset(&record.state), STS_OK);
         if constexpr (requires { record.state.inHead; }) {
             record.state.inHead = fresh.state.inHead; // a reset leaves it
