@@ -438,25 +438,22 @@ struct Bnlms : Blocks<Bnlms, bnlms64fState, BnlmsModel> {
 
 template <class Family, class S, class M>
 struct Lattice : Base<Family, S, M> {
-    using State = S;
-    using Model = M;
-    using Op = Operation<S, M>;
     static constexpr bool pointersFirst = true;
     static constexpr bool testsRecord = true;
 
     template <auto flag, Operation<S, M> (*update)(), Operation<S, M> (*filter)()>
-    static std::vector<Op> steps() {
+    static std::vector<Operation<S, M>> steps() {
         return {update(), without<flag, update>(), filter()};
     }
     // `op` with the record's flag lowered for its time.
     template <auto flag, Operation<S, M> (*op)()>
-    static constexpr Op without() {
-        return {[](State* s, Signal& in, Trace& out, unsigned variant) {
+    static constexpr Operation<S, M> without() {
+        return {[](S* s, Signal& in, Trace& out, unsigned variant) {
                     s->*flag = 0;
                     op().call(s, in, out, variant);
                     s->*flag = 1;
                 },
-                [](Model& m, Signal& in, Trace& out, unsigned variant) {
+                [](M& m, Signal& in, Trace& out, unsigned variant) {
                     m.adapting = 0;
                     op().model(m, in, out, variant);
                     m.adapting = 1;
@@ -476,22 +473,21 @@ struct Lattice : Base<Family, S, M> {
 
 template <class Family, class S, bool backward>
 struct Pef : Lattice<Family, S, PredictorModel<backward>> {
-    using State = S;
     static constexpr int32_t limit = MAX_PEF_STAGES;
-    static constexpr auto flag = &State::updateCoef;
+    static constexpr auto flag = &S::updateCoef;
     using L = Lattice<Family, S, PredictorModel<backward>>;
     static std::vector<typename L::Op> operations() {
         return L::template steps<flag, L::template own<Family::kUpdate, &L::Model::update>,
                                  L::template own<Family::kOnly, &L::Model::only>>();
     }
-    static std::vector<ArrayOf<State>> arrays(const Shape& p) {
-        std::vector<ArrayOf<State>> all = {{&State::coef, p.order},
-                                           {&State::parcor, p.order, false},
-                                           {&State::delayLine, p.order + 1},
-                                           {&State::power, p.order + 1, false},
-                                           {&State::backErr, p.order + 1, false}};
-        if constexpr (requires(State s) { s.inLine; }) {
-            all.push_back({&State::inLine, p.order + 1, false});
+    static std::vector<ArrayOf<S>> arrays(const Shape& p) {
+        std::vector<ArrayOf<S>> all = {{&S::coef, p.order},
+                                       {&S::parcor, p.order, false},
+                                       {&S::delayLine, p.order + 1},
+                                       {&S::power, p.order + 1, false},
+                                       {&S::backErr, p.order + 1, false}};
+        if constexpr (requires(S s) { s.inLine; }) {
+            all.push_back({&S::inLine, p.order + 1, false});
         }
         return all;
     }
@@ -653,37 +649,33 @@ struct Rls : Base<Rls, rls64fState, RlsModel> {
 
 template <class Family, class S, class M>
 struct LeastSquaresLattice : Lattice<Family, S, M> {
-    using State = S;
-    using Model = M;
-    using Op = Operation<S, M>;
     static constexpr double rate = 0.99;
 
-    static std::vector<ArrayOf<State>> arrays(const Shape& p) {
-        std::vector<double* State::*> work = {&State::delayLine, &State::bwdEnergy};
-        if constexpr (requires(State s) { s.jointCorr; }) {
-            work.push_back(&State::jointCorr);
+    static std::vector<ArrayOf<S>> arrays(const Shape& p) {
+        std::vector<double* S::*> work = {&S::delayLine, &S::bwdEnergy};
+        if constexpr (requires(S s) { s.jointCorr; }) {
+            work.push_back(&S::jointCorr);
         }
-        work.insert(work.end(), {&State::prevGamma, &State::crossCorr, &State::fwdEnergy});
-        std::vector<ArrayOf<State>> all = {{&State::coef, p.order},
-                                           {&State::bwdParcor, p.order, false},
-                                           {&State::fwdParcor, p.order, false}};
+        work.insert(work.end(), {&S::prevGamma, &S::crossCorr, &S::fwdEnergy});
+        std::vector<ArrayOf<S>> all = {
+            {&S::coef, p.order}, {&S::bwdParcor, p.order, false}, {&S::fwdParcor, p.order, false}};
         for (const auto field : work) {
             all.push_back({field, p.order, field == work.front()});
         }
-        if constexpr (requires(State s) { s.inLine; }) {
-            all.push_back({&State::inLine, p.order + 1, false});
+        if constexpr (requires(S s) { s.inLine; }) {
+            all.push_back({&S::inLine, p.order + 1, false});
         }
         return all;
     }
     // The plain call filters only where the last stage has settled, and updates before; see the model.
     template <Operation<S, M> (*update)(), Operation<S, M> (*filter)()>
-    static constexpr Op onceSettled() {
-        return {[](State* s, Signal& in, Trace& out, unsigned variant) {
+    static constexpr Operation<S, M> onceSettled() {
+        return {[](S* s, Signal& in, Trace& out, unsigned variant) {
                     const double energy = s->bwdEnergy[s->order - 1];
                     const bool settled = energy > 4.0 && energy < 100.0;
                     (settled || variant != 0 ? filter() : update()).call(s, in, out, variant);
                 },
-                [](Model& m, Signal& in, Trace& out, unsigned variant) {
+                [](M& m, Signal& in, Trace& out, unsigned variant) {
                     (m.settled() || variant != 0 ? filter() : update()).model(m, in, out, variant);
                 }};
     }
