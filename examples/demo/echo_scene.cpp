@@ -20,8 +20,6 @@ namespace {
 
 using namespace scene;
 
-constexpr char kUsage[] = "echo_scene make DIR [VOICE.wav ...] | echo_scene score DIR";
-
 constexpr int kRate = 16000; // Hz
 
 // The far end speaks alone, then both speak, then the near end alone, then the far end again.
@@ -205,19 +203,8 @@ void scoreResult(const std::string& dir) {
     curve.close();
 }
 
-void run(int argc, char** argv) {
-    const std::string command = argc > 2 ? argv[1] : "";
-    if (command == "make") {
-        makeScene(argv[2], {argv + 3, argv + argc});
-    } else if (command == "score" && argc == 3) {
-        scoreResult(argv[2]);
-    } else {
-        throw host::UsageError(std::string("usage: ") + kUsage);
-    }
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
-    return host::runHost("echo_scene", [&] { run(argc, argv); });
+    return runScene("echo_scene", argc, argv, makeScene, scoreResult);
 }

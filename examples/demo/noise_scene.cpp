@@ -20,8 +20,6 @@ namespace {
 
 using namespace scene;
 
-constexpr char kUsage[] = "noise_scene make DIR [VOICE.wav ...] | noise_scene score DIR";
-
 constexpr double kVoiceToNoise = -5.0;              // dB, in the primary
 constexpr double kShortest = 10.0, kLongest = 15.0; // s
 constexpr double kPeak = 0.7;                       // of the louder microphone, re full scale
@@ -150,19 +148,8 @@ void scoreResult(const std::string& dir) {
     tapTable.close();
 }
 
-void run(int argc, char** argv) {
-    const std::string command = argc > 2 ? argv[1] : "";
-    if (command == "make") {
-        makeScene(argv[2], {argv + 3, argv + argc});
-    } else if (command == "score" && argc == 3) {
-        scoreResult(argv[2]);
-    } else {
-        throw host::UsageError(std::string("usage: ") + kUsage);
-    }
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
-    return host::runHost("noise_scene", [&] { run(argc, argv); });
+    return runScene("noise_scene", argc, argv, makeScene, scoreResult);
 }

@@ -178,6 +178,26 @@ inline void saveWaveforms(const std::string& path, int rate,
     table.close();
 }
 
+// ---- the program -----------------------------------------------------------------------------
+
+// main of a scene: it makes the files in a directory, and later scores what lies there.
+inline int runScene(const std::string& name, int argc, char** argv,
+                    void (*make)(const std::string& directory,
+                                 const std::vector<std::string>& recordings),
+                    void (*score)(const std::string& directory)) {
+    return host::runHost(name.c_str(), [&] {
+        const std::string command = argc > 2 ? argv[1] : "";
+        if (command == "make") {
+            make(argv[2], {argv + 3, argv + argc});
+        } else if (command == "score" && argc == 3) {
+            score(argv[2]);
+        } else {
+            throw host::UsageError("usage: " + name + " make DIR [VOICE.wav ...] | " + name +
+                                   " score DIR");
+        }
+    });
+}
+
 } // namespace scene
 
 #endif
