@@ -1,21 +1,5 @@
 // The records are public: a moved field breaks every host that was built before.
-#include "adjlms64f.h"
-#include "bfdaf64f.h"
-#include "blms64f.h"
-#include "bnlms64f.h"
-#include "fir64f.h"
-#include "fxlms64f.h"
-#include "lbpef64f.h"
-#include "lfpef64f.h"
-#include "lms64f.h"
-#include "lmslattice64f.h"
-#include "nlms64f.h"
-#include "pbfdaf64f.h"
-#include "rls64f.h"
-#include "rlslattice64f.h"
-#include "rlslbpef64f.h"
-#include "rlslfpef64f.h"
-#include "tdlms64f.h"
+#include "families.h"
 
 #include <gtest/gtest.h>
 

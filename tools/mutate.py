@@ -256,8 +256,16 @@ class Flavour:
                 "-lmutant", *main, "-lgtest", "-o", str(directory / program)]) != 0:
             sys.exit(f"{directory}/{program} does not link")
 
-    def passes(self, program, programs, library, cpu_seconds=None):
-        arguments = [ROOT / "tests/digests.txt"] if program == "digests" else ["--gtest_fail_fast"]
+    def tests_beside(self, changed):
+        """A filter that leaves out the tests named after units that are unchanged and call no changed one."""
+        stems = {u.path.stem for u in self.sources if u.name not in changed}
+        if not all((ROOT / f"include/{Path(name).stem}.h").exists() for name in changed):
+            stems = ()  # not of one family, but called by many
+        return "-" + ":".join(f"Family/{stem}.*:{stem.title().replace('_', '')}.*" for stem in stems)
+
+    def passes(self, program, programs, library, cpu_seconds=None, tests="*"):
+        arguments = [ROOT / "tests/digests.txt"] if program == "digests" else \
+            ["--gtest_fail_fast", f"--gtest_filter={tests}"]
         return run([programs / program, *arguments], cpu_seconds or self.limits[program], cwd=library,
                    env={**os.environ, "LD_LIBRARY_PATH": str(library)}) == 0
 
@@ -282,9 +290,9 @@ def fault_found(flavour, mutant, tree):
         if not filecmp.cmp(target, without, shallow=False):
             changed[unit.name] = target
 
-    def failing_program(programs):
+    def failing_program(programs, tests):
         flavour.link(directory, changed)
-        return next((p for p in flavour.programs if not flavour.passes(p, programs, directory)), None)
+        return next((p for p in flavour.programs if not flavour.passes(p, programs, directory, tests=tests)), None)
 
     tried = 0
     sources = [u for u in flavour.sources if mutant.file in flavour.seen[u.name]]
@@ -292,7 +300,7 @@ def fault_found(flavour, mutant, tree):
         compile_changed(unit, flavour.base(unit))
         if changed and (not tried or unit is sources[-1] and len(changed) > tried):  # the cheapest alone, then all
             tried = len(changed)
-            if found := failing_program(flavour.home):
+            if found := failing_program(flavour.home, flavour.tests_beside(changed)):
                 return found
     for unit in flavour.tests:  # those that hold inline functions themselves
         if mutant.file in flavour.seen[unit.name]:
@@ -300,7 +308,7 @@ def fault_found(flavour, mutant, tree):
     if any(unit.name in changed for unit in flavour.tests):
         flavour.link_program("merlo64f_tests", directory, changed)
         flavour.link_program("digests", directory, changed)
-        return failing_program(directory)
+        return failing_program(directory, "*")
     optimised = directory / "O3.o"
     return "same code" if flavour.name != "san" and all(
         u.compile(tree, optimised, "-O3") and filecmp.cmp(optimised, flavour.base(u, "-O3"), shallow=False)
