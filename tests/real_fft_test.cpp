@@ -180,13 +180,15 @@ Trace trace(const std::vector<double>& values) {
 
 // On tables of its own length, which ends where the transform may look, and on the longest ones, of
 // which it may write the part of the work area that is its own. A host's sines may differ in the
-// last place from the cosines that they should equal.
+// last place from the cosines that they should equal, and its two areas in length.
 TEST(RealFft, KeepsTheBitsOfItsFormulas) {
     const auto tables = [](int32_t longestLen) {
         Tables made(longestLen);
         for (int32_t j = 1; j < made.table[0]; j += 2) {
             made.twiddles[j] = std::nextafter(made.twiddles[j], 2.0);
         }
+        made.twiddles.insert(made.twiddles.begin() + made.table[0], 2, 7.0);
+        made.table[0] += 2;
         return made;
     };
     const Tables fresh = tables(kLongest);
