@@ -33,7 +33,8 @@ FIXED = {"using", "static_assert", "namespace", "struct", "class", "template", "
 BRANCHES = {"if", "else", "for", "while", "switch"}
 LEAVING = {"return", "break", "continue"}
 BODIES = "branch", "body", "scope"
-PURE = "static_cast|bit_cast|min|max|load|loadApart|stepUp|stepBack|nextPow2|rowStart|rowsOn|cosineStep|sizeof"
+PURE = ("static_cast|bit_cast|min|max|load|loadApart|loadWhole|loadFrom|evens|odds|timesI|cosines|cosineStep|smoothed|"
+        "stepUp|stepBack|nextPow2|transformLength|rowStart|rowsOn|all|slotAt|sizeof")
 
 
 def next_number(text):
