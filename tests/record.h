@@ -45,7 +45,7 @@ class Record {
             std::memcpy(&left, &state, sizeof left);
             F::freed(left);
             F::free(&state);
-            EXPECT_EQ(std::memcmp(&left, &state, sizeof left), 0);
+            EXPECT_EQ(std::memcmp(&left, &state, sizeof left), 0) << F::name << "Free";
         }
         for (const auto& buffer : buffers_) {
             EXPECT_EQ(buffer.back(), kGuard) << "a buffer was overrun";
