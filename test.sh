@@ -5,7 +5,7 @@
 #   ./test.sh packages    the Debian packages, which lie in build/packages then
 #   ./test.sh static      both compilers with warnings as errors, clang-tidy, cppcheck
 #   ./test.sh coverage    which lines and branches of src/ the tests reach: all of them, or it fails
-#   ./test.sh mutation    how many small faults in src/ the tests find (an hour or two)
+#   ./test.sh mutation    how many small faults in src/ the tests find (half an hour)
 #   ./test.sh PRESET...   builds of CMakePresets.json by name
 set -euo pipefail
 cd "$(dirname "$0")"
