@@ -8,6 +8,7 @@ namespace {
 std::atomic<int> liveBlocks = 0;
 std::atomic<int> callsSeen = 0;
 std::atomic<int> countdown = 0;
+thread_local void* last = nullptr;
 } // namespace
 
 extern "C" {
@@ -27,6 +28,7 @@ void* __wrap_calloc(size_t count, size_t size) {
 void __wrap_free(void* block) {
     ++callsSeen;
     liveBlocks -= block != nullptr;
+    last = block;
     __real_free(block);
 }
 }
@@ -34,5 +36,6 @@ void __wrap_free(void* block) {
 namespace heap {
 int live() { return liveBlocks; }
 int calls() { return callsSeen; }
+void* lastFreed() { return last; }
 void failAt(int nth) { countdown = nth; }
 } // namespace heap

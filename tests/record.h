@@ -2,6 +2,7 @@
 #pragma once
 
 #include "families.h"
+#include "heap.h"
 
 #include <cstring>
 #include <memory>
@@ -46,6 +47,9 @@ class Record {
             F::freed(left);
             F::free(&state);
             EXPECT_EQ(std::memcmp(&left, &state, sizeof left), 0) << F::name << "Free";
+            if constexpr (requires { left.lambda; }) {
+                EXPECT_EQ(heap::lastFreed(), left.delayLine) << "the coefficients go first";
+            }
         }
         for (const auto& buffer : buffers_) {
             EXPECT_EQ(buffer.back(), kGuard) << "a buffer was overrun";
