@@ -1,6 +1,6 @@
 // The transform by the call, in place. Every call begins with a fresh copy of its input, here and at
 // the peer, so that values neither grow nor fade.
-#include "real_fft.h"
+#include "transform/real_fft.h"
 
 #include "fft_tables.h"
 #include "table.h"

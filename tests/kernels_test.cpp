@@ -1,7 +1,7 @@
 // The exported kernels and the inline ones below the families.
-#include "kernels.h"
+#include "frame/kernels.h"
 #include "signal.h"
-#include "subnormal.h"
+#include "frame/subnormal.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // The transform: its definition in quadruple precision, its formulas to the bit, its tables.
 #include "fft_tables.h"
 #include "plain_fft.h"
-#include "real_fft.h"
+#include "transform/real_fft.h"
 #include "signal.h"
 
 #include <gtest/gtest.h>

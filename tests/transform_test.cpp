@@ -1,7 +1,7 @@
 // The filters that adapt in the frequency domain, against the same filters in the time domain.
 #include "heap.h"
-#include "packed_spectrum.h"
-#include "real_fft.h"
+#include "transform/packed_spectrum.h"
+#include "transform/real_fft.h"
 #include "record.h"
 
 #include <numbers>

@@ -1,16 +1,16 @@
-// The LMS filter over blocks: `blockLen` samples per call, one update per sample in array order, so a
-// call is that many single steps and no gradient is summed over the block. Four gradient rules.
+// LMS filter over blocks: `blockLen` samples per call, one update per sample in array order. A call
+// equals that many single steps; no gradient is summed over the block. Four update rules.
 // Source: Widrow and Hoff 1960, Adaptive switching circuits; for the sign forms see update_rules.h.
-// Departs from the textbook's block LMS in that a block is only a batch, and in sgn(0) = +1.
+// Departs from the textbook's block LMS in updating at every sample, and in sgn(0) = +1.
 #include "blms64f.h"
 
-#include "accessors.h"
-#include "block_filter.h"
-#include "block_update.h"
-#include "kernels.h"
-#include "lifecycle.h"
-#include "transversal.h"
-#include "update_rules.h"
+#include "block/block_update.h"
+#include "frame/accessors.h"
+#include "frame/block_filter.h"
+#include "frame/kernels.h"
+#include "frame/lifecycle.h"
+#include "frame/transversal.h"
+#include "frame/update_rules.h"
 
 using namespace merlo;
 

@@ -1,18 +1,18 @@
-// The normalised LMS filter over blocks: `blockLen` samples per call, one update per sample in array
+// Normalised LMS filter over blocks: `blockLen` samples per call, one update per sample in array
 // order, g = (mu * e) / (power + floor) with power = keep * power + gain * x(n)^2.
 // Source: Nagumo and Noda 1967, A learning method for system identification.
-// Departs from the textbook in that a block is only a batch, and in the normaliser: the smoothed power
-// of one sample, with single-precision constants, so that mu is stable up to about 2 / order.
+// Departs from the textbook in updating at every sample, and in the normaliser: the smoothed power of
+// one sample, with single-precision constants, so mu is stable up to about 2 / order.
 #include "bnlms64f.h"
 
-#include "accessors.h"
-#include "block_filter.h"
-#include "block_update.h"
-#include "kernels.h"
-#include "lifecycle.h"
-#include "smoothed_power.h"
-#include "transversal.h"
-#include "update_rules.h"
+#include "block/block_update.h"
+#include "frame/accessors.h"
+#include "frame/block_filter.h"
+#include "frame/kernels.h"
+#include "frame/lifecycle.h"
+#include "frame/smoothed_power.h"
+#include "frame/transversal.h"
+#include "frame/update_rules.h"
 
 using namespace merlo;
 
@@ -37,8 +37,8 @@ bool isSetUp(const bnlms64fState* state) {
     return state->coef != nullptr && state->delayLine != nullptr;
 }
 
-// Takes one sample after the other into the power.
-struct PowerOver {
+// Smooths the power with the next sample at every call.
+struct RunningPower {
     double power;
     const double* next;
     void operator()() { power = smoothPower<SingleWeights>(power, *next++); }
@@ -77,9 +77,8 @@ int32_t bnlms64fFilterOnly(bnlms64fState* state, const double* x, double* y) {
     if (!isSetUp(state)) {
         return STS_NULL_PTR;
     }
-    const PowerOver beside{state->power, x};
     state->power = filterBlock(state->coef, state->order, state->delayLine, &state->head, x, y,
-                               state->blockLen, beside)
+                               state->blockLen, RunningPower{state->power, x})
                        .power;
     return STS_OK;
 }

@@ -1,11 +1,12 @@
-// A block through a filter that does not adapt. While the coefficients stand still, the outputs are
-// independent chains: several run side by side, a lane each, over a straight copy of the history.
-// Every output keeps its own accumulator and its own order of taps, and with them its bits.
+// A block through a filter that does not adapt. With fixed coefficients the outputs do not depend on
+// one another: several are computed at once, a lane each, over a linear copy of the history. Each
+// output has its own accumulator and its own order of taps, so its bits do not change.
 #pragma once
 
-#include "kernels.h"
-#include "lanes.h"
-#include "straight_line.h"
+#include "frame/barriers.h"
+#include "frame/kernels.h"
+#include "frame/lanes.h"
+#include "frame/linear_line.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -13,28 +14,28 @@
 
 namespace merlo {
 
-// kVectors * kLanes neighbouring outputs. `newest` is the sample that meets coef[0] in the last of
-// them; since the history lies newest first, the lanes run from the last output to the first.
-// beside() is called once per output, between the taps, where a slow chain of its own costs nothing.
-// The asm keeps the tap loop from being unrolled into one that spills its accumulators: loads are
-// not carried from tap to tap.
-template <int32_t kVectors, class Beside>
-[[gnu::always_inline]] inline void sideBySide(const double* coef, int32_t order,
-                                              const double* newest, double* out, Beside& beside) {
+// kVectors * kLanes consecutive outputs. `newest` is the sample that meets coef[0] in the last of
+// them. The history lies newest first, so the lanes run from the last output to the first.
+// perOutput() is called once per output, inside the tap loop, so that an independent recurrence
+// overlaps with the sums.
+template <int32_t kVectors, class PerOutput>
+[[gnu::always_inline]] inline void filterOutputs(const double* coef, int32_t order,
+                                                 const double* newest, double* out,
+                                                 PerOutput& perOutput) {
     constexpr int32_t kOutputs = kVectors * kLanes;
     Lanes sum[kVectors] = {};
     for (int32_t k = 0; k < order; ++k) {
-        asm volatile("" ::: "memory");
+        reloadMemory();
 #pragma GCC unroll 16
         for (int32_t v = 0; v < kVectors; ++v) {
             sum[v] += load<Lanes>(newest + k + v * kLanes) * coef[k];
         }
         if (k < kOutputs) {
-            beside();
+            perOutput();
         }
     }
     for (int32_t k = order; k < kOutputs; ++k) {
-        beside();
+        perOutput();
     }
 #pragma GCC unroll 16
     for (int32_t v = 0; v < kVectors; ++v) {
@@ -42,43 +43,43 @@ template <int32_t kVectors, class Beside>
     }
 }
 
-// n outputs over samples as StraightLine::append returns them.
-template <class Beside>
-[[gnu::always_inline]] inline void filterStraight(const double* coef, int32_t order,
-                                                  const double* samples, double* out, int32_t n,
-                                                  Beside& beside) {
-    // As many accumulators as the registers hold beside what else runs in the loop.
-    constexpr int32_t kWide = std::is_empty_v<Beside> ? 12 : 8;
+// n outputs over samples as LinearLine::append returns them.
+template <class PerOutput>
+[[gnu::always_inline]] inline void filterLinear(const double* coef, int32_t order,
+                                                const double* samples, double* out, int32_t n,
+                                                PerOutput& perOutput) {
+    // speed only: as many accumulators as there are registers beside what perOutput needs
+    constexpr int32_t kWide = std::is_empty_v<PerOutput> ? 12 : 8;
     int32_t i = 0;
-    for (; n - i >= kWide * kLanes; i += kWide * kLanes) {
-        sideBySide<kWide>(coef, order, samples - i - kWide * kLanes, out + i, beside);
+    for (; n - i >= kWide * kLanes; i += kWide * kLanes) { // speed only: remainder loops follow
+        filterOutputs<kWide>(coef, order, samples - i - kWide * kLanes, out + i, perOutput);
     }
-    for (; n - i >= 4 * kLanes; i += 4 * kLanes) {
-        sideBySide<4>(coef, order, samples - i - 4 * kLanes, out + i, beside);
+    for (; n - i >= 4 * kLanes; i += 4 * kLanes) { // speed only: as above
+        filterOutputs<4>(coef, order, samples - i - 4 * kLanes, out + i, perOutput);
     }
-    for (; n - i >= kLanes; i += kLanes) {
-        sideBySide<1>(coef, order, samples - i - kLanes, out + i, beside);
+    for (; n - i >= kLanes; i += kLanes) { // speed only: as above
+        filterOutputs<1>(coef, order, samples - i - kLanes, out + i, perOutput);
     }
     for (; i < n; ++i) {
         out[i] = dot64f(samples - 1 - i, coef, order);
-        beside();
+        perOutput();
     }
 }
 
-// n steps of insertDotCirc64f over a ring line of `order` samples, to the bit, line and head included;
-// n >= 0, 1 <= order <= MAX_TAPS. in may be out.
-// beside() is called n times; it is returned with what it has come to.
-template <class Beside>
-inline Beside filterBlock(const double* coef, int32_t order, double* line, int32_t* head,
-                          const double* in, double* out, int32_t n, Beside beside) {
-    StraightLine history(line, order, *head);
+// The same result as n steps of insertDotCirc64f over a ring line of `order` samples, line and head
+// included; n >= 0, 1 <= order <= MAX_TAPS. in may be out.
+// perOutput() is called n times; it is returned in its final state.
+template <class PerOutput>
+inline PerOutput filterBlock(const double* coef, int32_t order, double* line, int32_t* head,
+                             const double* in, double* out, int32_t n, PerOutput perOutput) {
+    LinearLine history(line, order, *head);
     for (int32_t done = 0; done < n;) {
-        const int32_t length = std::min(n - done, StraightLine::kChunk);
-        filterStraight(coef, order, history.append(in + done, length), out + done, length, beside);
+        const int32_t length = std::min(n - done, LinearLine::kChunk);
+        filterLinear(coef, order, history.append(in + done, length), out + done, length, perOutput);
         done += length;
     }
     history.store(line, head, n);
-    return beside;
+    return perOutput;
 }
 
 } // namespace merlo

@@ -1,14 +1,14 @@
-// The fixed transversal filter: y(n) = sum of coef[k] * x(n-k), k = 0 .. order-1, over a ring line or,
-// in the LC form, over a linear line that the host moves. The coefficients are the host's, the line
-// is the record's. Source: textbook; Oppenheim and Schafer, Discrete-Time Signal Processing.
+// Fixed transversal filter: y(n) = sum of coef[k] * x(n-k), k = 0 .. order-1, over a ring line or,
+// in the LC form, over a linear line that the host shifts. The coefficients are the host's, the line
+// is the record's. Source: Oppenheim and Schafer, Discrete-Time Signal Processing.
 #include "fir64f.h"
 
-#include "accessors.h"
-#include "block_filter.h"
-#include "kernels.h"
-#include "lifecycle.h"
-#include "ring_line.h"
-#include "transversal.h"
+#include "frame/accessors.h"
+#include "frame/block_filter.h"
+#include "frame/kernels.h"
+#include "frame/lifecycle.h"
+#include "frame/ring_line.h"
+#include "frame/transversal.h"
 
 #include <algorithm>
 

@@ -1,5 +1,5 @@
 // The five exported kernels.
-#include "kernels.h"
+#include "frame/kernels.h"
 
 #include <cstddef>
 #include <cstring>

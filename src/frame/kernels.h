@@ -1,39 +1,40 @@
-// The vector kernels that the families stand on. Those on the signal path are inline and test
-// nothing; the exported ones are declared in merlo64f.h and defined in kernels.cpp.
+// The vector kernels. The dot products test nothing. The element-wise kernels return STS_NULL_PTR,
+// with nothing written, if an array is null; they run upward and do nothing for n <= 0. The exported
+// kernels (nextPow2, insertSampleLinBuf64f, reset64f, set64f, addIp64f) are declared in merlo64f.h and
+// defined in kernels.cpp.
 #pragma once
 
-#include "lanes.h"
+#include "frame/barriers.h"
+#include "frame/lanes.h"
+#include "frame/ring_line.h"
 #include "merlo64f.h"
-#include "ring_line.h"
 
 #include <cfloat>
 #include <cstdint>
 
 #ifdef __FAST_MATH__
-#error "the bits of every result are part of the contract: build without -ffast-math"
+#error "results must be bit-identical on every build: compile without -ffast-math"
 #endif
 #if FLT_EVAL_METHOD != 0
-#error "doubles must be evaluated as doubles: on 32-bit x86 build with -msse2 -mfpmath=sse"
+#error "double arithmetic must not be wider than double: on 32-bit x86 use -msse2 -mfpmath=sse"
 #endif
 
 namespace merlo {
 
 // Adds a[i] * b[i] to sum for i = 0 .. n-1, upward and in one chain.
-// The chain of additions is the cost (one adder latency a tap), so everything must stay off it. The
-// empty asm keeps the compiler from widening the products: packing and unpacking them costs more
-// than the whole loop. Unrolled by 4, since a taken branch a tap is slower than the adder.
+// The cost is the chain of additions, one adder latency per tap; loads and products run beside it.
+// Unrolled by 4, because one taken branch per tap is slower than the adder.
 inline double chainDot(const double* a, const double* b, int32_t n, double sum) {
 #pragma GCC unroll 4
     for (int32_t i = 0; i < n; ++i) {
-        asm volatile("");
+        keepScalar();
         sum += a[i] * b[i];
     }
     return sum;
 }
 
-// The same for coefficients that stand still: they are loaded in pairs, which leaves the second load
-// of every tap to the samples. (Samples come into the line one by one, and a pair of them would wait
-// for two stores; so would coefficients that the last step has changed.)
+// The same for fixed coefficients, which are loaded in pairs to save every second load. A pair of
+// samples, or of coefficients that the previous step has changed, would wait for two recent stores.
 inline double chainDotSettled(const double* samples, const double* coef, int32_t n, double sum) {
     int32_t i = 0;
     for (; i + 2 <= n; i += 2) {
@@ -47,11 +48,11 @@ inline double chainDotSettled(const double* samples, const double* coef, int32_t
     return sum;
 }
 
-// The same with b read from its end downward: sum += a[i] * bEnd[-1 - i].
+// chainDot with b read downward from its end: sum += a[i] * bEnd[-1 - i].
 inline double chainDotRev(const double* a, const double* bEnd, int32_t n, double sum) {
 #pragma GCC unroll 4
     for (int32_t i = 0; i < n; ++i) {
-        asm volatile("");
+        keepScalar();
         sum += a[i] * bEnd[-1 - i];
     }
     return sum;
@@ -60,7 +61,7 @@ inline double chainDotRev(const double* a, const double* bEnd, int32_t n, double
 inline double dot64f(const double* a, const double* b, int32_t n) { return chainDot(a, b, n, 0.0); }
 
 // Sum of coef[k] times the k-th element from `head` on, in tap order; 0 <= head < lineLen,
-// n <= lineLen. The element at `head` itself meets coef[0]. kChain is how a run is summed up.
+// n <= lineLen. The element at `head` itself meets coef[0]. kChain computes the sum of a run.
 template <auto kChain = chainDot>
 inline double dotCirc64f(const double* line, const double* coef, int32_t lineLen, int32_t n,
                          int32_t head) {
@@ -79,7 +80,7 @@ inline double insertDotCirc64f(double x, double* line, const double* coef, int32
     return dotCirc64f<kChain>(line, coef, lineLen, n, position);
 }
 
-// insertDotCirc64f with the coefficients from their end: the newest sample meets coef[n-1].
+// insertDotCirc64f with the coefficients in reverse order: the newest sample meets coef[n-1].
 inline double insertDotCircRev64f(double x, double* line, const double* coef, int32_t lineLen,
                                   int32_t n, int32_t* head) {
     const int32_t newest = insertSample(x, line, lineLen, head);
@@ -89,9 +90,6 @@ inline double insertDotCircRev64f(double x, double* line, const double* coef, in
     });
     return sum;
 }
-
-// The element-wise kernels run upward, do nothing for n <= 0 and return STS_NULL_PTR, with nothing
-// touched, if an array is null.
 
 // dst[i] = src[i]
 inline int32_t copy64f(const double* src, double* dst, int32_t n) {
@@ -115,7 +113,7 @@ inline int32_t scaleIp64f(double s, double* buf, int32_t n) {
     return STS_OK;
 }
 
-// out[i] = b[i] - a[i]: the subtrahend comes first
+// out[i] = b[i] - a[i]: the subtrahend is the first argument
 inline int32_t sub64f(const double* a, const double* b, double* out, int32_t n) {
     if (a == nullptr || b == nullptr || out == nullptr) {
         return STS_NULL_PTR;

@@ -1,7 +1,9 @@
-// Several doubles side by side, for results that do not depend on one another. The lane is the element
-// itself, so its bits are those of the plain loop. Some helpers exist for a single double too: a
-// template over the type of the values serves the lanes and what is left over.
+// Vectors of doubles, for results that do not depend on one another. Each lane is computed as the
+// plain loop computes its element, so the bits are the same for every number of lanes. The helpers
+// that a remainder needs too exist for a single double: templates over the type of a value serve both.
 #pragma once
+
+#include "frame/barriers.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -10,8 +12,8 @@
 
 namespace merlo {
 
-// Two doubles, and as many as the target's registers hold: 2 with SSE2 and AArch64, 4 with AVX. (clang
-// says nothing of AVX in __BIGGEST_ALIGNMENT__.)
+// Two doubles, and as many as a vector register of the target holds: 2 with SSE2 and AArch64, 4 with
+// AVX. (clang's __BIGGEST_ALIGNMENT__ does not reflect AVX.)
 using Pair = double __attribute__((vector_size(16)));
 #ifdef __AVX__
 using Lanes = double __attribute__((vector_size(32)));
@@ -23,6 +25,17 @@ template <class V>
 constexpr int32_t kLanesOf = sizeof(V) / sizeof(double);
 constexpr int32_t kLanes = kLanesOf<Lanes>;
 
+template <int32_t lanes>
+struct VectorOf {
+    using Type = double __attribute__((vector_size(lanes * sizeof(double))));
+};
+template <>
+struct VectorOf<1> {
+    using Type = double;
+};
+template <class V>
+using Half = typename VectorOf<kLanesOf<V> / 2>::Type;
+
 template <class V>
 inline V load(const double* from) {
     V values;
@@ -30,15 +43,11 @@ inline V load(const double* from) {
     return values;
 }
 
-// For values that are taken apart or shuffled. gcc for x86 takes a vector that it has seen loaded apart
-// again, and loads every lane anew for each of its uses; so it must lose sight of where the vector
-// came from.
+// For vectors whose lanes are used one by one or shuffled.
 template <class V>
 inline V loadWhole(const double* from) {
     V values = load<V>(from);
-#if defined(__x86_64__) && !defined(__clang__)
-    asm volatile("" : "+x"(values));
-#endif
+    hideOrigin(values);
     return values;
 }
 
@@ -49,71 +58,86 @@ inline void store(V values, double* to) {
 
 template <class V>
 inline V all(double value) {
-    if constexpr (kLanesOf<V> == 2) {
-        return V{value, value};
-    } else {
-        return V{value, value, value, value};
+    return [=]<size_t... lane>(std::index_sequence<lane...>) {
+        return V{(static_cast<void>(lane), value)...};
     }
+    (std::make_index_sequence<kLanesOf<V>>());
 }
+
+// ---- Shuffles, for any number of lanes. A pattern maps a lane of the result to a lane of a or, from
+// `lanes` on, of b.
+
+using Pattern = int32_t (*)(int32_t lane, int32_t lanes);
+
+template <Pattern from, class Out, class In>
+inline Out shuffle(In a, In b) {
+    return [=]<size_t... lane>(std::index_sequence<lane...>) {
+        return __builtin_shufflevector(a, b, from(static_cast<int32_t>(lane), kLanesOf<In>)...);
+    }
+    (std::make_index_sequence<kLanesOf<Out>>());
+}
+
+template <Pattern from, class V>
+inline V shuffle(V a) {
+    return shuffle<from, V>(a, a);
+}
+
+constexpr int32_t lastLanesFirst(int32_t lane, int32_t lanes) { return lanes - 1 - lane; }
 
 template <class V>
 inline V backwards(V values) {
-    if constexpr (kLanesOf<V> == 2) {
-        return __builtin_shufflevector(values, values, 1, 0);
-    } else {
-        return __builtin_shufflevector(values, values, 3, 2, 1, 0);
-    }
+    return shuffle<lastLanesFirst>(values);
 }
 
-// The lanes of even number of a and b by turns, and those of odd number.
+// Groups of `size` lanes, taken from a and b in turn: the groups of even number, and those of odd
+// number.
+template <int32_t size>
+constexpr int32_t evenGroups(int32_t lane, int32_t lanes) {
+    return (lane & size) == 0 ? lane : lanes + lane - size;
+}
+template <int32_t size>
+constexpr int32_t oddGroups(int32_t lane, int32_t lanes) {
+    return (lane & size) == 0 ? lane + size : lanes + lane;
+}
+
 template <class V>
 inline V evens(V a, V b) {
-    if constexpr (kLanesOf<V> == 2) {
-        return __builtin_shufflevector(a, b, 0, 2);
-    } else {
-        return __builtin_shufflevector(a, b, 0, 4, 2, 6);
-    }
+    return shuffle<evenGroups<1>, V>(a, b);
 }
-
 template <class V>
 inline V odds(V a, V b) {
-    if constexpr (kLanesOf<V> == 2) {
-        return __builtin_shufflevector(a, b, 1, 3);
-    } else {
-        return __builtin_shufflevector(a, b, 1, 5, 3, 7);
-    }
+    return shuffle<oddGroups<1>, V>(a, b);
 }
 
 // As many rows as a row has lanes.
-template <class V>
-inline void transpose(V* rows) {
-    const V even01 = evens(rows[0], rows[1]);
-    const V odd01 = odds(rows[0], rows[1]);
-    if constexpr (kLanesOf<V> == 2) {
-        rows[0] = even01;
-        rows[1] = odd01;
-    } else {
-        const V even23 = evens(rows[2], rows[3]);
-        const V odd23 = odds(rows[2], rows[3]);
-        rows[0] = __builtin_shufflevector(even01, even23, 0, 1, 4, 5);
-        rows[1] = __builtin_shufflevector(odd01, odd23, 0, 1, 4, 5);
-        rows[2] = __builtin_shufflevector(even01, even23, 2, 3, 6, 7);
-        rows[3] = __builtin_shufflevector(odd01, odd23, 2, 3, 6, 7);
+template <int32_t size = 1, class V>
+[[gnu::always_inline]] inline void transpose(V* rows) {
+    if constexpr (size < kLanesOf<V>) {
+#pragma GCC unroll 8
+        for (int32_t row = 0; row < kLanesOf<V>; ++row) {
+            if ((row & size) == 0) {
+                const V a = rows[row];
+                const V b = rows[row + size];
+                rows[row] = shuffle<evenGroups<size>, V>(a, b);
+                rows[row + size] = shuffle<oddGroups<size>, V>(a, b);
+            }
+        }
+        transpose<2 * size>(rows);
     }
 }
 
-template <size_t... lane>
-inline Lanes lastThenOthers(const Lanes& before, const Lanes& values,
-                            std::index_sequence<lane...>) {
-    return __builtin_shufflevector(before, values, (kLanes - 1 + lane)...);
+constexpr int32_t lastThenOthers(int32_t lane, int32_t lanes) { return lanes - 1 + lane; }
+
+// `values` shifted up by one lane, with the last lane of `before` in front.
+template <class V>
+inline V behind(V before, V values) {
+    return shuffle<lastThenOthers, V>(before, values);
 }
 
-// `values` one place up, behind the last of `before`; `values` is left in `before`.
+// The same; `values` is left in `before`.
 inline double shiftIn(double& before, double value) { return std::exchange(before, value); }
 inline Lanes shiftIn(Lanes& before, const Lanes& values) {
-    const Lanes shifted = lastThenOthers(before, values, std::make_index_sequence<kLanes>());
-    before = values;
-    return shifted;
+    return behind(std::exchange(before, values), values);
 }
 
 // Adds the lanes to sum, in their order and in one chain.

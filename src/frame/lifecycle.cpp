@@ -1,5 +1,5 @@
-// The one place that touches the heap.
-#include "lifecycle.h"
+// The only file that calls the heap.
+#include "frame/lifecycle.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -10,22 +10,23 @@ namespace merlo {
 
 namespace {
 
-bool isEmpty(const Block& block) { return block.length < 1; }
+bool isEmpty(const Buffer& buffer) { return buffer.length < 1; }
 
 } // namespace
 
-int32_t fromHeap(std::initializer_list<Block> blocks) {
-    for (const Block& block : blocks) {
-        // unreached: where pointers have 64 bits, no family's sizes come to so much
-        if (isEmpty(block) || block.length > PTRDIFF_MAX / static_cast<int64_t>(sizeof(double))) {
+int32_t fromHeap(std::initializer_list<Buffer> buffers) {
+    constexpr int64_t longest = PTRDIFF_MAX / sizeof(double);
+    for (const Buffer& buffer : buffers) {
+        // unreached: with 64-bit pointers, no family's buffer is longer than `longest`
+        if (isEmpty(buffer) || buffer.length > longest) {
             return STS_BAD_SIZE;
         }
     }
-    for (const Block& block : blocks) {
-        *block.field =
-            static_cast<double*>(std::calloc(static_cast<size_t>(block.length), sizeof(double)));
-        if (*block.field == nullptr) {
-            for (const Block* taken = blocks.begin(); taken != &block; ++taken) {
+    for (const Buffer& buffer : buffers) {
+        *buffer.field =
+            static_cast<double*>(std::calloc(static_cast<size_t>(buffer.length), sizeof(double)));
+        if (*buffer.field == nullptr) {
+            for (const Buffer* taken = buffers.begin(); taken != &buffer; ++taken) {
                 release(*taken->field);
             }
             return STS_NO_MEMORY;
@@ -34,23 +35,23 @@ int32_t fromHeap(std::initializer_list<Block> blocks) {
     return STS_OK;
 }
 
-int32_t FromHost::operator()(std::initializer_list<Block> blocks) const {
-    for (size_t i = 0; i < blocks.size(); ++i) {
-        if (buffers_[i] == nullptr) {
+int32_t FromHost::operator()(std::initializer_list<Buffer> buffers) const {
+    for (size_t i = 0; i < buffers.size(); ++i) {
+        if (given_[i] == nullptr) {
             return STS_NULL_PTR;
         }
     }
-    if (std::any_of(blocks.begin(), blocks.end(), isEmpty)) {
+    if (std::any_of(buffers.begin(), buffers.end(), isEmpty)) {
         return STS_BAD_SIZE;
     }
-    double* const* buffer = buffers_;
-    for (const Block& block : blocks) {
-        *block.field = *buffer++;
-        std::memset(*block.field, 0, sizeof(double) * static_cast<size_t>(block.length));
+    double* const* given = given_;
+    for (const Buffer& buffer : buffers) {
+        *buffer.field = *given++;
+        std::memset(*buffer.field, 0, sizeof(double) * static_cast<size_t>(buffer.length));
     }
     return STS_OK;
 }
 
-void release(double* block) { std::free(block); }
+void release(double* buffer) { std::free(buffer); }
 
 } // namespace merlo

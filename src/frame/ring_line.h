@@ -1,5 +1,5 @@
-// The ring line: an array of lineLen samples and the position `head` that the next one overwrites.
-// The head steps back, so the newest sample lies one place above it and age grows upward.
+// The ring line: an array of lineLen samples and the position `head` that the next sample overwrites.
+// The head steps back, so the newest sample lies one position above it, and older ones further up.
 #pragma once
 
 #include <algorithm>
@@ -7,10 +7,10 @@
 
 namespace merlo {
 
-// Walks n elements from `position` upward as two plain runs, the second from the start of the array:
-// run(first position of the run, number of elements walked before it, length).
-// 0 <= position < lineLen, n <= lineLen; a run may be empty. Inlined at any cost: a sum that both runs
-// add to must not leave its register.
+// Visits n elements from `position` upward as two contiguous runs, the second from the start of the
+// array: run(first position of the run, number of elements before it, length).
+// 0 <= position < lineLen, n <= lineLen; a run may be empty. Always inlined, so that a sum over both
+// runs stays in its register.
 template <class Run>
 [[gnu::always_inline]] inline void forEachRun(int32_t lineLen, int32_t n, int32_t position,
                                               Run run) {
@@ -43,7 +43,7 @@ inline int32_t ringPosition(int32_t head, int32_t age, int32_t lineLen) {
     return static_cast<int32_t>((int64_t{head} + 1 + age) % lineLen);
 }
 
-// Copies the newest samples of one line to another as far as they fit; older places stay as they are.
+// Copies the newest samples of one line to another as far as they fit; other positions do not change.
 inline void carryNewest(const double* from, int32_t fromLen, int32_t fromHead, double* to,
                         int32_t toLen, int32_t toHead) {
     const int32_t kept = std::min(fromLen, toLen);

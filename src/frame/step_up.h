@@ -1,4 +1,4 @@
-// The step-up recursion: from the reflection coefficients of a lattice to its direct form.
+// The step-up recursion: the direct form of a lattice from its reflection coefficients.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@ namespace merlo {
 
 // coef = parcor[0]; then for m = 1 .. order-1, with c the vector so far,
 // coef[j] = c[j] - parcor[m] * c[m-1-j] for j < m, and coef[m] = parcor[m].
-// The pair j, m-1-j is formed together, so no second vector is needed; order >= 1.
+// The pair j, m-1-j is computed together, so no second vector is needed; order >= 1.
 inline void directForm(const double* parcor, int32_t order, double* coef) {
     coef[0] = parcor[0];
     for (int32_t m = 1; m < order; ++m) {

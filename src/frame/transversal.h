@@ -1,18 +1,18 @@
-// What the transversal filters on one ring line share: `order` coefficients, `order` samples and the
-// step of the filter. A record has the fields order, coef, delayLine and head.
+// What the transversal filters with one ring line share: `order` coefficients, `order` samples, the
+// filter step. A record has the fields order, coef, delayLine and head.
 #pragma once
 
-#include "accessors.h"
-#include "kernels.h"
-#include "lifecycle.h"
-#include "ring_line.h"
+#include "frame/accessors.h"
+#include "frame/kernels.h"
+#include "frame/lifecycle.h"
+#include "frame/ring_line.h"
 
 #include <algorithm>
 #include <cstdint>
 
 namespace merlo {
 
-// Sets the order and the two blocks; a failure is marked in the record.
+// Sets the order and the two buffers; a failure is marked in the record.
 template <class State, class Provide>
 inline int32_t provideTapsAndRing(State* state, int32_t requestedOrder, Provide provide) {
     const int32_t order = std::min<int32_t>(requestedOrder, MAX_TAPS);
@@ -33,7 +33,7 @@ inline void releaseTapsAndRing(State* state) {
     release(state->delayLine);
 }
 
-// x enters the line, and the output is formed.
+// Inserts x and returns the output.
 template <auto kChain = chainDot, class State>
 inline double filterStep(State* state, double x) {
     return insertDotCirc64f<kChain>(x, state->delayLine, state->coef, state->order, state->order,
@@ -54,8 +54,8 @@ inline int32_t writeLine(State* state, const double* buf, int32_t start, int32_t
                      reversed);
 }
 
-// Ends a Resize: the coefficients and the newest samples that fit go over to `next`, whose head
-// stands where its Init put it. A live record without coefficients to give is refused.
+// Ends a Resize: copies the coefficients and the newest samples that fit to `next`, whose head is
+// where Init has set it. A live record without coefficients is refused.
 template <class State>
 inline int32_t replaceTapsAndRing(State* state, State& next, int32_t requestedOrder,
                                   void (*freeRecord)(State*)) {

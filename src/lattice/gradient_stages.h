@@ -1,40 +1,40 @@
-// The gradient lattice, which three families share: the recursion of its stages and the life of a
-// record that stands on them. Stage i, 1 .. stages, takes the forward error f(i-1) and the backward
-// error of the sample before, b(i-1), with the reflection coefficient k(i):
+// The gradient lattice of three families: the recursion of its stages, and set-up, reset and resizing
+// of the records. Stage i, 1 .. stages, has the forward error f(i-1) and the delayed backward error
+// b(i-1), that of the previous sample, as inputs and k(i) as its reflection coefficient:
 //     f(i) = f(i-1) - b(i-1)*k(i)                                          f(0) = back(0) = x
-//     back(i) = b(i-1) - f(i-1)*k(i)                                       b of the next sample
+//     back(i) = b(i-1) - f(i-1)*k(i)                                       b(i) of the next sample
 //     power(i) = (b(i)^2 + f(i)^2) * gain + power(i) * keep
 //     k(i) = (f(i)*b(i-1) + f(i-1)*back(i)) * (mu/power(i-1) + eps) + k(i)
 // Source: Griffiths 1977, A continuously adaptive filter implemented as a lattice structure.
 //
 // A record has the fields order, mu, coef, parcor with k(i) at i-1, and delayLine, power and backErr
-// with b(i), power(i) and back(i) at i. coef and parcor lie in one block, the others in a second.
+// with b(i), power(i) and back(i) at i. One buffer holds coef and parcor, a second the others.
 #pragma once
 
-#include "accessors.h"
-#include "kernels.h"
-#include "lanes.h"
-#include "lifecycle.h"
+#include "frame/accessors.h"
+#include "frame/kernels.h"
+#include "frame/lanes.h"
+#include "frame/lifecycle.h"
+#include "frame/step_up.h"
+#include "frame/subnormal.h"
 #include "merlo64f.h"
-#include "step_up.h"
-#include "subnormal.h"
 
 #include <algorithm>
 #include <cstdint>
 
 namespace merlo {
 
-// Single-precision values, widened: 0.9800000190734863, 0.009999999776482582 and
+// Single-precision values widened to double: 0.9800000190734863, 0.009999999776482582 and
 // 1.0000000036274937e-15. The weights of the power do not add up to 1.
 constexpr double LATTICE_POWER_KEEP = 0.98F;
 constexpr double LATTICE_POWER_GAIN = 0.01F;
 constexpr double LATTICE_EPS = 1e-15F;
 
-// ---- The recursion. Subtracting b(i-1)*k(i) stage by stage is the one chain in it; all else stands
-// beside the chain, for several stages at once.
+// ---- The recursion. Only f(i) = f(i-1) - b(i-1)*k(i) is serial; the rest is computed for kLanes
+// stages at once.
 
-// The forward errors that enter and leave neighbouring stages; f is left behind the last of them.
-// `products` holds b(i-1)*k(i).
+// The forward errors that enter and leave consecutive stages, from `products`, which are b(i-1)*k(i).
+// f becomes the error that leaves the last of them.
 inline void passForward(double& f, double products, double& entering, double& leaving) {
     entering = f;
     f -= products;
@@ -51,8 +51,8 @@ inline void passForward(double& f, const Lanes& products, Lanes& entering, Lanes
 
 // `energy` is b(i)^2 + f(i)^2.
 inline double smoothed(double power, double energy) {
-    if (energy == 0.0 && isFaint(power)) {
-        return scaleFaint(LATTICE_POWER_KEEP, power);
+    if (energy == 0.0 && isSubnormalOrZero(power)) {
+        return scaleSubnormal(LATTICE_POWER_KEEP, power);
     }
     return energy * LATTICE_POWER_GAIN + power * LATTICE_POWER_KEEP;
 }
@@ -60,17 +60,16 @@ inline Lanes smoothed(const Lanes& power, const Lanes& energy) {
     return energy * LATTICE_POWER_GAIN + power * LATTICE_POWER_KEEP;
 }
 
-// After long silence mu/power overflows. The gradient is 0 there and must move nothing, where the
-// product would be NaN. Of lanes both sides are formed and one is taken, so no branch is left; a
-// single stage without gradient is spared the division.
+// After long silence mu/power overflows while the gradient is 0. The product would be NaN, so a zero
+// gradient leaves k unchanged: by a lane select, or for a single stage by a branch.
 template <class V>
 inline V adapted(const V& k, const V& gradient, double mu, const V& power) {
     return gradient == 0.0 ? k : gradient * (mu / power + LATTICE_EPS) + k;
 }
 
-// The stage that place `at` of the arrays enters or, by V, the kLanes stages from there. `f` and the last
-// of `back` are the errors that pass from group to group. The backward errors that enter the stages become
-// backErr and delayLine and go to eachError(at, them).
+// The stage whose inputs are at index `at` of the arrays, or kLanes stages from there if V is Lanes.
+// `f` and the last of `back` are the errors that leave the previous group. The backward errors that
+// enter the stages are stored in backErr and delayLine and passed to eachError(at, errors).
 template <bool kAdapt, class V, class State, class EachError>
 [[gnu::always_inline]] inline void runGroup(const State& state, int32_t at, double& f, V& back,
                                             EachError& eachError) {
@@ -97,17 +96,17 @@ struct LastErrors {
     double backward;
 };
 
-// Takes x through the stages, 0 <= stages; without kAdapt the reflection coefficients stay. Every backward
-// error is left in backErr and handed to eachError(i, back(i) or lanes of it and its successors), upward.
-// Those that enter a stage are moved to delayLine; delayLine[stages] stays.
+// Passes x through the stages, 0 <= stages. Without kAdapt the reflection coefficients do not change.
+// All backward errors are stored in backErr and passed to eachError(i, back(i) or lanes from back(i) on),
+// upward. Those that enter a stage are copied to delayLine; delayLine[stages] does not change.
 template <bool kAdapt, class State, class EachError>
 inline LastErrors runStages(const State* record, int32_t stages, double x, EachError eachError) {
-    const State state = *record; // so that no store makes the pointers be read again
+    const State state = *record; // a copy, so that no store can change the pointers
     double f = x;
     double back = x;
     int32_t at = 0;
-    // In long silence stages go one by one: lanes cannot step around subnormal numbers.
-    if (x != 0.0 || !isFaint(state.power[0])) {
+    // In long silence stages are computed one by one, without subnormal arithmetic.
+    if (x != 0.0 || !isSubnormalOrZero(state.power[0])) {
         Lanes backs{};
         backs[kLanes - 1] = x;
         for (; at + kLanes <= stages; at += kLanes) {
@@ -125,11 +124,11 @@ inline LastErrors runStages(const State* record, int32_t stages, double x, EachE
     return {f, back};
 }
 
-// ---- The life of a record.
+// ---- Set-up, reset and resizing of a record
 
-// Sets what all three share. `width` is the length of delayLine, power and backErr, which begin the
-// second block; the block holds `arrays` of that length. The order is within the family's limit and
-// tested last. A failure is marked in the record, unless there is none.
+// Sets the fields that all three share. `width` is the length of delayLine, power and backErr, which
+// are the first arrays of the second buffer; it holds `arrays` arrays of that length. The order is within
+// the family's limit and tested last. A failure is marked in the record, unless `state` is null.
 template <class State, class Provide>
 inline int32_t setUpStages(State* state, int32_t order, int64_t width, int32_t arrays, double mu,
                            Provide provide) {
@@ -167,7 +166,7 @@ inline int32_t resetStages(State* state) {
     return STS_OK;
 }
 
-// Ends a Resize: what fits of coef, parcor and delayLine goes over to `next`, place by place.
+// Ends a Resize: copies what fits of coef, parcor and delayLine to `next`, element by element.
 template <class State>
 inline int32_t replaceStages(State* state, State& next, int32_t requestedOrder,
                              void (*freeRecord)(State*)) {
@@ -184,8 +183,8 @@ inline int32_t replaceStages(State* state, State& next, int32_t requestedOrder,
     });
 }
 
-// ---- The two prediction-error lattices: as many stages as reflection coefficients, one place more in
-// the stage arrays, and the direct form in coef.
+// ---- The two prediction-error lattices: `order` stages, order + 1 elements in the stage arrays, the
+// direct form in coef
 
 template <class State, class Provide>
 inline int32_t setUpPredictor(State* state, int32_t order, int32_t arrays, double mu,
@@ -199,8 +198,8 @@ inline int32_t setUpPredictor(State* state, int32_t order, int32_t arrays, doubl
     return STS_OK;
 }
 
-// One step. Returns the errors of the last stage. delayLine[order] enters no stage and is never
-// written: it holds 0.
+// One step; returns the errors of the last stage. delayLine[order] enters no stage and is never
+// written: it is 0.
 template <bool kAdapt, class State>
 inline LastErrors predictorStep(State* state, double x) {
     const LastErrors errors =

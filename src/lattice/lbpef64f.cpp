@@ -1,15 +1,15 @@
-// The backward prediction-error filter as a gradient lattice: the estimate of the sample `order` steps
-// back is that sample minus the backward error of the last stage (gradient_stages.h); coef holds the
-// direct form, estimate = sum of coef[j] * x(n-order+1+j), j = 0 .. order-1.
+// Backward prediction-error filter as a gradient lattice: the estimate of the sample `order` steps
+// back is that sample minus the backward error of the last stage (gradient_stages.h). coef is the
+// direct form: estimate = sum of coef[j] * x(n-order+1+j), j = 0 .. order-1.
 // Source: Griffiths 1977, A continuously adaptive filter implemented as a lattice structure; Makhoul
 // 1977, Stable and efficient lattice methods for linear prediction.
 // Departs from the textbook in the weights of the power, 0.98 and 0.01, and in the step mu/power + eps.
 #include "lbpef64f.h"
 
-#include "accessors.h"
-#include "gradient_stages.h"
-#include "lifecycle.h"
-#include "ring_line.h"
+#include "frame/accessors.h"
+#include "frame/lifecycle.h"
+#include "frame/ring_line.h"
+#include "lattice/gradient_stages.h"
 
 using namespace merlo;
 
@@ -28,7 +28,8 @@ int32_t setUp(lbpef64fState* state, int32_t order, double mu, Provide provide) {
     return STS_OK;
 }
 
-// inLine holds order + 1 samples. Its head steps forward and marks the newest; the oldest comes next.
+// inLine holds order + 1 samples. inHead steps forward and is the position of the newest sample, so
+// the oldest is at the next position.
 template <bool kAdapt>
 double step(lbpef64fState* state, double x) {
     state->err = predictorStep<kAdapt>(state, x).backward;

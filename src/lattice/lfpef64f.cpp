@@ -1,14 +1,14 @@
-// The forward prediction-error filter as a gradient lattice: the prediction of the present sample is
-// x(n) - f, f being the forward error of the last stage (gradient_stages.h); coef holds the direct form,
-// prediction = sum of coef[j] * x(n-1-j), j = 0 .. order-1.
+// Forward prediction-error filter as a gradient lattice: the prediction of the present sample is
+// x(n) - f, where f is the forward error of the last stage (gradient_stages.h). coef is the direct
+// form: prediction = sum of coef[j] * x(n-1-j), j = 0 .. order-1.
 // Source: Griffiths 1977, A continuously adaptive filter implemented as a lattice structure; Makhoul
 // 1977, Stable and efficient lattice methods for linear prediction.
 // Departs from the textbook in the weights of the power, 0.98 and 0.01, and in the step mu/power + eps.
 #include "lfpef64f.h"
 
-#include "accessors.h"
-#include "gradient_stages.h"
-#include "lifecycle.h"
+#include "frame/accessors.h"
+#include "frame/lifecycle.h"
+#include "lattice/gradient_stages.h"
 
 using namespace merlo;
 

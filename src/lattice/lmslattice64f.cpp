@@ -1,15 +1,15 @@
-// The joint-process estimator on a gradient lattice: order - 1 stages (gradient_stages.h) turn the input
-// into backward errors b(0) .. b(order-1), y = sum of coef[i] * b(i), e = d - y, and
+// Joint-process estimator on a gradient lattice: order - 1 stages (gradient_stages.h) transform the
+// input into backward errors b(0) .. b(order-1), y = sum of coef[i] * b(i), e = d - y, and
 // coef[i] += (b(i) * muCoef * e) / (power(i) + eps).
 // Source: Griffiths 1978, An adaptive lattice structure for noise-cancelling applications.
-// Departs from the textbook in the weights of the power, 0.98 and 0.01, and in the step mu/power + eps of
-// the stages.
+// Departs from the textbook in the weights of the power, 0.98 and 0.01, and in the step mu/power + eps
+// of the stages.
 #include "lmslattice64f.h"
 
-#include "accessors.h"
-#include "gradient_stages.h"
-#include "lanes.h"
-#include "lifecycle.h"
+#include "frame/accessors.h"
+#include "frame/lanes.h"
+#include "frame/lifecycle.h"
+#include "lattice/gradient_stages.h"
 
 #include <algorithm>
 
@@ -31,8 +31,8 @@ int32_t setUp(lmslattice64fState* state, int32_t order, double mu, double muCoef
     return STS_OK;
 }
 
-// x through the lattice. Returns y, the sum of coef[i] * b(i), i = 0 .. order-1, formed beside the
-// stages.
+// Passes x through the lattice. Returns y, the sum of coef[i] * b(i), i = 0 .. order-1, which
+// accumulates while the stages run.
 template <bool kAdapt>
 double output(lmslattice64fState* state, double x) {
     const int32_t stages = state->order - 1;
@@ -45,7 +45,7 @@ double output(lmslattice64fState* state, double x) {
     return y;
 }
 
-// The move of each coefficient is left in backErr.
+// backErr becomes the increments of the coefficients.
 void adaptCoef(double* __restrict coef, const double* __restrict b, const double* __restrict power,
                double* __restrict backErr, int32_t order, double muCoef, double e) {
     for (int32_t i = 0; i < order; ++i) {

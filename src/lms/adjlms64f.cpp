@@ -1,25 +1,25 @@
-// The adjoint LMS filter: y = coef * x passes the secondary path as s, the residual e = d + s is
-// filtered by the estimate of that path read backwards, r, and meets a reference delayed to match:
-// coef[k] -= r * (mu / (power + 1e-12)) * x(n - (estLen - 1) - k), with the power of the reference
-// one sample further back.
+// Adjoint LMS filter: y = coef * x passes through the secondary path as s, e = d + s is the residual,
+// r is the residual filtered by the time-reversed estimate of the path, and
+// coef[k] -= r * (mu / (power + 1e-12)) * x(n - (estLen - 1) - k),
+// with the smoothed power of the reference estLen samples back.
 // Source: Wan 1996, Adjoint LMS: an efficient alternative to the filtered-x LMS and multiple error
 // LMS algorithms.
-// Departs from the textbook in e = d + s, so that the update subtracts, and in the normalised step.
+// Departs from the textbook in e = d + s, so the update subtracts, and in the normalised step.
 #include "adjlms64f.h"
 
-#include "accessors.h"
-#include "kernels.h"
-#include "lifecycle.h"
-#include "ring_line.h"
-#include "secondary_path.h"
-#include "smoothed_power.h"
-#include "update_rules.h"
+#include "frame/accessors.h"
+#include "frame/kernels.h"
+#include "frame/lifecycle.h"
+#include "frame/ring_line.h"
+#include "frame/smoothed_power.h"
+#include "frame/update_rules.h"
+#include "lms/secondary_path.h"
 
 using namespace merlo;
 
 namespace {
 
-struct ErrorLine {
+struct ErrorLine { // see secondary_path.h
     static constexpr auto line = &adjlms64fState::errLine;
     static constexpr auto head = &adjlms64fState::errHead;
     static int32_t length(int32_t, int32_t estLen) { return estLen; }
@@ -29,7 +29,7 @@ struct ErrorLine {
     static int32_t ringHead(const adjlms64fState& state) { return state.errHead; }
 };
 
-// Takes the reference sample estLen steps back into the power and returns its position.
+// Smooths the power with the reference sample estLen steps back; returns the position of the sample.
 int32_t smoothDelayedPower(adjlms64fState* state) {
     const int32_t newest = stepUp(state->head, 1, state->refLen);
     const int32_t delayed = stepUp(newest, state->estLen, state->refLen);
@@ -60,7 +60,7 @@ double adjlms64fFilterUpdate(adjlms64fState* state, double x, double d) {
                                          state->estLen, &state->errHead);
     const int32_t delayed = smoothDelayedPower(state);
     const double step = r * (state->mu / (state->power + DoubleWeights::floor));
-    // The first tap meets the sample after the one whose power was taken.
+    // The first tap meets the sample after the delayed one.
     adaptRing<PlainRule>(state->coef, state->delayLine, state->refLen, state->order,
                          stepBack(delayed, state->refLen), -step);
     return s;

@@ -1,18 +1,18 @@
-// The filtered-x LMS filter: y = coef * x passes the secondary path as s, the residual is e = d + s,
-// and the regressor is the reference filtered by the estimate of that path, xf:
+// Filtered-x LMS filter: y = coef * x passes through the secondary path as s, e = d + s is the
+// residual, and the regressor is xf, the reference filtered by the estimate of the path:
 // coef[k] -= (mu * e) / (power + 1e-12) * xf(n-k), with the smoothed power of xf.
 // Source: Morgan 1980, An analysis of multiple correlation cancellation loops with a filter in the
 // auxiliary path; Burgess 1981, Active adaptive sound control in a duct: a computer simulation.
-// Departs from the textbook in e = d + s, so that the update subtracts, and in the normalised step.
+// Departs from the textbook in e = d + s, so the update subtracts, and in the normalised step.
 #include "fxlms64f.h"
 
-#include "accessors.h"
-#include "kernels.h"
-#include "lifecycle.h"
-#include "ring_line.h"
-#include "secondary_path.h"
-#include "smoothed_power.h"
-#include "update_rules.h"
+#include "frame/accessors.h"
+#include "frame/kernels.h"
+#include "frame/lifecycle.h"
+#include "frame/ring_line.h"
+#include "frame/smoothed_power.h"
+#include "frame/update_rules.h"
+#include "lms/secondary_path.h"
 
 #include <algorithm>
 
@@ -20,8 +20,8 @@ using namespace merlo;
 
 namespace {
 
-// Its head steps back before the sample is stored and marks the newest sample.
-struct FilteredReferenceLine {
+// fxHead steps back before the sample is stored, so it is the position of the newest sample.
+struct FilteredReferenceLine { // see secondary_path.h
     static constexpr auto line = &fxlms64fState::fxLine;
     static constexpr auto head = &fxlms64fState::fxHead;
     static int32_t length(int32_t order, int32_t) { return order; }
@@ -33,7 +33,7 @@ struct FilteredReferenceLine {
     }
 };
 
-// The newest reference through the estimate of the secondary path.
+// The reference filtered by the estimate of the secondary path.
 double filteredReference(const fxlms64fState* state) {
     return dotCirc64f(state->delayLine, state->estCoef, state->refLen, state->estLen,
                       stepUp(state->head, 1, state->refLen));

@@ -1,14 +1,14 @@
-// The least-mean-squares filter: y = sum of coef[k] * x(n-k), e = d - y, coef[k] += mu * e * x(n-k),
+// Least-mean-squares filter: y = sum of coef[k] * x(n-k), e = d - y, coef[k] += mu * e * x(n-k),
 // one step per sample, with the three sign-quantised forms of the gradient (update_rules.h).
 // Source: Widrow and Hoff 1960, Adaptive switching circuits.
 // Departs from the textbook in sgn(0) = +1.
 #include "lms64f.h"
 
-#include "accessors.h"
-#include "kernels.h"
-#include "lifecycle.h"
-#include "transversal.h"
-#include "update_rules.h"
+#include "frame/accessors.h"
+#include "frame/kernels.h"
+#include "frame/lifecycle.h"
+#include "frame/transversal.h"
+#include "frame/update_rules.h"
 
 using namespace merlo;
 

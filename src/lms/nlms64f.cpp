@@ -1,16 +1,16 @@
-// The normalised LMS filter: e = d - y, power = 0.99 * power + 0.01 * x(n)^2,
+// Normalised LMS filter: e = d - y, power = 0.99 * power + 0.01 * x(n)^2,
 // coef[k] += g * x(n-k) with g = (mu * e) / (power + 1e-12).
 // Source: Nagumo and Noda 1967, A learning method for system identification.
-// Departs from the textbook in the normaliser: the smoothed power of one sample stands for the energy
-// of the whole line, so the stable range of mu is about 2 / order in place of 2.
+// Departs from the textbook in the normaliser: the smoothed power of one sample instead of the energy
+// of the line, so mu is stable up to about 2 / order instead of 2.
 #include "nlms64f.h"
 
-#include "accessors.h"
-#include "kernels.h"
-#include "lifecycle.h"
-#include "smoothed_power.h"
-#include "transversal.h"
-#include "update_rules.h"
+#include "frame/accessors.h"
+#include "frame/kernels.h"
+#include "frame/lifecycle.h"
+#include "frame/smoothed_power.h"
+#include "frame/transversal.h"
+#include "frame/update_rules.h"
 
 using namespace merlo;
 
@@ -28,7 +28,7 @@ int32_t setUp(nlms64fState* state, int32_t order, double mu, Provide provide) {
 }
 
 // x is the newest sample; returns the gain of the update.
-double adaptGain(nlms64fState* state, double x, double e) {
+double updateGain(nlms64fState* state, double x, double e) {
     state->err = e;
     state->power = smoothPower<DoubleWeights>(state->power, x);
     return normalisedGain<DoubleWeights>(state->mu, e, state->power);
@@ -50,14 +50,14 @@ void nlms64fFree(nlms64fState* state) { releaseTapsAndRing(state); }
 double nlms64fFilterUpdate(nlms64fState* state, double x, double d) {
     const int32_t newest = state->head;
     const double y = filterStep(state, x);
-    const double g = adaptGain(state, x, d - y);
+    const double g = updateGain(state, x, d - y);
     adaptRing<PlainRule>(state->coef, state->delayLine, state->order, state->order, newest, g);
     return y;
 }
 
 double nlms64fLCFilterUpdate(nlms64fState* state, double d) {
     const double y = dot64f(state->delayLine, state->coef, state->order);
-    const double g = adaptGain(state, state->delayLine[0], d - y);
+    const double g = updateGain(state, state->delayLine[0], d - y);
     adaptRun<PlainRule>(state->coef, state->delayLine, state->order, g);
     return y;
 }

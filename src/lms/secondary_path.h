@@ -1,46 +1,45 @@
-// What the two filters that act through a secondary path share: the life of their record, which
-// stands on a coefficient block and on a block of three lines, and the way of a sample through them.
-//
-// The records differ in the third line, and `Third` says how:
+// What the two filters with a secondary path share: set-up, reset and resizing of their record, and
+// the output path. A record has one buffer for the coefficients and one for three lines: outLine, an
+// auxiliary line, delayLine. The auxiliary line differs, and AuxLine describes it:
 //     line, head        its fields in the record
 //     length            its number of samples
-//     referenceLength   what the reference line must hold for it
-//     ringHead          its head as that of a ring line, which its next sample overwrites
+//     referenceLength   the length of the reference line, delayLine
+//     ringHead          the position in it that the next sample overwrites
 #pragma once
 
-#include "accessors.h"
-#include "kernels.h"
-#include "lifecycle.h"
+#include "frame/accessors.h"
+#include "frame/kernels.h"
+#include "frame/lifecycle.h"
+#include "frame/ring_line.h"
 #include "merlo64f.h"
-#include "ring_line.h"
 
 #include <algorithm>
 #include <cstdint>
 
 namespace merlo {
 
-template <class Third, class State, class Provide>
+template <class AuxLine, class State, class Provide>
 inline int32_t setUpLines(State* state, int32_t order, double mu, const double* secCoef,
                           int32_t secLen, const double* estCoef, int32_t estLen, Provide provide) {
     order = std::min<int32_t>(order, MAX_TAPS);
     if (order < 1 || secLen < 1 || estLen < 1) {
         return fail(state, STS_BAD_SIZE);
     }
-    const int32_t thirdLen = Third::length(order, estLen);
-    const int64_t refLen = Third::referenceLength(order, estLen);
-    const int64_t lines = int64_t{secLen} + thirdLen + refLen;
-    if (lines > INT32_MAX) {
+    const int32_t auxLen = AuxLine::length(order, estLen);
+    const int64_t refLen = AuxLine::referenceLength(order, estLen);
+    if (refLen > INT32_MAX) {
         return fail(state, STS_BAD_SIZE);
     }
     if (secCoef == nullptr || estCoef == nullptr) {
         return fail(state, STS_NULL_PTR);
     }
-    if (const int32_t status = provide({{&state->coef, order}, {&state->outLine, lines}});
+    if (const int32_t status =
+            provide({{&state->coef, order}, {&state->outLine, secLen + (auxLen + refLen)}});
         status != STS_OK) {
         return fail(state, status);
     }
-    state->*Third::line = state->outLine + secLen;
-    state->delayLine = state->*Third::line + thirdLen;
+    state->*AuxLine::line = state->outLine + secLen;
+    state->delayLine = state->*AuxLine::line + auxLen;
     state->order = order;
     state->secLen = secLen;
     state->estLen = estLen;
@@ -51,31 +50,31 @@ inline int32_t setUpLines(State* state, int32_t order, double mu, const double* 
     state->estCoef = estCoef;
     state->head = 0;
     state->outHead = 0;
-    state->*Third::head = 0;
+    state->*AuxLine::head = 0;
     return STS_OK;
 }
 
-template <class Third, class State>
+template <class AuxLine, class State>
 inline void releaseLines(State* state) {
     release(state->coef);
     release(state->outLine);
-    state->*Third::line = nullptr;
+    state->*AuxLine::line = nullptr;
     state->delayLine = nullptr;
 }
 
-template <class Third, class State>
+template <class AuxLine, class State>
 inline int32_t resetLines(State* state) {
-    double* const third = state->*Third::line;
-    if (state->delayLine == nullptr || state->outLine == nullptr || third == nullptr) {
+    double* const auxLine = state->*AuxLine::line;
+    if (state->delayLine == nullptr || state->outLine == nullptr || auxLine == nullptr) {
         return STS_NULL_PTR;
     }
     reset64f(state->delayLine, state->refLen);
     reset64f(state->outLine, state->secLen);
-    reset64f(third, Third::length(state->order, state->estLen));
+    reset64f(auxLine, AuxLine::length(state->order, state->estLen));
     return STS_OK;
 }
 
-// x through the adaptive filter and the secondary path; returns what arrives at the error point.
+// Filters x by coef and the result by secCoef; returns the output of the secondary path.
 template <class State>
 inline double throughSecondaryPath(State* state, double x) {
     const double y = insertDotCirc64f(x, state->delayLine, state->coef, state->refLen, state->order,
@@ -84,7 +83,7 @@ inline double throughSecondaryPath(State* state, double x) {
                             &state->outHead);
 }
 
-template <class Third, class State, class Init>
+template <class AuxLine, class State, class Init>
 inline int32_t resizeLines(State* state, int32_t order, Init init, void (*freeRecord)(State*)) {
     if (order == state->order) {
         return STS_OK;
@@ -104,9 +103,9 @@ inline int32_t resizeLines(State* state, int32_t order, Init init, void (*freeRe
                         next.head);
             carryNewest(state->outLine, state->secLen, state->outHead, next.outLine, next.secLen,
                         next.outHead);
-            carryNewest(state->*Third::line, Third::length(state->order, state->estLen),
-                        Third::ringHead(*state), next.*Third::line,
-                        Third::length(next.order, next.estLen), Third::ringHead(next));
+            carryNewest(state->*AuxLine::line, AuxLine::length(state->order, state->estLen),
+                        AuxLine::ringHead(*state), next.*AuxLine::line,
+                        AuxLine::length(next.order, next.estLen), AuxLine::ringHead(next));
         }
         return moved;
     });

@@ -1,15 +1,15 @@
-// The stage recursion of the three least-squares lattices, and the life of their records.
+// The stage recursion of the three least-squares lattices, and set-up, reset and resizing of their
+// records. All errors are a-posteriori errors. Nothing is floored: infinities and NaN propagate.
 // Source: Lee, Morf and Friedlander 1981, Recursive least squares ladder estimation algorithms;
-// Diniz, Adaptive Filtering, algorithm 7.1. All errors are a-posteriori errors, and nothing is
-// floored: infinities and NaN run their course.
+// Diniz, Adaptive Filtering, algorithm 7.1.
 //
-// The records tell the families apart: with jointCorr, a section that regresses d on the backward
-// errors; without, a predictor, which has a lower order limit and a second update of fwdEnergy[0];
-// with inLine, a history of the last order + 1 input samples.
+// The fields of the record select the variant. A record with jointCorr has a joint-process section,
+// which regresses d on the backward errors. A record without is a predictor: it has a lower order limit
+// and a second update of fwdEnergy[0]. A record with inLine keeps the last order + 1 input samples.
 #pragma once
 
-#include "kernels.h"
-#include "lifecycle.h"
+#include "frame/kernels.h"
+#include "frame/lifecycle.h"
 #include "merlo64f.h"
 
 #include <algorithm>
@@ -30,24 +30,31 @@ concept KeepsInput = requires(State state) {
     state.inLine;
 };
 
-// The arrays of one element a stage, in the order in which they lie in the two blocks.
+// The arrays with one element per stage, in the order in which they lie in the two buffers.
 template <class State>
-inline constexpr std::array coefArrays = {&State::coef, &State::bwdParcor, &State::fwdParcor};
-
+constexpr auto coefArrays() {
+    return std::array{&State::coef, &State::bwdParcor, &State::fwdParcor};
+}
 template <class State>
-inline constexpr std::array workArrays = {&State::delayLine, &State::bwdEnergy, &State::prevGamma,
-                                          &State::crossCorr, &State::fwdEnergy};
-
-template <JointProcess State>
-inline constexpr std::array workArrays<State> = {&State::delayLine, &State::bwdEnergy,
-                                                 &State::jointCorr, &State::prevGamma,
-                                                 &State::crossCorr, &State::fwdEnergy};
+constexpr auto workArrays() {
+    if constexpr (JointProcess<State>) {
+        return std::array{&State::delayLine, &State::bwdEnergy, &State::jointCorr,
+                          &State::prevGamma, &State::crossCorr, &State::fwdEnergy};
+    } else {
+        return std::array{&State::delayLine, &State::bwdEnergy, &State::prevGamma,
+                          &State::crossCorr, &State::fwdEnergy};
+    }
+}
 
 // visit(array of the record) for each of them
 template <class State, class Visit>
 inline void forEachStageArray(Visit visit) {
-    std::for_each(coefArrays<State>.begin(), coefArrays<State>.end(), visit);
-    std::for_each(workArrays<State>.begin(), workArrays<State>.end(), visit);
+    for (const auto array : coefArrays<State>()) {
+        visit(array);
+    }
+    for (const auto array : workArrays<State>()) {
+        visit(array);
+    }
 }
 
 template <class State>
@@ -61,31 +68,31 @@ inline void startStages(State* state) {
     }
 }
 
-// Pointers are tested before the order, which is left to provide(). A failure is marked in the record,
-// unless there is none.
+// Pointers are tested before the order, which provide() tests. A failure is marked in the record,
+// unless `state` is null.
 template <class State, class Provide>
 inline int32_t setUpLeastSquares(State* state, int32_t order, double lambda, Provide provide) {
     if (state == nullptr) {
         return STS_NULL_PTR;
     }
     order = std::min<int32_t>(order, JointProcess<State> ? MAX_TAPS : MAX_PEF_STAGES);
-    constexpr int64_t coefCount = coefArrays<State>.size();
-    constexpr int64_t workCount = workArrays<State>.size();
+    constexpr int64_t coefCount = coefArrays<State>().size();
+    constexpr int64_t workCount = workArrays<State>().size();
     const int64_t history = KeepsInput<State> ? int64_t{order} + 1 : 0;
     if (const int32_t status = provide(
             {{&state->coef, coefCount * order}, {&state->delayLine, workCount * order + history}});
         status != STS_OK) {
         return fail(state, status);
     }
-    const auto split = [=](double* block, const auto& arrays) {
+    const auto split = [=](double* buffer, const auto& arrays) {
         for (const auto array : arrays) {
-            state->*array = block;
-            block += order;
+            state->*array = buffer;
+            buffer += order;
         }
-        return block;
+        return buffer;
     };
-    split(state->coef, coefArrays<State>);
-    double* const end = split(state->delayLine, workArrays<State>);
+    split(state->coef, coefArrays<State>());
+    double* const end = split(state->delayLine, workArrays<State>());
     if constexpr (KeepsInput<State>) {
         state->inLine = end;
         state->inHead = order;
@@ -117,7 +124,7 @@ inline int32_t resetLeastSquares(State* state) {
     return STS_OK;
 }
 
-// Every array is kept by position, the history of inputs too, whatever the place of its newest.
+// Every array is copied by position. So is inLine, wherever its newest sample is.
 template <class State>
 inline int32_t resizeLeastSquares(State* state, int32_t order,
                                   int32_t (*init)(State*, int32_t, double),
@@ -140,24 +147,24 @@ inline int32_t resizeLeastSquares(State* state, int32_t order,
     });
 }
 
-// What comes out of the last stage.
+// The errors that leave the last stage.
 struct StageErrors {
     double f; // forward
     double b; // backward
     double e; // joint
 };
 
-// One sample through the stages: z is the backward error that came in a sample ago, g the conversion
-// factor, p the one of a sample ago. With kAdapt, in each stage
+// Passes one sample through the stages. z is the backward error that entered the stage at the previous
+// sample, g the conversion factor, p that of the previous sample. With kAdapt, in each stage
 //     fwdEnergy = lambda * fwdEnergy + f * f / p,     bwdEnergy' = lambda * bwdEnergy + b * b / g,
 //     crossCorr = lambda * crossCorr + f * z / p,     jointCorr = lambda * jointCorr + e * b / g,
-//     fwdParcor = crossCorr / bwdEnergy, the energy of a sample ago,
+//     fwdParcor = crossCorr / bwdEnergy, the energy of the previous sample,
 //     bwdParcor = crossCorr / fwdEnergy,              coef = jointCorr / bwdEnergy',
 // and always
 //     f = f - fwdParcor * z,  b = z - bwdParcor * f,  e = e - coef * b,  g = g - b * b / bwdEnergy'
-// with f and b on the right as they came in.
-// The two divisions that the next stage's f waits for are the chain, and the processor is to meet
-// them first: the other six fit beside them.
+// with f and b on the right as they entered the stage.
+// The next stage waits for the two divisions of f, so they are first in the code; the other six overlap
+// with them.
 template <bool kAdapt, class State>
 inline StageErrors throughStages(State* state, double x, double d) {
     double* const fwdEnergy = state->fwdEnergy;

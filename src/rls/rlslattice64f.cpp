@@ -1,14 +1,14 @@
-// The least-squares lattice with a joint-process section: the stages turn x into backward errors that
-// do not correlate, and regress d on them; y = d - e is the sum of coef[i] * b over the stages.
-// The recursion stands in least_squares_stages.h.
+// Least-squares lattice with a joint-process section: the stages transform x into uncorrelated backward
+// errors b and regress d on them. y = d - e is the sum of coef[i] * b over the stages.
+// The recursion is in least_squares_stages.h.
 // Source: Lee, Morf and Friedlander 1981, Recursive least squares ladder estimation algorithms; Diniz,
 // Adaptive Filtering, algorithm 7.1.
-// Departs from the textbook in that nothing is floored or regularised beyond the start values.
+// Departs from the textbook: no floor and no regularisation but the start values.
 #include "rlslattice64f.h"
 
-#include "accessors.h"
-#include "least_squares_stages.h"
-#include "lifecycle.h"
+#include "frame/accessors.h"
+#include "frame/lifecycle.h"
+#include "rls/least_squares_stages.h"
 
 using namespace merlo;
 

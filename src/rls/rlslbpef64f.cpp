@@ -1,18 +1,18 @@
-// The least-squares lattice as a backward predictor: the backward error of the last stage is what the
-// newest `order` samples cannot tell of the one before them, and that sample less the error is its
-// prediction. coef is the lattice in direct form, by the step-up recursion on bwdParcor.
-// The recursion stands in least_squares_stages.h.
+// Least-squares lattice as a backward predictor: the backward error of the last stage is the part of
+// x(n-order) that the `order` newer samples do not predict; the prediction is x(n-order) minus the error.
+// coef is the direct form of the lattice, by the step-up recursion on bwdParcor.
+// The recursion is in least_squares_stages.h.
 // Source: Lee, Morf and Friedlander 1981, Recursive least squares ladder estimation algorithms; Diniz,
 // Adaptive Filtering, algorithm 7.1.
-// Departs from the textbook in a second update of fwdEnergy[0] per sample, and in that nothing is
-// floored or regularised beyond the start values.
+// Departs from the textbook in a second update of fwdEnergy[0] per sample; no floor and no
+// regularisation but the start values.
 #include "rlslbpef64f.h"
 
-#include "accessors.h"
-#include "least_squares_stages.h"
-#include "lifecycle.h"
-#include "ring_line.h"
-#include "step_up.h"
+#include "frame/accessors.h"
+#include "frame/lifecycle.h"
+#include "frame/ring_line.h"
+#include "frame/step_up.h"
+#include "rls/least_squares_stages.h"
 
 using namespace merlo;
 
@@ -23,7 +23,7 @@ double predict(rlslbpef64fState* state, double x, const StageErrors& last) {
         directForm(state->bwdParcor, state->order, state->coef);
     }
     state->err = last.b;
-    // inHead marks the newest sample and steps up, so the oldest lies one place above it.
+    // inHead steps forward and is the position of the newest sample, so the oldest is at the next one.
     const int32_t lineLen = state->order + 1;
     state->inHead = stepUp(state->inHead, 1, lineLen);
     state->inLine[state->inHead] = x;

@@ -1,17 +1,17 @@
-// The least-squares lattice as a forward predictor: the forward error of the last stage is what the
-// last `order` samples cannot tell of the newest, and that sample less the error is its prediction.
-// coef is the lattice in direct form, by the step-up recursion on fwdParcor.
-// The recursion stands in least_squares_stages.h.
+// Least-squares lattice as a forward predictor: the forward error of the last stage is the part of x(n)
+// that the `order` samples before it do not predict; the prediction is x(n) minus the error.
+// coef is the direct form of the lattice, by the step-up recursion on fwdParcor.
+// The recursion is in least_squares_stages.h.
 // Source: Lee, Morf and Friedlander 1981, Recursive least squares ladder estimation algorithms; Diniz,
 // Adaptive Filtering, algorithm 7.1.
-// Departs from the textbook in a second update of fwdEnergy[0] per sample, and in that nothing is
-// floored or regularised beyond the start values.
+// Departs from the textbook in a second update of fwdEnergy[0] per sample; no floor and no
+// regularisation but the start values.
 #include "rlslfpef64f.h"
 
-#include "accessors.h"
-#include "least_squares_stages.h"
-#include "lifecycle.h"
-#include "step_up.h"
+#include "frame/accessors.h"
+#include "frame/lifecycle.h"
+#include "frame/step_up.h"
+#include "rls/least_squares_stages.h"
 
 using namespace merlo;
 

@@ -1,16 +1,16 @@
-// The block frequency-domain adaptive filter: overlap-save filtering of a block by one coefficient
-// spectrum C, which moves by mu * E / (power + 1e-6) * conj(X), bin by bin, with the smoothed power
-// spectrum of the input. The constraint cuts C back to `order` taps after every update.
+// Block frequency-domain adaptive filter: overlap-save filtering of a block by one coefficient spectrum
+// C, and C += (mu * (E / (power + 1e-6))) * conj(X), bin by bin, with the smoothed power spectrum of the
+// input. The constraint reduces C to `order` taps after every update.
 // Source: Ferrara 1980, Fast implementation of LMS adaptive filters; Mansour and Gray 1982,
 // Unconstrained frequency-domain adaptive filter (without the constraint).
 // Departs from the textbook in the sign of the transform's exponent: C is conjugate to the usual one.
 #include "bfdaf64f.h"
 
-#include "accessors.h"
-#include "kernels.h"
-#include "lifecycle.h"
-#include "overlap_save.h"
-#include "packed_spectrum.h"
+#include "frame/accessors.h"
+#include "frame/kernels.h"
+#include "frame/lifecycle.h"
+#include "transform/overlap_save.h"
+#include "transform/packed_spectrum.h"
 
 #include <algorithm>
 
@@ -54,7 +54,7 @@ int32_t setUp(bfdaf64fState* state, int32_t order, int32_t blockLen, double mu, 
     return set64f(1.0, state->powerAvg, state->bins);
 }
 
-// The output of the block; frame is left holding the spectrum of its input.
+// Computes the output of the block; frame becomes the spectrum of the input.
 void filter(bfdaf64fState* state, const double* x, double* y) {
     frameSpectrum(state, x, state->frame);
     mulPacked64f(state->coef, state->frame, state->outBuf, state->bins);
@@ -64,11 +64,11 @@ void filter(bfdaf64fState* state, const double* x, double* y) {
     copy64f(valid, y, state->blockLen);
 }
 
-// Runs move() on the taps in the time domain; what lies behind them is kept.
+// Calls move() with the taps in the time domain; the positions behind them are kept.
 template <class Move>
 int32_t accessTaps(const bfdaf64fState* state, const double* buf, int32_t start, int32_t count,
                    Move move) {
-    const int32_t n = elementsInReach(state->coef, buf, state->order, start, count);
+    const int32_t n = elementsInRange(state->coef, buf, state->order, start, count);
     if (n < 0) {
         return n;
     }

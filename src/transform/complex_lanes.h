@@ -1,28 +1,28 @@
-// Complex numbers side by side in the target's registers. Each number is computed by its own formula,
-// whatever stands beside it: bits do not depend on the width.
+// Complex numbers in vector registers, real parts in even lanes. Each number is computed by its own
+// formula, so the bits do not depend on the number of lanes.
 #pragma once
 
-#include "lanes.h"
+#include "frame/lanes.h"
 
 #include <bit>
 #include <cstdint>
 
 namespace merlo::complex {
 
-// Complex numbers, real part first: one, and as many side by side as the target's registers hold.
+// One complex number, and as many as a register of the target holds.
 using One = Pair;
 using Wide = Lanes;
 
+constexpr int32_t alternating(int32_t lane, int32_t) { return lane % 2; }
+constexpr int32_t swappedParts(int32_t lane, int32_t) { return lane ^ 1; }
+constexpr int32_t lastNumberFirst(int32_t lane, int32_t lanes) { return (lanes - 1 - lane) ^ 1; }
+
 template <class V>
 inline V repeat(One z) {
-    if constexpr (kLanesOf<V> == 2) {
-        return z;
-    } else {
-        return __builtin_shufflevector(z, z, 0, 1, 0, 1);
-    }
+    return shuffle<alternating, V>(z, z);
 }
 
-// As integers, whose shuffle in SSE2 does not destroy what it shuffles.
+// Two lanes are shuffled as integers: in SSE2 that instruction does not overwrite its source.
 template <class V>
 inline V swapParts(V z) {
     if constexpr (kLanesOf<V> == 2) {
@@ -30,20 +30,16 @@ inline V swapParts(V z) {
         const auto words = std::bit_cast<Words>(z);
         return std::bit_cast<V>(__builtin_shufflevector(words, words, 2, 3, 0, 1));
     } else {
-        return __builtin_shufflevector(z, z, 1, 0, 3, 2);
+        return shuffle<swappedParts>(z);
     }
 }
 
 template <class V>
 inline V lastFirst(V z) {
-    if constexpr (kLanesOf<V> == 2) {
-        return z;
-    } else {
-        return __builtin_shufflevector(z, z, 2, 3, 0, 1);
-    }
+    return shuffle<lastNumberFirst>(z);
 }
 
-// Changes the sign of the parts where `signs` holds -0.0.
+// Changes the sign of the parts where `signs` is -0.0.
 template <class V>
 inline V flip(V z, One signs) {
     using Bits = decltype(z < V{});
@@ -65,7 +61,7 @@ inline V timesI(V z) {
     return negateReal(swapParts(z));
 }
 
-// Factors held so that a product costs two multiplications and an addition:
+// Factors in a form in which a product takes two multiplications and an addition:
 // (re * zr - im * zi, re * zi + im * zr).
 template <class V>
 struct Factor {

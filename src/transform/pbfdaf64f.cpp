@@ -1,15 +1,16 @@
-// The partitioned block frequency-domain adaptive filter: bfdaf64f with its response cut into
-// `partitions` parts, each with a coefficient spectrum of its own. The spectra of the last frames stand
-// in a ring, the frame of p blocks ago meets partition p, and one normalised error serves them all.
+// Partitioned block frequency-domain adaptive filter: the response is divided into `partitions` parts
+// with a coefficient spectrum each. A ring holds the spectra of the last frames; the frame of p blocks
+// ago meets partition p, and all partitions use the same normalised error.
 // Source: Soo and Pang 1990, Multidelay block frequency domain adaptive filter.
-// Departs from the textbook in the sign of the transform's exponent, as all spectra here.
+// Departs from the textbook in the sign of the transform's exponent: spectra are conjugate to the usual
+// ones.
 #include "pbfdaf64f.h"
 
-#include "accessors.h"
-#include "kernels.h"
-#include "lifecycle.h"
-#include "overlap_save.h"
-#include "packed_spectrum.h"
+#include "frame/accessors.h"
+#include "frame/kernels.h"
+#include "frame/lifecycle.h"
+#include "transform/overlap_save.h"
+#include "transform/packed_spectrum.h"
 
 #include <algorithm>
 
@@ -17,7 +18,7 @@ using namespace merlo;
 
 namespace {
 
-// Single-precision values, widened: 0.9800000190734863 and 9.999999974752427e-07.
+// Single-precision values widened to double: 0.9800000190734863 and 9.999999974752427e-07.
 struct Weights {
     static constexpr double keep = 0.98F;
     static constexpr double regulariser = 1e-6F;
@@ -60,7 +61,7 @@ int32_t setUp(pbfdaf64fState* state, int32_t order, int32_t blockLen, int32_t pa
     return set64f(1.0, state->powerAvg, state->bins);
 }
 
-// Positions in the ring count pairs of doubles; one slot up lies the next older frame.
+// Positions in the ring count pairs of doubles. The next slot up holds the next older frame.
 double* slotAt(const pbfdaf64fState* state, int32_t position) {
     return state->ring + 2 * int64_t{position};
 }
@@ -79,7 +80,7 @@ void forEachPartition(const pbfdaf64fState* state, Visit visit) {
     }
 }
 
-// The output of the block; its frame enters the ring at ringPos.
+// Computes the output of the block; its frame enters the ring at ringPos.
 void filter(pbfdaf64fState* state, const double* x, double* y) {
     frameSpectrum(state, x, slotAt(state, state->ringPos));
     reset64f(state->outBuf, state->fftLen);
@@ -98,13 +99,13 @@ void stepRing(pbfdaf64fState* state) {
     }
 }
 
-// Walks the flat vector of order * partitions taps, partition by partition in the time domain, and
-// calls move(tap, slot of buf) for those in reach. Every partition is cut to its taps on the way.
+// Visits the flat vector of order * partitions taps, partition by partition in the time domain:
+// move(tap, index in buf) for those in range. Every partition is reduced to its taps.
 template <class Move>
 int32_t accessTaps(const pbfdaf64fState* state, const double* buf, int32_t start, int32_t count,
                    int32_t reversed, Move move) {
     const int32_t total = state->order * state->partitions;
-    const int32_t n = elementsInReach(state->coef, buf, total, start, count);
+    const int32_t n = elementsInRange(state->coef, buf, total, start, count);
     if (n < 0) {
         return n;
     }
@@ -123,8 +124,8 @@ int32_t accessTaps(const pbfdaf64fState* state, const double* buf, int32_t start
     return n;
 }
 
-// Takes every frame of the live ring, cut or filled with zeros, to the ring of its successor; the one
-// that was next to be overwritten stays so. Leaves the live ring in the time domain.
+// Copies every frame of the live ring, truncated or zero-padded in the time domain, to the new ring.
+// The frame that is overwritten next stays the next. The live ring is left in the time domain.
 void carryRing(const pbfdaf64fState& from, pbfdaf64fState& to) {
     const int32_t kept = std::min(from.fftLen, to.fftLen);
     int32_t oldPosition = from.ringPos;
@@ -135,7 +136,7 @@ void carryRing(const pbfdaf64fState& from, pbfdaf64fState& to) {
         toTime(&from, oldFrame);
         scaleIp64f(from.invScale, oldFrame, kept);
         copy64f(oldFrame, newFrame, kept);
-        reset64f(newFrame + kept, to.fftLen - kept); // a smaller ring comes by here again
+        reset64f(newFrame + kept, to.fftLen - kept); // a smaller ring is written more than once
         toSpectrum(&to, newFrame);
         oldPosition = olderSlot(&from, oldPosition);
         newPosition = olderSlot(&to, newPosition);

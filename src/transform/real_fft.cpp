@@ -1,18 +1,17 @@
-// A real transform of n points as a complex one of n/2: the elements are brought into bit-reversed
-// order, go through radix-4 stages and at most one radix-2 stage, and a last step separates the
-// spectrum of the even samples from that of the odd ones. The inverse goes the same way on the
-// conjugate spectrum, with the separating step first.
+// Real transform of n points as a complex one of n/2: bit-reversed order, radix-4 stages, at most one
+// radix-2 stage, and a last step that separates the spectra of the even and the odd samples. The inverse
+// transforms the conjugate spectrum in the same way, with the separating step first.
 // Source: Sorensen, Jones, Heideman and Burrus 1987, Real-valued fast Fourier transform algorithms.
 // Departs from the textbook in the sign of the exponent, which is positive in the forward direction:
-// spectra are conjugate to the usual ones, and the inverse lacks a factor 2/n.
+// spectra are conjugate to the usual ones. The inverse lacks a factor 2/n.
 //
-// Every butterfly and every pair of mirror bins is computed by its own formula, whatever stands
-// beside it in a register: bits do not depend on the width.
-#include "real_fft.h"
+// Every butterfly and every pair of mirror bins is computed by its own formula, in any lane, so the bits
+// do not depend on the number of lanes.
+#include "transform/real_fft.h"
 
-#include "complex_lanes.h"
+#include "transform/bit_reversal.h"
+#include "transform/complex_lanes.h"
 
-#include <array>
 #include <bit>
 #include <type_traits>
 
@@ -20,34 +19,36 @@ namespace merlo {
 namespace {
 
 using namespace complex;
-using complex::conjugate; // beside those for parts apart
+using complex::conjugate; // beside those for SplitComplex
 using complex::timesI;
 
-// Up to this length the passes follow one another so closely that a wide load would have to wait for
-// the narrow stores before it.
-constexpr int32_t kNarrow = 32;
+// Up to this length a pass follows so soon on the previous one that a wide load would wait for the
+// narrow stores before it.
+constexpr int32_t kNarrow = 32; // speed only
 
-// Complex numbers, or factors, with the real and the imaginary parts in a vector of their own.
+// Complex numbers, or factors, with one vector for the real and one for the imaginary parts.
 template <class V>
-struct Apart {
+struct SplitComplex {
     V re, im;
 
-    Apart operator+(Apart z) const { return {re + z.re, im + z.im}; }
-    Apart operator-(Apart z) const { return {re - z.re, im - z.im}; }
-    Apart operator*(Apart z) const { return {re * z.re - im * z.im, re * z.im + im * z.re}; }
+    SplitComplex operator+(SplitComplex z) const { return {re + z.re, im + z.im}; }
+    SplitComplex operator-(SplitComplex z) const { return {re - z.re, im - z.im}; }
+    SplitComplex operator*(SplitComplex z) const {
+        return {re * z.re - im * z.im, re * z.im + im * z.re};
+    }
 };
 
 template <class V>
-inline Apart<V> timesI(Apart<V> z) {
+inline SplitComplex<V> timesI(SplitComplex<V> z) {
     return {-z.im, z.re};
 }
 
 template <class V>
-inline Apart<V> conjugate(Apart<V> z) {
+inline SplitComplex<V> conjugate(SplitComplex<V> z) {
     return {z.re, -z.im};
 }
 
-// What a radix-4 butterfly takes and gives, and the factors of a block: t2 = t1^2, t3 = t1^3.
+// Inputs or outputs of a radix-4 butterfly, and the twiddle factors of a block: t2 = t1^2, t3 = t1^3.
 template <class Z>
 struct Quad {
     Z a0, a1, a2, a3;
@@ -101,9 +102,9 @@ inline void storeQuad(double* a, int32_t l, const Quad<V>& quad) {
     store(quad.a3, a + 3 * l);
 }
 
-// Consecutive numbers, a lane each.
+// Consecutive complex numbers, one per lane.
 template <class V>
-inline Apart<V> loadApart(const double* from) {
+inline SplitComplex<V> loadSplit(const double* from) {
     const V low = loadWhole<V>(from);
     const V high = loadWhole<V>(from + kLanesOf<V>);
     if constexpr (kLanesOf<V> == 2) {
@@ -114,7 +115,7 @@ inline Apart<V> loadApart(const double* from) {
     }
 }
 
-// The factors of block b for butterflies side by side.
+// The factors of block b, repeated in all lanes.
 template <class V>
 inline Factors<Factor<V>> factorsOf(const double* w, int32_t b) {
     const One half = loadWhole<One>(w + (b & ~1));
@@ -125,10 +126,9 @@ inline Factors<Factor<V>> factorsOf(const double* w, int32_t b) {
     return {Factor<V>(repeat<V>(t1)), Factor<V>(repeat<V>(t2)), Factor<V>(repeat<V>(t3))};
 }
 
-// Neighbouring elements of the blocks from `block` on, a lane for each block: as many as make the
-// rows of a square.
+// Consecutive elements of consecutive blocks, one lane per block: as many as fill a square of lanes.
 template <class V>
-inline void loadAcross(Apart<V>* z, const double* block) {
+inline void loadAcross(SplitComplex<V>* z, const double* block) {
     V rows[kLanesOf<V>];
     for (int32_t lane = 0; lane < kLanesOf<V>; ++lane) {
         rows[lane] = loadWhole<V>(block + 8 * lane);
@@ -140,7 +140,7 @@ inline void loadAcross(Apart<V>* z, const double* block) {
 }
 
 template <class V>
-inline void storeAcross(const Apart<V>* z, double* block) {
+inline void storeAcross(const SplitComplex<V>* z, double* block) {
     V rows[kLanesOf<V>];
     for (int32_t i = 0; i < kLanesOf<V> / 2; ++i) {
         rows[2 * i] = z[i].re;
@@ -153,32 +153,32 @@ inline void storeAcross(const Apart<V>* z, double* block) {
     }
 }
 
-// The blocks b, b + 1, ... of stride 2, a lane each; b is even and not 0. Block 2q has t2 = W(q), the
-// block after it i W(q). Factors are formed when they are needed and results leave at once: 16
-// registers suffice then.
+// The blocks b, b + 1, ... of stride 2, one per lane; b is even and not 0. Block 2q has t2 = W(q), block
+// 2q + 1 has i W(q). Factors are computed where they are needed and results stored at once, so that 16
+// registers suffice.
 template <class V>
 inline void firstStageBlocks(double* a, const double* w, int32_t b) {
     constexpr int32_t kTogether = kLanesOf<V> / 2;
     double* const block = a + 8 * b;
-    Apart<V> z[4];
+    SplitComplex<V> z[4];
     for (int32_t i = 0; i < 4; i += kTogether) {
         loadAcross(z + i, block + 2 * i);
     }
-    const auto finish = [&](int32_t i, const Apart<V>& result) {
+    const auto finish = [&](int32_t i, const SplitComplex<V>& result) {
         z[i] = result;
         if constexpr (kTogether == 1) {
             storeAcross(z + i, block + 2 * i);
         }
     };
-    const auto [s0, s1, s2, s3] = crossSums<Apart<V>>({z[0], z[1], z[2], z[3]});
+    const auto [s0, s1, s2, s3] = crossSums<SplitComplex<V>>({z[0], z[1], z[2], z[3]});
     finish(0, s0 + s2);
     const V half = loadWhole<V>(w + b);
-    const Apart<V> t2{conjugate(half), swapParts(half)};
+    const SplitComplex<V> t2{conjugate(half), swapParts(half)};
     finish(2, t2 * (s0 - s2));
-    const Apart<V> t1 = loadApart<V>(w + 2 * b);
+    const SplitComplex<V> t1 = loadSplit<V>(w + 2 * b);
     finish(1, t1 * (s1 + timesI(s3)));
     const V twice = 2.0 * t2.im;
-    const Apart<V> t3{t1.re - twice * t1.im, twice * t1.re - t1.im};
+    const SplitComplex<V> t3{t1.re - twice * t1.im, twice * t1.re - t1.im};
     finish(3, t3 * (s1 - timesI(s3)));
     if constexpr (kTogether == 2) {
         storeAcross(z, block);
@@ -186,8 +186,7 @@ inline void firstStageBlocks(double* a, const double* w, int32_t b) {
     }
 }
 
-// The radix-4 stage of stride 2, where a block is a single butterfly: blocks run side by side.
-// n >= 16.
+// The radix-4 stage of stride 2, where a block is a single butterfly: one block per lane. n >= 16.
 void firstStage64f(int32_t n, double* a, const double* w) {
     storeQuad(a, 2, butterflyOne(loadQuad<One>(a, 2)));
     storeQuad(a + 8, 2, butterflyEighth(loadQuad<One>(a + 8, 2), w[2]));
@@ -199,8 +198,8 @@ void firstStage64f(int32_t n, double* a, const double* w) {
     }
 }
 
-// A radix-4 stage of stride l, in floats, with n / (4 l) blocks: butterflies run side by side.
-// l >= 8, n >= 8 l.
+// A radix-4 stage of stride l, in doubles, with n / (4 l) blocks: one butterfly per lane or pair of
+// lanes. l >= 8, n >= 8 l.
 void middleStage64f(int32_t n, int32_t l, double* a, const double* w) {
     constexpr int32_t step = kLanes;
     for (int32_t j = 0; j < l; j += step) {
@@ -230,8 +229,8 @@ inline int32_t stagesBeforeLast(int32_t n, double* a, const double* w) {
     return l;
 }
 
-// Two numbers at once for the real step: with parts apart, where a register holds but one of them.
-using Two = std::conditional_t<kLanes == 2, Apart<One>, Wide>;
+// Two complex numbers for the real step: split where a register holds only one.
+using Two = std::conditional_t<kLanes == 2, SplitComplex<One>, Wide>;
 
 // The number at `a` or the two at a and a + step, where step is 2 or -2.
 template <class Z>
@@ -259,7 +258,7 @@ inline void storeFrom(const Z& z, double* a, int32_t step) {
     }
 }
 
-// One butterfly of the last stage, whose factors are all 1, in place in registers.
+// One butterfly of the last stage, whose factors are all 1, in place.
 template <int32_t radix, class Z>
 inline void lastButterfly(Z (&z)[radix]) {
     if constexpr (radix == 2) {
@@ -313,7 +312,7 @@ inline void lastStage(int32_t n, int32_t l, double* a) {
     }
 }
 
-// From bit-reversed to natural order; the inverse direction wants the result conjugated.
+// From bit-reversed to natural order, with a conjugated result for the inverse direction.
 template <bool conjugated>
 inline void cplxTransform(int32_t n, double* a, const double* w) {
     const int32_t l = n > 8 ? stagesBeforeLast(n, a, w) : 2;
@@ -328,93 +327,7 @@ void cplxFwd64f(int32_t n, double* a, const double* w) { cplxTransform<false>(n,
 
 void cplxBwd64f(int32_t n, double* a, const double* w) { cplxTransform<true>(n, a, w); }
 
-inline void swapPairs(double* p, double* q) {
-    const One at = loadWhole<One>(p);
-    store(loadWhole<One>(q), p);
-    store(at, q);
-}
-
-// The swaps of a length, as positions of the pairs in floats; n <= 256.
-template <int32_t n>
-constexpr auto swapsOf() {
-    constexpr int32_t bits = std::countr_zero(static_cast<uint32_t>(n / 2));
-    constexpr int32_t unmoved = 1 << (bits + 1) / 2;
-    std::array<std::array<uint8_t, 2>, (n / 2 - unmoved) / 2> swaps{};
-    auto* swap = swaps.data();
-    for (int32_t j = 0; j < n / 2; ++j) {
-        int32_t k = 0;
-        for (int32_t bit = 0; bit < bits; ++bit) {
-            k = 2 * k + (j >> bit) % 2;
-        }
-        if (j < k) {
-            *swap++ = {static_cast<uint8_t>(2 * j), static_cast<uint8_t>(2 * k)};
-        }
-    }
-    return swaps;
-}
-
-template <int32_t n>
-constexpr auto kSwaps = swapsOf<n>();
-
-template <int32_t n>
-inline void bitReverseShort(double* a) {
-#pragma GCC unroll 32
-    for (const auto& [j, k] : kSwaps<n>) {
-        swapPairs(a + j, a + k);
-    }
-}
-
-// Brings the n/2 complex elements into bit-reversed order by swaps; n >= 8. For a short length the
-// swaps are known beforehand. For others, `work` becomes the table of the reversed upper bits.
-void bitReverse64f(int32_t n, int32_t* work, double* a) {
-    switch (n) {
-    case 8:
-        return bitReverseShort<8>(a);
-    case 16:
-        return bitReverseShort<16>(a);
-    case 32:
-        return bitReverseShort<32>(a);
-    case 64:
-        return bitReverseShort<64>(a);
-    case 128:
-        return bitReverseShort<128>(a);
-    default:
-        break;
-    }
-    int32_t l = n;
-    int32_t m = 1;
-    work[0] = 0;
-    while (8 * m < l) {
-        l /= 2;
-        for (int32_t j = 0; j < m; ++j) {
-            work[m + j] = work[j] + l;
-        }
-        m *= 2;
-    }
-    const bool odd = 8 * m == l;
-    const int64_t m2 = 2 * m;
-    for (int32_t k = 0; k < m; ++k) {
-        double* const p = a + work[k];
-        double* const q = a + 2 * k;
-        for (int32_t j = 0; j < k; ++j) {
-            double* const pj = p + 2 * j;
-            double* const qj = q + work[j];
-            swapPairs(pj, qj);
-            if (odd) {
-                swapPairs(pj + m2, qj + 2 * m2);
-                swapPairs(pj + 2 * m2, qj + m2);
-                swapPairs(pj + 3 * m2, qj + 3 * m2);
-            } else {
-                swapPairs(pj + m2, qj + m2);
-            }
-        }
-        if (odd) {
-            swapPairs(p + 2 * k + m2, p + 2 * k + 2 * m2);
-        }
-    }
-}
-
-// Values of the cosine area, one per number: c[0] and c[step], for as many lanes as it takes.
+// Values of the cosine area, one per complex number: c[0] and c[step].
 template <class Z>
 inline auto cosines(const double* c, int32_t step) {
     if constexpr (std::is_same_v<Z, One>) {
@@ -432,11 +345,11 @@ inline Factor<V> weight(V /*of*/, V re, V im) {
 }
 
 template <class V>
-inline Apart<V> weight(Apart<V> /*of*/, V re, V im) {
+inline SplitComplex<V> weight(SplitComplex<V> /*of*/, V re, V im) {
     return {re, im};
 }
 
-// How far the cosines of neighbouring elements are apart, 2 cosLen / (n/2), without the division.
+// The distance between the cosines of consecutive elements, 2 cosLen / (n/2), without the division.
 inline int32_t cosineStep(int32_t n, int32_t cosLen) {
     return 4 * cosLen >> std::countr_zero(static_cast<uint32_t>(n));
 }
@@ -449,7 +362,7 @@ inline void separate(Z& near, Z& far, V wr, V wi) {
     far = far + conjugate(y);
 }
 
-// The other way round, and conjugated.
+// The reverse, conjugated.
 template <class Z, class V>
 inline void join(Z& near, Z& far, V wr, V wi) {
     const Z y = weight(near, wr, -wi) * (near - conjugate(far));
@@ -462,7 +375,7 @@ template <bool inverse>
 inline void realStep(int32_t n, double* a, int32_t cosLen, const double* c) {
     const int32_t h = n / 2;
     const int32_t ks = cosineStep(n, cosLen);
-    const auto sideBySide = [=](int32_t j, auto lanes) {
+    const auto mirrorPairs = [=](int32_t j, auto lanes) {
         using Z = decltype(lanes);
         const int32_t kk = j / 2 * ks;
         double* const up = a + j;
@@ -481,10 +394,10 @@ inline void realStep(int32_t n, double* a, int32_t cosLen, const double* c) {
     };
     int32_t j = 2;
     for (; n > kNarrow && j + 4 <= h; j += 4) {
-        sideBySide(j, Two{});
+        mirrorPairs(j, Two{});
     }
     for (; j < h; j += 2) {
-        sideBySide(j, One{});
+        mirrorPairs(j, One{});
     }
 }
 
@@ -498,9 +411,9 @@ void realBwdPre64f(int32_t n, double* a, int32_t cosLen, const double* c) {
     store(conjugate(loadWhole<One>(a + n / 2)), a + n / 2);
 }
 
-// The last stage of cplxFwd64f and realFwdPost64f in one pass, n >= 16. The mirror images of column
-// j, which is the elements j, j + l, ..., are those of column l - j, upside down; the columns 0 and
-// l/2 mirror themselves. A stride in the cosine area is `s` long.
+// The last stage of cplxFwd64f and realFwdPost64f in one pass, n >= 16. The mirror images of column j,
+// the elements j, j + l, ..., are those of column l - j in reverse order. The columns 0 and l/2 are
+// their own mirror images. Stride l corresponds to `s` elements of the cosine area.
 template <int32_t radix>
 inline void lastStageAndPost(int32_t n, double* a, int32_t cosLen, const double* c) {
     constexpr int32_t pairs = radix / 2;
@@ -525,7 +438,7 @@ inline void lastStageAndPost(int32_t n, double* a, int32_t cosLen, const double*
     storeColumn(z, a + l / 2, l, 2);
 
     const int32_t ks = cosineStep(n, cosLen);
-    const auto sideBySide = [=](int32_t j, auto lanes) {
+    const auto mirrorPairs = [=](int32_t j, auto lanes) {
         using Z = decltype(lanes);
         const int32_t kk = j / 2 * ks;
         Z near[radix];
@@ -545,10 +458,10 @@ inline void lastStageAndPost(int32_t n, double* a, int32_t cosLen, const double*
     };
     int32_t j = 2;
     for (; j + 4 <= l / 2; j += 4) {
-        sideBySide(j, Two{});
+        mirrorPairs(j, Two{});
     }
     for (; j < l / 2; j += 2) {
-        sideBySide(j, One{});
+        mirrorPairs(j, One{});
     }
 }
 

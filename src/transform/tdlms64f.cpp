@@ -1,18 +1,18 @@
-// The transform-domain LMS filter, one sample per call: the whole line is transformed, the output is an
-// inner product of two packed spectra, and every bin adapts with a step over its own smoothed power.
+// Transform-domain LMS filter, one sample per call: the line is transformed, the output is an inner
+// product of two packed spectra, and every bin has its own step, normalised by its smoothed power.
 // With X the spectrum of the line: y = sum of C * X over all bins, mirror bins included,
-// C += (mu * err / (power + 1e-6)) * X.
+// C += ((err * mu) / (power + 1e-6)) * X.
 // Source: Narayan, Peterson and Narasimha 1983, Transform domain LMS algorithm.
-// Departs from the textbook in the transform, which is unscaled, and in mirror bins counting twice in
-// the output: mu is stable up to somewhat below 2 / fftLen.
+// Departs from the textbook in the transform, which is unscaled, and in counting the complex bins twice
+// in the output, for their mirror bins: mu is stable up to somewhat below 2 / fftLen.
 #include "tdlms64f.h"
 
-#include "accessors.h"
-#include "kernels.h"
-#include "lifecycle.h"
-#include "overlap_save.h"
-#include "packed_spectrum.h"
-#include "ring_line.h"
+#include "frame/accessors.h"
+#include "frame/kernels.h"
+#include "frame/lifecycle.h"
+#include "frame/ring_line.h"
+#include "transform/packed_spectrum.h"
+#include "transform/spectral_record.h"
 
 #include <algorithm>
 
@@ -20,8 +20,8 @@ using namespace merlo;
 
 namespace {
 
-// Single-precision values, widened: 0.9800000190734863, 0.019999999552965164 and
-// 9.999999974752427e-07. The first two do not quite add up to 1.
+// Single-precision values widened to double: 0.9800000190734863, 0.019999999552965164 and
+// 9.999999974752427e-07. The first two do not add up to 1 exactly.
 constexpr double kPowerKeep = 0.98F;
 constexpr double kPowerGain = 0.02F;
 constexpr double kRegulariser = 1e-6F;
@@ -57,7 +57,7 @@ int32_t setUp(tdlms64fState* state, int32_t order, double mu, int32_t* fftTable,
     return set64f(1.0, state->powerAvg, bins);
 }
 
-// The ring line as a spectrum in frame, newest sample first; `newest` is its position.
+// Computes in frame the spectrum of the ring line, newest sample first; `newest` is its position.
 void ringSpectrum(const tdlms64fState* state, int32_t newest) {
     forEachRun(state->fftLen, state->fftLen, newest,
                [=](int32_t position, int32_t age, int32_t length) {
@@ -71,7 +71,7 @@ void linearSpectrum(const tdlms64fState* state) {
     toSpectrum(state, state->frame);
 }
 
-// The inner product of the two spectra; the complex bins stand for their mirror bins too.
+// The inner product of the two spectra. The complex bins count twice, for their mirror bins.
 double output(const tdlms64fState* state) {
     const double* const c = state->coef;
     const double* const x = state->frame;
@@ -89,7 +89,7 @@ void smoothPowers(const tdlms64fState* state) {
     smooth64f(kPowerGain, state->powerInst, kPowerKeep, state->powerAvg, state->bins);
 }
 
-// frame holds the spectrum; returns the output from before the update.
+// frame is the spectrum; returns the output, computed before the update.
 double adapt(tdlms64fState* state, double d) {
     const double y = output(state);
     state->err = d - y;
@@ -109,16 +109,16 @@ double adapt(tdlms64fState* state, double d) {
     return y;
 }
 
-// The taps that the accessors show: the spectrum may hold one fewer than `order`, or more.
-int32_t tapsInReach(const tdlms64fState* state) { return std::min(state->order, state->fftLen); }
+// The number of taps that the accessors reach: fftLen may be order - 1, or above order.
+int32_t tapsInRange(const tdlms64fState* state) { return std::min(state->order, state->fftLen); }
 
-// Runs move(element of coef, slot of buf) on the taps in the time domain, where a tap is fftLen times
-// its element.
+// Calls move(index in coef, index in buf) with the taps in the time domain, where a tap is fftLen times
+// its element of coef.
 template <class Move>
 int32_t accessTaps(const tdlms64fState* state, const double* buf, int32_t start, int32_t count,
                    int32_t reversed, Move move) {
-    const int32_t length = tapsInReach(state);
-    const int32_t n = elementsInReach(state->coef, buf, length, start, count);
+    const int32_t length = tapsInRange(state);
+    const int32_t n = elementsInRange(state->coef, buf, length, start, count);
     if (n < 0) {
         return n;
     }
@@ -220,7 +220,7 @@ int32_t tdlms64fResize(tdlms64fState* state, int32_t order) {
                     next.head);
         carryPower(*state, next);
         double* const taps = state->frame;
-        tdlms64fGetCoef(state, taps, 0, tapsInReach(state), 0);
-        return tdlms64fSetCoef(&next, taps, 0, std::min(tapsInReach(state), tapsInReach(&next)), 0);
+        tdlms64fGetCoef(state, taps, 0, tapsInRange(state), 0);
+        return tdlms64fSetCoef(&next, taps, 0, std::min(tapsInRange(state), tapsInRange(&next)), 0);
     });
 }

@@ -1,10 +1,10 @@
-// The four gradient rules of the LMS recursion, coef[k] += term(gain, x_k): each is a gain, formed
-// once per step from the true error, and a term, formed per tap.
+// The four update rules of the LMS recursion, coef[k] += term(gain, x_k). Each has a gain, computed
+// once per step from the true error, and a term, computed per tap.
 // sgn(v) is +1 for v >= 0, zeros of either sign included, and -1 otherwise, NaN included.
 #pragma once
 
-#include "lanes.h"
-#include "ring_line.h"
+#include "frame/lanes.h"
+#include "frame/ring_line.h"
 
 #include <cstdint>
 
@@ -12,10 +12,10 @@ namespace merlo {
 
 inline double sgn(double v) { return v >= 0.0 ? 1.0 : -1.0; }
 
-// sgn(e) * magnitude as a select of lanes: the sign of an error is a coin that no branch predictor
-// knows, and compilers make a branch of the scalar form.
+// sgn(e) * magnitude as a lane select. The sign of an error is unpredictable, and compilers branch on
+// it in the scalar form.
 inline double withSign(double e, double magnitude) {
-    // unreached: both arms are formed, no branch is taken
+    // unreached: both values are computed, no branch is taken
     const Pair signs = Pair{e, e} >= Pair{0.0, 0.0} ? Pair{1.0, 1.0} : Pair{-1.0, -1.0};
     return magnitude * signs[0];
 }
@@ -44,7 +44,7 @@ struct SignSignRule {
     static double term(double g, double x) { return sgn(x) * g; }
 };
 
-// coef[k] += term(g, x[k]) over a straight run; every tap for itself, so the compiler widens it.
+// coef[k] += term(g, x[k]) over a contiguous run. The taps are independent: the compiler vectorises.
 template <class Rule>
 inline void adaptRun(double* __restrict coef, const double* __restrict x, int32_t n, double g) {
     for (int32_t k = 0; k < n; ++k) {
@@ -52,7 +52,7 @@ inline void adaptRun(double* __restrict coef, const double* __restrict x, int32_
     }
 }
 
-// The same over n taps of a ring line, the first of which meets the sample at `newest`.
+// The same over n taps of a ring line; coef[0] meets the sample at `newest`.
 template <class Rule>
 inline void adaptRing(double* coef, const double* line, int32_t lineLen, int32_t n, int32_t newest,
                       double g) {

@@ -1,8 +1,8 @@
-// The power-normalised step: gain = (mu * e) / (power + floor), with the power of one sample smoothed
-// over time. Two sets of constants exist, and their bits matter.
+// The power-normalised step: gain = (mu * e) / (power + floor), where `power` is the squared input
+// sample smoothed over time. There are two sets of constants, and their exact values matter.
 #pragma once
 
-#include "subnormal.h"
+#include "frame/subnormal.h"
 
 namespace merlo {
 
@@ -23,8 +23,8 @@ struct SingleWeights {
 
 template <class Weights>
 inline double smoothPower(double power, double x) {
-    if (isFaint(power) && x == 0.0) {
-        return scaleFaint(Weights::keep, power);
+    if (isSubnormalOrZero(power) && x == 0.0) {
+        return scaleSubnormal(Weights::keep, power);
     }
     return Weights::keep * power + Weights::gain * (x * x);
 }

@@ -1,9 +1,9 @@
-// The history of a ring line laid out straight for the length of a block call, newest sample first,
-// with room for a chunk of newer samples below it.
+// The history of a ring line as a linear line, newest sample first, for the length of a block call.
+// There is room for a chunk of newer samples in front of it.
 #pragma once
 
+#include "frame/ring_line.h"
 #include "merlo64f.h"
-#include "ring_line.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -11,22 +11,22 @@
 
 namespace merlo {
 
-class StraightLine {
+class LinearLine {
   public:
-    static constexpr int32_t kChunk = 256; // 2.3 KB of stack with the history
+    static constexpr int32_t kChunk = 256; // speed only: 2.3 KB of stack with the history
 
     // 1 <= order <= MAX_TAPS, 0 <= head < order
-    StraightLine(const double* line, int32_t order, int32_t head) : order_(order) {
+    LinearLine(const double* line, int32_t order, int32_t head) : order_(order) {
         forEachRun(order, order, ringPosition(head, 0, order),
                    [=, this](int32_t position, int32_t age, int32_t length) {
                        std::memcpy(samples_ + kChunk + age, line + position, bytes(length));
                    });
     }
-    StraightLine(const StraightLine&) = delete;
-    StraightLine& operator=(const StraightLine&) = delete;
+    LinearLine(const LinearLine&) = delete;
+    LinearLine& operator=(const LinearLine&) = delete;
 
-    // Takes a copy of the next samples, 1 <= length <= kChunk. Returns p such that p[-1 - i + k] is
-    // the sample k steps before in[i], 0 <= k < order.
+    // Copies the next samples, 1 <= length <= kChunk. Returns p such that p[-1 - i + k] is the sample
+    // k steps before in[i], 0 <= k < order.
     const double* append(const double* __restrict in, int32_t length) {
         std::memmove(samples_ + kChunk, newest(), bytes(order_));
         appended_ = length;
@@ -37,7 +37,8 @@ class StraightLine {
         return samples_ + kChunk;
     }
 
-    // Leaves the line as n single steps would have left it; n is the sum of all lengths appended.
+    // Writes the history back, as n single steps would have left it; n is the sum of all lengths
+    // appended.
     void store(double* line, int32_t* head, int32_t n) const {
         *head = (*head - n % order_ + order_) % order_;
         forEachRun(order_, order_, ringPosition(*head, 0, order_),
@@ -52,7 +53,7 @@ class StraightLine {
 
     double samples_[kChunk + MAX_TAPS];
     int32_t order_;
-    int32_t appended_ = 0; // samples of the last chunk, which lie below samples_ + kChunk
+    int32_t appended_ = 0; // samples of the last chunk, in front of samples_ + kChunk
 };
 
 } // namespace merlo
