@@ -14,27 +14,28 @@ struct Job {
 // behind a secondary path find the system before the path, negated.
 template <class F>
 void findsTheSystem(Job job) {
-    SCOPED_TRACE(F::name);
+    SCOPED_TRACE(F::Api::name);
     const Values system = {0.5, -0.4, 0.3, 0.0, -0.1, 0.05};
     constexpr bool path = requires(typename F::State s) { s.secLen; };
-    Shape shape = F::shape(std::is_same_v<F, Tdlms> ? 8 : 6); // all of tdlms64f's taps are in sight
+    Shape shape =
+        shapeOf<F>(std::is_same_v<F, Tdlms> ? 8 : 6); // all of tdlms64f's taps are in sight
     shape.rate = job.rate;
     shape.second = job.second;
     shape.blockLen = shape.parts = 1;
     Lent lent;
     std::copy_n(lent.secCoef, shape.secLen, lent.estCoef);
     std::fill(lent.estCoef + shape.secLen, lent.estCoef + shape.estLen, 0.0);
-    Record<F> record(shape, Record<F>::kHeap, lent);
+    Record<F> record(shape, Memory::kHeap, lent);
     Signal signal(5);
-    Line x(6), through(shape.secLen);
+    History x(6), through(shape.secLen);
     for (int i = 0; i < job.samples + 50; ++i) {
         x.push(signal.next());
-        through.push(dot(system, x.at));
-        const double d = path ? dot(lent.secCoef, shape.secLen, through.at) : dot(system, x.at);
+        through.push(dot(system, x));
+        const double d = path ? dot(lent.secCoef, through.data(), through.size()) : dot(system, x);
         if (i < job.samples) {
-            record.update(x.at[0], d);
+            record.update(x[0], d);
         } else {
-            ASSERT_NEAR(record.only(x.at[0]), path ? -d : d, job.distance);
+            ASSERT_NEAR(record.only(x[0]), path ? -d : d, job.distance);
         }
     }
 }
@@ -44,8 +45,8 @@ TEST(Convergence, FindsAKnownSystemInWhiteNoise) {
     findsTheSystem<Nlms>({0.02, 1e-9});
     findsTheSystem<Blms>({0.02, 1e-9});
     findsTheSystem<Bnlms>({0.02, 1e-9});
-    findsTheSystem<Adj>({0.02, 1e-9});
-    findsTheSystem<Fx>({0.02, 1e-9});
+    findsTheSystem<Adjlms>({0.02, 1e-9});
+    findsTheSystem<Fxlms>({0.02, 1e-9});
     findsTheSystem<Bfdaf>({0.1, 1e-9});
     findsTheSystem<Pbfdaf>({0.1, 1e-9});
     findsTheSystem<Tdlms>({0.02, 1e-9});
@@ -60,16 +61,16 @@ void isStableUpToTwoOverOrder() {
     const Values system = {0.5, -0.4, 0.3, 0.0, -0.1, 0.05, 0.2, -0.3};
     for (double level : {1e-3, 1.0, 1e4}) {
         for (double step : {1.0, 1.6, 3.0}) {
-            Shape shape = F::shape(8);
+            Shape shape = shapeOf<F>(8);
             shape.rate = step / 8;
             shape.blockLen = 1;
             Record<F> record(shape);
             record.state.power = level * level / 3; // the noise has been running
             Signal signal(5);
-            Line x(8);
+            History x(8);
             for (int i = 0; i < 4000; ++i) {
                 x.push(level * signal.next());
-                record.update(x.at[0], dot(system, x.at));
+                record.update(x[0], dot(system, x));
             }
             double distance = 0.0;
             for (size_t k = 0; k < system.size(); ++k) {
@@ -111,16 +112,16 @@ class Coloured {
 // filter that coef says.
 template <class F, bool backward>
 void predicts(double rate, double* F::State::*parcor) {
-    SCOPED_TRACE(F::name);
-    Shape shape = F::shape(6); // two stages more than the input has
+    SCOPED_TRACE(F::Api::name);
+    Shape shape = shapeOf<F>(6); // two stages more than the input has
     shape.rate = rate;
     Record<F> record(shape);
     Coloured input;
-    Line x(7);
+    History x(7);
     double left = 0.0, innovation = 0.0;
     for (int i = 0; i < 60000; ++i) {
         x.push(input.next());
-        record.update(x.at[0], 0.0);
+        record.update(x[0], 0.0);
         if (i > 20000) {
             left += record.err() * record.err();
             innovation += input.innovation * input.innovation;
@@ -134,9 +135,9 @@ void predicts(double rate, double* F::State::*parcor) {
         x.push(input.next());
         double sum = 0.0;
         for (int32_t j = 0; j < 6; ++j) {
-            sum += record.state.coef[j] * x.at[backward ? 5 - j : 1 + j];
+            sum += record.state.coef[j] * x[backward ? 5 - j : 1 + j];
         }
-        const double y = record.only(x.at[0]);
+        const double y = record.only(x[0]);
         if (rate < 0.5 && i >= 6) { // before, errors still come from moving coefficients
             EXPECT_NEAR(y, sum, 1e-12);
         }
@@ -187,7 +188,7 @@ TYPED_TEST_SUITE(LeastSquaresLattices, LeastSquaresLatticesTypes);
 TYPED_TEST(LeastSquaresLattices, StartAfreshAfterWhatRuinsThem) {
     using F = TypeParam;
     for (double ruin : {double{NAN}, -HUGE_VAL, 1e9, 0.0}) {
-        Shape shape = F::shape(5);
+        Shape shape = shapeOf<F>(5);
         shape.rate = 0.95;
         Record<F> record(shape), fresh(shape);
         for (int i = 0; i < (ruin == 0.0 ? 1000 : 1); ++i) {
@@ -201,9 +202,9 @@ TYPED_TEST(LeastSquaresLattices, StartAfreshAfterWhatRuinsThem) {
         typename F::State freed = record.state;
         F::freed(freed);
         const auto before = record.bytes();
-        EXPECT_EQ(F::resets()[0].reset(&freed), STS_OK);
+        EXPECT_EQ(resetsOf<F>()[0].reset(&freed), STS_OK);
         EXPECT_TRUE(record.bytes() == before) << "a freed record's buffers are written";
-        ASSERT_EQ(F::resets()[0].reset(&record.state), STS_OK);
+        ASSERT_EQ(resetsOf<F>()[0].reset(&record.state), STS_OK);
         if constexpr (requires { record.state.inHead; }) {
             record.state.inHead = fresh.state.inHead; // a reset leaves it
         }

@@ -18,13 +18,14 @@ bool check(const Expected& expected) {
     const Trace trace = longRun<F>();
     char digest[17];
     std::snprintf(digest, sizeof digest, "%016" PRIx64, trace.digest());
-    std::printf("%s %s", F::name, digest);
+    std::printf("%s %s", F::Api::name, digest);
     bool good = true;
     if (!trace.isFinite()) { // bits of a NaN are no promise, so a run must not rest on them
         std::printf("  not finite");
         good = false;
     }
-    if (!expected.empty() && (!expected.contains(F::name) || expected.at(F::name) != digest)) {
+    if (!expected.empty() &&
+        (!expected.contains(F::Api::name) || expected.at(F::Api::name) != digest)) {
         std::printf("  differs from the expected");
         good = false;
     }

@@ -1,6 +1,7 @@
-// Linked with --wrap, so that the calls of every object in the program come by here.
+// Linked with --wrap=calloc,--wrap=free, so every object of the program calls these functions.
 #include "heap.h"
 
+#include <array>
 #include <atomic>
 #include <cstddef>
 
@@ -9,6 +10,13 @@ std::atomic<int> liveBlocks = 0;
 std::atomic<int> callsSeen = 0;
 std::atomic<int> countdown = 0;
 thread_local void* last = nullptr;
+
+// While an allocation is to fail: what was requested, and a stand-in for memory that no test machine
+// has. The library does not write to a buffer before it has all of them.
+std::array<uint64_t, 4> sizes;
+std::atomic<size_t> sizeCount = 0;
+char standIn;
+constexpr uint64_t kHuge = uint64_t{1} << 28;
 } // namespace
 
 extern "C" {
@@ -17,10 +25,18 @@ void __real_free(void* block);
 
 void* __wrap_calloc(size_t count, size_t size) {
     ++callsSeen;
-    if (countdown > 0 && --countdown == 0) {
-        return nullptr;
+    void* block = nullptr;
+    if (countdown > 0) {
+        const uint64_t bytes = uint64_t{count} * size;
+        if (sizeCount < sizes.size()) {
+            sizes[sizeCount++] = bytes;
+        }
+        if (--countdown == 0) {
+            return nullptr;
+        }
+        block = bytes > kHuge ? &standIn : nullptr;
     }
-    void* const block = __real_calloc(count, size);
+    block = block != nullptr ? block : __real_calloc(count, size);
     liveBlocks += block != nullptr;
     return block;
 }
@@ -29,7 +45,9 @@ void __wrap_free(void* block) {
     ++callsSeen;
     liveBlocks -= block != nullptr;
     last = block;
-    __real_free(block);
+    if (block != &standIn) {
+        __real_free(block);
+    }
 }
 }
 
@@ -37,5 +55,9 @@ namespace heap {
 int live() { return liveBlocks; }
 int calls() { return callsSeen; }
 void* lastFreed() { return last; }
-void failAt(int nth) { countdown = nth; }
+void failAt(int nth) {
+    sizeCount = 0;
+    countdown = nth;
+}
+std::vector<uint64_t> requests() { return {sizes.begin(), sizes.begin() + sizeCount}; }
 } // namespace heap

@@ -1,11 +1,15 @@
-// The heap under the library, for tests that count or refuse its allocations.
+// The heap under the library, for tests that count, refuse and inspect its allocations.
 #pragma once
+
+#include <cstdint>
+#include <vector>
 
 namespace heap {
 
-int live();           // allocations of the library that were not freed
-int calls();          // calls of calloc and free so far
-void* lastFreed();    // by this thread
-void failAt(int nth); // the nth next allocation fails, once; 0 for none
+int live();                       // allocations of the library that were not freed
+int calls();                      // calls of calloc and free so far
+void* lastFreed();                // by this thread
+void failAt(int nth);             // the nth next allocation fails, once; 0 for none
+std::vector<uint64_t> requests(); // bytes of the allocations since failAt()
 
 } // namespace heap

@@ -1,7 +1,7 @@
 // The exported kernels and the inline ones below the families.
 #include "frame/kernels.h"
-#include "signal.h"
 #include "frame/subnormal.h"
+#include "signals.h"
 
 #include <gtest/gtest.h>
 
@@ -10,9 +10,21 @@
 #include <limits>
 #include <vector>
 
+#include <sys/mman.h>
+
 using namespace merlo;
 
 namespace {
+
+// Hosts are compiled with these numbers.
+TEST(Kernels, StatusValuesAndLimitsAreFixed) {
+    EXPECT_EQ(STS_OK, 0);
+    EXPECT_EQ(STS_NULL_PTR, -1);
+    EXPECT_EQ(STS_BAD_SIZE, -2);
+    EXPECT_EQ(STS_NO_MEMORY, -3);
+    EXPECT_EQ(MAX_TAPS, 32);
+    EXPECT_EQ(MAX_PEF_STAGES, 10);
+}
 
 TEST(Kernels, NextPow2CountsTheExponent) {
     EXPECT_EQ(nextPow2(INT64_MIN), STS_BAD_SIZE);
@@ -44,6 +56,32 @@ TEST(Kernels, FillWholeBitPatternsAndNothingBeyond) {
     }
 }
 
+// More bytes than 32 bits count. A small file is mapped many times, so the array needs little memory.
+TEST(Kernels, ResetsMoreThanFourGigabytes) {
+    constexpr size_t piece = size_t{1} << 24, pieces = 257, elements = pieces * piece / 8;
+    const int file = memfd_create("piece", 0);
+    ASSERT_EQ(ftruncate(file, piece), 0);
+    void* const area = mmap(nullptr, pieces * piece, PROT_NONE,
+                            MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (sizeof(size_t) < 8 || area == MAP_FAILED) {
+        GTEST_SKIP() << "no address space";
+    }
+    for (size_t i = 0; i < pieces; ++i) { // the last piece lies in a file of its own
+        const int flags = MAP_FIXED | (i + 1 < pieces ? MAP_SHARED : MAP_PRIVATE | MAP_ANONYMOUS);
+        ASSERT_NE(mmap(static_cast<char*>(area) + i * piece, piece, PROT_READ | PROT_WRITE, flags,
+                       i + 1 < pieces ? file : -1, 0),
+                  MAP_FAILED);
+    }
+    auto* const values = static_cast<double*>(area);
+    values[0] = values[elements - 2] = values[elements - 1] = 1.0;
+    EXPECT_EQ(reset64f(values, static_cast<int32_t>(elements - 1)), STS_OK);
+    EXPECT_EQ(values[0], 0.0);
+    EXPECT_EQ(values[elements - 2], 0.0);
+    EXPECT_EQ(values[elements - 1], 1.0);
+    munmap(area, pieces * piece);
+    close(file);
+}
+
 TEST(Kernels, WorkElementByElement) {
     double a[] = {1, 2, 3, 50};
     double b[] = {10, 20, 30, 60};
@@ -62,6 +100,8 @@ TEST(Kernels, WorkElementByElement) {
     EXPECT_EQ(std::vector(b, b + 4), (std::vector<double>{7, 2, 4, 60}));
     EXPECT_EQ(insertSampleLinBuf64f(8, b, 1), STS_OK);
     EXPECT_EQ(std::vector(b, b + 4), (std::vector<double>{8, 2, 4, 60}));
+    EXPECT_EQ(addIp64f(b, b, 3), STS_OK);
+    EXPECT_EQ(std::vector(b, b + 4), (std::vector<double>{16, 4, 8, 60}));
 }
 
 TEST(Kernels, RefuseNullArraysWithNothingTouched) {
@@ -119,19 +159,19 @@ TEST(Kernels, RingDotProductsFollowTheirDefinition) {
 }
 
 // The integer product for running powers below the normal range, against the processor's own.
-TEST(Kernels, FaintPowersDecayWithTheSameBits) {
+TEST(Kernels, SubnormalPowersDecayWithTheSameBits) {
     Signal signal(9);
     for (double factor :
          {0.5, 0.75, 0.99, double{0.99f}, double{0.98f}, std::nextafter(1.0, 0.0)}) {
         for (int i = 0; i < 2000; ++i) {
             const uint64_t significand = signal.choose(uint64_t{1} << 52) >> signal.choose(53);
             const double value = std::bit_cast<double>(significand);
-            ASSERT_TRUE(isFaint(value));
-            ASSERT_EQ(bits(scaleFaint(factor, value)), bits(factor * value)) << factor << value;
+            ASSERT_TRUE(isSubnormalOrZero(value));
+            ASSERT_EQ(bits(scaleSubnormal(factor, value)), bits(factor * value)) << factor << value;
         }
     }
-    EXPECT_FALSE(isFaint(std::numeric_limits<double>::min()));
-    EXPECT_FALSE(isFaint(-0.0));
+    EXPECT_FALSE(isSubnormalOrZero(std::numeric_limits<double>::min()));
+    EXPECT_FALSE(isSubnormalOrZero(-0.0));
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 // A long run of a family through everything that a host may call on the signal path, with resizes in
-// between. The samples are white noise in stretches: ordinary, silent, subnormal, and now and then so
-// large that what the filter learned from them has to be cleared.
+// between. The samples are white noise in stretches: ordinary, silent, subnormal, and so large that what
+// the filter learned from them has to be cleared.
 #pragma once
 
 #include "families.h"
@@ -8,16 +8,16 @@
 #include <cstdlib>
 
 template <class F>
-void visit(typename F::State* state, Signal& signal, Trace& trace, int calls) {
+void filterAndAdapt(typename F::State* state, Signal& signal, Trace& trace, int calls) {
     const auto operations = F::operations();
     for (int i = 0; i < calls; ++i) {
-        operations[signal.choose(operations.size())].call(state, signal, trace, 0);
+        operations[signal.choose(operations.size())].library(state, signal, trace, 0);
     }
 }
 
 template <class F>
 void readAndWrite(typename F::State* state, Signal& signal, Trace& trace) {
-    for (const auto& accessor : F::accessors()) {
+    for (const auto& accessor : accessorsOf<F>()) {
         const int32_t length = accessor.length(*state);
         std::vector<double> values(static_cast<size_t>(length));
         const auto start = static_cast<int32_t>(signal.choose(static_cast<uint64_t>(length)));
@@ -34,7 +34,7 @@ void readAndWrite(typename F::State* state, Signal& signal, Trace& trace) {
 template <class F>
 void stretch(int i, typename F::State* state, Signal& signal, Trace& trace) {
     const auto clear = [&] {
-        for (const auto& reset : F::resets()) {
+        for (const auto& reset : resetsOf<F>()) {
             reset.reset(state);
         }
     };
@@ -42,10 +42,10 @@ void stretch(int i, typename F::State* state, Signal& signal, Trace& trace) {
     signal.setScale(i % 10 == 6 ? -1060 : i % 10 == 9 ? 16 : 0);
     if (i % 10 == 9) {
         clear();
-        visit<F>(state, signal, trace, 3);
+        filterAndAdapt<F>(state, signal, trace, 3);
         clear();
     } else {
-        visit<F>(state, signal, trace, 40);
+        filterAndAdapt<F>(state, signal, trace, 40);
     }
     if (i % 7 == 5) {
         readAndWrite<F>(state, signal, trace);
@@ -59,19 +59,19 @@ Trace longRun(decltype(stretch<F>) runStretch = stretch<F>) {
     Trace trace;
     typename F::State state;
     Lent lent;
-    if (F::init(&state, F::shape(8), lent) != STS_OK) {
+    if (init<F>(&state, shapeOf<F>(8), lent) != STS_OK) {
         std::abort();
     }
     for (int i = 0; i < stretches; ++i) {
         runStretch(i, &state, signal, trace);
         if (i % 13 == 11) {
-            const auto order = static_cast<int32_t>(signal.choose(F::limit + 2)) + 1;
-            trace.add(F::resize(&state, F::shape(order)));
+            const auto order = static_cast<int32_t>(signal.choose(F::Api::maxOrder + 2)) + 1;
+            trace.add(resize(&state, shapeOf<F>(order)));
         }
-        for (const auto& array : F::arrays(F::shape(state.order))) {
-            trace.add(state.*array.field, array.length);
-        }
+        forEachArray<F>(state, shapeOf<F>(state), [&](const double* array, size_t length) {
+            trace.add(array, static_cast<int32_t>(length));
+        });
     }
-    F::free(&state);
+    F::Api::free(&state);
     return trace;
 }

@@ -1,5 +1,5 @@
-// A host that does what it may, in an order that bytes decide, beside a model that does it the slow way.
-// After each call the record holds what the model holds, to the bit, or the host throws.
+// A random host: bytes select a sequence of legal calls. Each is applied to a record of the library and
+// to its model; afterwards both must agree bit for bit, or the host throws.
 #pragma once
 
 #include "heap.h"
@@ -18,9 +18,14 @@ class Choices {
         --left_;
         return *next_++ % limit;
     }
+    bool oneIn(uint32_t n) { return below(n) == n - 1; }
     template <class T, size_t n>
     T of(const T (&values)[n]) {
         return values[below(n)];
+    }
+    template <class T>
+    const T& of(const std::vector<T>& values) {
+        return values[below(static_cast<uint32_t>(values.size()))];
     }
 
   private:
@@ -31,78 +36,60 @@ class Choices {
 template <class F>
 class RandomHost {
     using State = typename F::State;
-    using Model = typename F::Model;
+    using Api = typename F::Api;
 
   public:
     explicit RandomHost(Choices choices) : choices_(choices), signal_(choices_.below(256)) {}
 
     void run() {
         while (choices_.left()) {
-            live();
+            useOneRecord();
         }
     }
 
   private:
+    // Every order up to the limit and above, and block lengths around those that the library works in.
     Shape anyShape() {
-        Shape p = F::shape(choices_.of({1, 2, 3, 4, 5, 8, 9, 10, 11, 17, 31, 32, 33, 40, 7, 6}));
-        p.order = std::max(p.order, F::smallest);
-        p.blockLen = choices_.of({1, 2, 3, 4, 5, 8, 9, 16, 33, 47});
-        if constexpr (requires(State s) { s.fftLen; }) {
-            p.blockLen += p.order + p.blockLen == 2; // no transform of length 1
-        } else {
-            p.blockLen = p.blockLen == 47 ? 300 : p.blockLen; // more than is worked on at a time
+        Shape p = shapeOf<F>(static_cast<int32_t>(choices_.below(Api::maxOrder + 2)) + 1);
+        p.order = p.order == Api::maxOrder + 2 ? INT32_MAX : std::max(p.order, F::smallest);
+        p.blockLen = choices_.oneIn(8) ? choices_.of({255, 256, 257, 511, 512, 513, 600, 100})
+                                       : static_cast<int32_t>(choices_.below(64)) + 1;
+        p.parts = choices_.oneIn(4) ? choices_.of({7, 8, 9, 12})
+                                    : static_cast<int32_t>(choices_.below(5)) + 1;
+        if constexpr (requires(State s) {
+                          s.fftLen;
+                          s.blockLen;
+                      }) {
+            p.blockLen += p.order + p.blockLen == 2; // there is no transform of length 1
+            p.parts = p.blockLen > 64 ? std::min(p.parts, 3) : p.parts;
         }
-        p.parts = choices_.of({1, 2, 3, 5});
-        p.secLen = choices_.of({1, 2, 3, 7});
-        p.estLen = choices_.of({1, 2, 3, 5, 9, 40});
+        p.secLen = choices_.of({1, 2, 3, 7, 10, 33, Lent::longest});
+        p.estLen = choices_.of({1, 2, 3, 5, 9, 11, 31, 32, 33, 40, Lent::longest});
         p.constrained = choices_.of({0, 1, -5});
         return p;
     }
-    Shape clamped(Shape p) {
-        p.order = std::min(p.order, F::limit);
-        return p;
-    }
 
-    // One record from its set-up to its end.
-    void live() {
+    void useOneRecord() {
         Shape shape = anyShape();
-        shape.rate = choices_.of({F::rate, F::rate, F::rate, F::rate / 7, 0.0, 1.0, -0.5});
+        shape.rate = choices_.of({F::rate, F::rate, F::rate, F::rate / 7, 0.95, 0.0, 1.0, -0.5});
         Lent lent;
-        for (double* array : {lent.coef, lent.secCoef, lent.estCoef}) {
-            signal_.fill(array, 32);
-        }
-        kind_ = choices_.below(4) == 0 ? Record<F>::kStatic : Record<F>::kHeap;
-        record_ = std::make_unique<Record<F>>(shape, kind_, lent);
-        lent_ = lent;
-        model_ = std::make_unique<Model>(clamped(shape), lent_);
+        signal_.fill(lent.coef, 32);
+        signal_.fill(lent.secCoef, Lent::longest);
+        signal_.fill(lent.estCoef, Lent::longest);
+        memory_ = choices_.oneIn(4) ? Memory::kStatic : Memory::kHeap;
+        record_ = std::make_unique<Record<F>>(shape, memory_, lent);
+        model_ = std::make_unique<Model<F>>(clamped<F>(shape), lent);
         forgetErr();
-        compare(record_->state);
-        while (choices_.left() && choices_.below(128) != 0) {
+        model_->compare(record_->state);
+        while (choices_.left() && !choices_.oneIn(128)) {
             step();
-            require(record_->state.order >= F::smallest && record_->state.order <= F::limit,
-                    "order");
-            compare(record_->state);
+            model_->compare(record_->state);
         }
         record_.reset();
     }
-    void compare(const State& s) {
-        model_->compare(s);
-        if constexpr (requires { s.err; }) {
-            same(s.err, model_->err, "err");
-        }
-        if constexpr (requires { s.mu; }) {
-            same(s.mu, model_->mu, "mu");
-        }
-        if constexpr (requires { s.lambda; }) {
-            same(s.lambda, model_->lambda, "lambda");
-        }
-        if constexpr (requires { F::flag; }) {
-            require(s.*F::flag == model_->adapting, "flag");
-        }
-    }
     void forgetErr() { // it holds no defined value
         if constexpr (requires(State s) { s.err; }) {
-            model_->err = record_->state.err;
+            model_->state.err = record_->state.err;
         }
     }
 
@@ -121,84 +108,91 @@ class RandomHost {
             return operate();
         }
     }
-    template <class T>
-    T oneOf(const std::vector<T>& all) {
-        return all[choices_.below(static_cast<uint32_t>(all.size()))];
-    }
+
     void operate() {
-        const auto operation = oneOf(F::operations());
+        const Operation<State> operation = choices_.of(F::operations());
         const unsigned variant = choices_.below(256);
         Signal again = signal_;
         Trace actual, expected;
-        for (int i = choices_.below(4) == 0 ? 20 : 1; i > 0; --i) {
+        for (int i = choices_.oneIn(4) ? 20 : 1; i > 0; --i) {
             const int calls = heap::calls();
-            operation.call(&record_->state, signal_, actual, variant);
-            require(heap::calls() == calls, "an operation that allocates");
-            operation.model(*model_, again, expected, variant);
+            operation.library(&record_->state, signal_, actual, variant);
+            require(heap::calls() == calls, "an operation calls the heap");
+            operation.plain(&model_->state, again, expected, variant);
         }
-        require(actual == expected, std::string(F::name) + ": an operation's results");
+        require(actual == expected, "an operation's results differ");
     }
-    // The signal's kind, or what a host may write into a record and lend it.
+
+    // Changes the kind of signal, or what a host may write to a record and to what it lends.
     void tune() {
         State& s = record_->state;
+        State& m = model_->state;
         switch (choices_.below(10)) {
         case 0:
-            return signal_.setSilent(choices_.below(2) == 1);
+            return signal_.setSilent(choices_.oneIn(2));
         case 1:
-            return signal_.setWild(choices_.below(4) == 1);
+            return signal_.setWild(choices_.oneIn(4));
         case 2:
             return signal_.setScale(choices_.of({0, 0, 0, 12, -24, -1060}));
         case 3:
             if constexpr (requires { s.mu; }) {
-                s.mu = model_->mu = choices_.of({F::rate, 0.0, -0.01});
+                s.mu = m.mu = choices_.of({F::rate, 0.0, -0.01});
+            } else if constexpr (requires { s.lambda; }) {
+                s.lambda = m.lambda = choices_.of({F::rate, 0.95, 0.9});
             }
             return;
         case 4:
             if constexpr (requires { F::flag; }) {
-                s.*F::flag = model_->adapting = choices_.of({1, 0, -3});
+                s.*F::flag = m.*F::flag = choices_.of({1, 0, -3});
             }
             return;
         case 5: // as after silence
             return setPower(choices_.of({1e-310, 5e-324, 0.0, 1e-15, 1e-12, 1e-6}));
-        default: // the paths are the host's, and each call reads them anew
-            record_->lent.secCoef[0] = lent_.secCoef[0] = signal_.next();
-            record_->lent.estCoef[0] = lent_.estCoef[0] = signal_.next();
+        default: // a call reads the paths anew
+            record_->lent.secCoef[0] = model_->lent.secCoef[0] = signal_.next();
+            record_->lent.estCoef[0] = model_->lent.estCoef[0] = signal_.next();
         }
     }
     void setPower(double value) {
         State& s = record_->state;
+        State& m = model_->state;
         if constexpr (requires { s.powerAvg; }) {
-            std::fill(model_->powerAvg.begin(), model_->powerAvg.end(), value);
-            std::fill_n(s.powerAvg, model_->powerAvg.size(), value);
+            std::fill_n(s.powerAvg, s.bins, value);
+            std::fill_n(m.powerAvg, s.bins, value);
         } else if constexpr (requires { s.power = value; }) {
-            s.power = model_->power = value;
+            s.power = m.power = value;
         } else if constexpr (requires { s.power; }) {
-            std::fill(model_->power.begin(), model_->power.end(), value);
-            std::fill_n(s.power, model_->power.size(), value);
+            std::fill_n(s.power, s.order, value);
+            std::fill_n(m.power, s.order, value);
         }
     }
+
     void access() {
-        const auto accessor = oneOf(F::accessors());
+        const Accessor<State> accessor = choices_.of(accessorsOf<F>());
         const int32_t length = accessor.length(record_->state);
-        const int32_t start = static_cast<int32_t>(choices_.below(length + 3)) - 1;
+        const int32_t start = choices_.oneIn(32)
+                                  ? choices_.of({INT32_MAX, INT32_MIN})
+                                  : static_cast<int32_t>(choices_.below(
+                                        static_cast<uint32_t>(std::min(length, 250) + 3))) -
+                                        1;
         const int32_t count = choices_.of({1, 2, 3, 5, 200, INT32_MAX, 0, INT32_MIN});
         const int32_t reversed = choices_.of({0, 1, -3});
-        const bool null = choices_.below(32) == 0;
-        const bool write = accessor.set != nullptr && choices_.below(2) == 0;
+        const bool null = choices_.oneIn(32);
+        const bool write = accessor.set != nullptr && choices_.oneIn(2);
         const int32_t n = null ? STS_NULL_PTR
                           : count < 1 || start < 0 || start >= length
                               ? STS_BAD_SIZE
                               : std::min(length - start, count);
-        const auto kept = static_cast<size_t>(std::max(n, 0));
-        Values buffer(kept + 1, kGuard);
+        const int32_t copied = std::max(n, 0);
+        Values buffer(static_cast<size_t>(copied) + 1, kGuard);
         double* const to = null ? nullptr : buffer.data();
         if (write) {
-            signal_.fill(buffer.data(), static_cast<int32_t>(kept));
+            signal_.fill(buffer.data(), copied);
             require(accessor.set(&record_->state, to, start, count, reversed) == n, "count set");
         } else {
             require(accessor.get(&record_->state, to, start, count, reversed) == n, "count got");
         }
-        require(buffer.back() == kGuard, "an accessor that writes too far");
+        require(buffer.back() == kGuard, "an accessor writes beyond buf");
         if (n < 0) {
             return;
         }
@@ -207,52 +201,60 @@ class RandomHost {
             std::reverse(buffer.begin(), buffer.end());
         }
         if (write) {
-            accessor.write(*model_, start, buffer);
-        } else {
-            const Values all = accessor.read(*model_);
-            same(buffer.data(), Values(all.begin() + start, all.begin() + start + n), "read");
+            return accessor.write(model_->state, start, buffer);
         }
+        const Values all = accessor.read(model_->state);
+        require(std::equal(buffer.begin(), buffer.end(), all.begin() + start, sameBits),
+                "an accessor reads other values");
     }
+
     void reset() {
-        const auto chosen = oneOf(F::resets());
-        require(chosen.reset(&record_->state) == STS_OK, "Reset");
-        chosen.model(*model_);
+        const ResetOf<State> chosen = choices_.of(resetsOf<F>());
+        require(chosen.reset(&record_->state) == STS_OK, "a reset is refused");
+        model_->reset(chosen);
     }
+
     void resize() {
-        if (kind_ == Record<F>::kStatic) {
+        if (memory_ == Memory::kStatic) {
             return;
         }
         Shape wanted = anyShape();
-        Shape now = record_->shape(); // what no resize changes
-        wanted.secLen = now.secLen;
-        wanted.estLen = now.estLen;
-        const auto bytes = record_->bytes();
         const uint32_t trouble = choices_.below(4);
         if (trouble == 0) {
             wanted.*choices_.of({&Shape::order, &Shape::blockLen, &Shape::parts}) =
                 choices_.of({0, -1, INT32_MIN});
         }
-        const bool changes = !F::isAsLarge(record_->state, wanted);
+        const State& s = record_->state;
+        bool changes = s.order != wanted.order;
+        bool fits = wanted.order >= F::smallest;
+        if constexpr (requires { s.blockLen; }) {
+            changes = changes || s.blockLen != wanted.blockLen;
+            fits = fits && wanted.blockLen >= 1;
+        }
+        if constexpr (requires { s.partitions; }) {
+            changes = changes || s.partitions != wanted.parts;
+            fits = fits && wanted.parts >= 1;
+        }
+        const auto bytes = record_->bytes();
         int32_t expected = STS_OK;
-        if (!F::fits(wanted)) {
+        if (!fits) {
             expected = STS_BAD_SIZE;
         } else if (changes && trouble == 1) {
             heap::failAt(1 + static_cast<int>(choices_.below(F::buffers)));
             expected = STS_NO_MEMORY;
         }
-        require(F::resize(&record_->state, wanted) == expected, "Resize");
+        require(::resize(&record_->state, wanted) == expected, "the status of Resize");
         if (expected != STS_OK || !changes) {
-            require(record_->bytes() == bytes, "a resize that changes nothing");
+            require(record_->bytes() == bytes, "a Resize without effect changes the record");
             return;
         }
-        model_->resize(clamped(wanted));
+        model_->resize(clamped<F>(wanted));
         forgetErr();
     }
 
     Choices choices_;
     Signal signal_;
-    Lent lent_;
-    typename Record<F>::Kind kind_{};
+    Memory memory_{};
     std::unique_ptr<Record<F>> record_;
-    std::unique_ptr<Model> model_;
+    std::unique_ptr<Model<F>> model_;
 };

@@ -1,8 +1,9 @@
-// The transform: its definition in quadruple precision, its formulas to the bit, its tables.
+// The transform: against its definition in quadruple precision, against its formulas bit for bit; its
+// tables.
 #include "fft_tables.h"
-#include "plain_fft.h"
+#include "plain/real_fft.h"
+#include "signals.h"
 #include "transform/real_fft.h"
-#include "signal.h"
 
 #include <gtest/gtest.h>
 
@@ -178,9 +179,9 @@ Trace trace(const std::vector<double>& values) {
     return result;
 }
 
-// On tables of its own length, which ends where the transform may look, and on the longest ones, of
-// which it may write the part of the work area that is its own. A host's sines may differ in the
-// last place from the cosines that they should equal, and its two areas in length.
+// With tables of its own length, which end where the transform may read, and with the longest ones, of
+// which it may write its own part of the work area. A host's sines may differ in the last place from the
+// cosines that they should equal, and its two areas in length.
 TEST(RealFft, KeepsTheBitsOfItsFormulas) {
     const auto tables = [](int32_t longestLen) {
         Tables made(longestLen);
@@ -208,8 +209,10 @@ TEST(RealFft, KeepsTheBitsOfItsFormulas) {
                     }
                 }
                 for (const int32_t sign : {kForward, kInverse}) {
-                    const Trace expected =
-                        trace(plain::realFft(x, sign, fresh.table.data(), fresh.twiddles.data()));
+                    std::vector<double> plainly = x;
+                    plain::realFft64f(n, sign, plainly.data(), fresh.table.data(),
+                                      fresh.twiddles.data());
+                    const Trace expected = trace(plainly);
                     EXPECT_EQ(trace(longest.transform(x, sign)), expected) << n << ' ' << sign;
                     EXPECT_EQ(trace(own.transform(x, sign)), expected) << n << ' ' << sign;
                 }
@@ -220,6 +223,20 @@ TEST(RealFft, KeepsTheBitsOfItsFormulas) {
             std::equal(fresh.table.begin(), fresh.table.begin() + 2, longest.table.begin()));
         EXPECT_TRUE(std::all_of(workEnd, longest.table.end(), [](int32_t v) { return v == 7; }));
         EXPECT_EQ(longest.twiddles, fresh.twiddles);
+    }
+}
+
+// Longer than any of the tables above, and both kinds of bit reversal.
+TEST(RealFft, KeepsTheBitsOfLongTransforms) {
+    Signal signal(4);
+    for (const int32_t n : {1 << 14, 1 << 15, 1 << 20}) {
+        Tables tables(n);
+        const std::vector<double> x = white(signal, n);
+        for (const int32_t sign : {kForward, kInverse}) {
+            std::vector<double> plainly = x;
+            plain::realFft64f(n, sign, plainly.data(), tables.table.data(), tables.twiddles.data());
+            EXPECT_EQ(trace(tables.transform(x, sign)), trace(plainly)) << n << ' ' << sign;
+        }
     }
 }
 
@@ -253,11 +270,13 @@ TEST(FftTables, RefuseWhatTheTransformCannotUse) {
     }
     EXPECT_EQ(fillFftTables(16, nullptr, twiddles), STS_NULL_PTR);
     EXPECT_EQ(fillFftTables(16, table, nullptr), STS_NULL_PTR);
+    EXPECT_EQ(fillFftTables(12, nullptr, nullptr), STS_BAD_SIZE);
     EXPECT_EQ(table[0], 7);
     EXPECT_EQ(twiddles[0], 7.0);
-    for (const auto& [nMax, workLen] :
-         {std::pair(8, 1), {16, 2}, {32, 2}, {64, 4}, {128, 4}, {1024, 16}, {1 << 30, 1 << 14}}) {
-        EXPECT_EQ(fftTableLen(nMax), 2 + workLen) << nMax;
+    for (int32_t exponent = 3; exponent <= 30; ++exponent) { // 2^ceil((exponent - 3) / 2)
+        const int32_t nMax = 1 << exponent;
+        EXPECT_EQ(fftTableLen(nMax), 2 + (1 << (exponent - 2) / 2)) << nMax;
+        EXPECT_EQ(fftTwiddlesLen(nMax), nMax / 2) << nMax;
     }
 }
 

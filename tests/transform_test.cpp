@@ -1,8 +1,8 @@
 // The filters that adapt in the frequency domain, against the same filters in the time domain.
 #include "heap.h"
+#include "record.h"
 #include "transform/packed_spectrum.h"
 #include "transform/real_fft.h"
-#include "record.h"
 
 #include <numbers>
 
@@ -111,14 +111,14 @@ TEST(Tdlms, FollowsItsFormulas) {
         const int32_t n = s.fftLen;
         EXPECT_EQ(n, order == 3 ? 2 : order <= 5 ? 4 : order <= 9 ? 8 : order <= 17 ? 16 : 32);
         Signal signal(5);
-        Line line(n);
+        History line(n);
         for (int i = 0; i < 60; ++i) {
             const double d = signal.next();
             line.push(signal.next());
             const Values before = inTime(s, s.coef);
-            const double y = n * dot(before, line.at);
-            ASSERT_NEAR(tdlms64fFilterUpdate(&record.state, line.at[0], d), y, 1e-12);
-            const Values step = divided(line.at, s.powerAvg);
+            const double y = n * dot(before, line);
+            ASSERT_NEAR(tdlms64fFilterUpdate(&record.state, line[0], d), y, 1e-12);
+            const Values step = divided(line, s.powerAvg);
             const Values after = inTime(s, s.coef);
             for (int32_t k = 0; k < n; ++k) {
                 ASSERT_NEAR(after[k] - before[k], s.mu * (d - y) * step[k], 1e-12);
