@@ -1,24 +1,25 @@
-// What the filters are for: systems found in noise, inputs predicted, and what silence and worse leave.
+// What the filters are for: they find systems from white noise and predict their input. What they do
+// after silence, NaN and extreme samples.
 #include "record.h"
 
 namespace {
 
 struct Job {
-    double rate, distance; // of the output from the system's, in the end
+    double rate, distance; // between the outputs of filter and system after `samples`
     int samples = 20000;
     double second = 0.5;
     int blockLen = 1;
 };
 
-// White noise through a known system: what the filter makes of samples that it has not seen. Filters
-// behind a secondary path find the system before the path, negated.
+// Learns a known system from white noise, then filters new samples without adapting. Filters with a
+// secondary path find the negated system in front of the path.
 template <class F>
 void findsTheSystem(Job job) {
     SCOPED_TRACE(F::Api::name);
     const Values system = {0.5, -0.4, 0.3, 0.0, -0.1, 0.05};
     constexpr bool path = requires(typename F::State s) { s.secLen; };
     Shape shape =
-        shapeOf<F>(std::is_same_v<F, Tdlms> ? 8 : 6); // all of tdlms64f's taps are in sight
+        shapeOf<F>(std::is_same_v<F, Tdlms> ? 8 : 6); // the accessors show all taps of tdlms64f
     shape.rate = job.rate;
     shape.second = job.second;
     shape.blockLen = shape.parts = 1;
@@ -65,7 +66,7 @@ void isStableUpToTwoOverOrder() {
             shape.rate = step / 8;
             shape.blockLen = 1;
             Record<F> record(shape);
-            record.state.power = level * level / 3; // the noise has been running
+            record.state.power = level * level / 3; // as if the noise had been running
             Signal signal(5);
             History x(8);
             for (int i = 0; i < 4000; ++i) {
@@ -86,7 +87,7 @@ TEST(Convergence, NormalisedStepIsStableUpToTwoOverOrder) {
     isStableUpToTwoOverOrder<Bnlms>();
 }
 
-// White noise through the lattice in reverse: an input with these reflection coefficients.
+// White noise through the inverse lattice: a signal with these reflection coefficients.
 class Coloured {
   public:
     static constexpr double k[] = {0.7, -0.5, 0.3, -0.2, 0.0};
@@ -101,19 +102,19 @@ class Coloured {
         b_[0] = f;
         return f;
     }
-    double innovation = 0.0; // of the latest sample: what no predictor can tell
+    double innovation = 0.0; // the unpredictable part of the latest sample
 
   private:
     Signal noise_{23};
     double b_[5] = {};
 };
 
-// A predictor leaves the innovation, finds the reflection coefficients and, frozen, is the transversal
-// filter that coef says.
+// The prediction error converges to the innovation and the reflection coefficients to those of the
+// signal. Without adapting, the predictor equals the transversal filter coef.
 template <class F, bool backward>
 void predicts(double rate, double* F::State::*parcor) {
     SCOPED_TRACE(F::Api::name);
-    Shape shape = shapeOf<F>(6); // two stages more than the input has
+    Shape shape = shapeOf<F>(6); // two stages more than the signal has
     shape.rate = rate;
     Record<F> record(shape);
     Coloured input;
@@ -138,7 +139,7 @@ void predicts(double rate, double* F::State::*parcor) {
             sum += record.state.coef[j] * x[backward ? 5 - j : 1 + j];
         }
         const double y = record.only(x[0]);
-        if (rate < 0.5 && i >= 6) { // before, errors still come from moving coefficients
+        if (rate < 0.5 && i >= 6) { // older errors were computed with other coefficients
             EXPECT_NEAR(y, sum, 1e-12);
         }
     }
@@ -154,9 +155,9 @@ TEST(Convergence, PredictorsLeaveTheInnovation) {
 template <class F>
 class GradientLattices : public testing::Test {};
 using GradientLatticesTypes = testing::Types<Lbpef, Lfpef, Lmslattice>;
-TYPED_TEST_SUITE(GradientLattices, GradientLatticesTypes);
+TYPED_TEST_SUITE(GradientLattices, GradientLatticesTypes, NameOf);
 
-// The powers sink below the normal range and mu / power overflows, while there is no gradient.
+// The powers become subnormal and mu / power overflows while the gradient is 0.
 TYPED_TEST(GradientLattices, OutliveSilence) {
     for (int32_t order : {1, 4, 10}) {
         Record<TypeParam> record(order);
@@ -182,9 +183,10 @@ TYPED_TEST(GradientLattices, OutliveSilence) {
 template <class F>
 class LeastSquaresLattices : public testing::Test {};
 using LeastSquaresLatticesTypes = testing::Types<Rlslattice, Rlslbpef, Rlslfpef>;
-TYPED_TEST_SUITE(LeastSquaresLattices, LeastSquaresLatticesTypes);
+TYPED_TEST_SUITE(LeastSquaresLattices, LeastSquaresLatticesTypes, NameOf);
 
-// A NaN, an infinity, a sample that swallows every energy, a silence that wears them down.
+// After a NaN, an infinity, a sample so large that the energies are lost in rounding, a silence in which
+// they decay.
 TYPED_TEST(LeastSquaresLattices, StartAfreshAfterWhatRuinsThem) {
     using F = TypeParam;
     for (double ruin : {double{NAN}, -HUGE_VAL, 1e9, 0.0}) {

@@ -725,6 +725,14 @@ struct Rlslfpef : LeastSquaresLattice<rlslfpef64fState> {
     }
 };
 
+// The names of the families in typed suites.
+struct NameOf {
+    template <class F>
+    static std::string GetName(int) {
+        return F::Api::name;
+    }
+};
+
 using Families =
     testing::Types<Fir, Lms, Nlms, Adjlms, Fxlms, Blms, Bnlms, Lbpef, Lfpef, Lmslattice, Bfdaf,
                    Pbfdaf, Tdlms, Rls, Rlslattice, Rlslbpef, Rlslfpef>;

@@ -1,4 +1,4 @@
-// Linked with --wrap=calloc,--wrap=free, so every object of the program calls these functions.
+// Linked with --wrap for calloc, free and memset, so every object of the program calls these functions.
 #include "heap.h"
 
 #include <array>
@@ -17,11 +17,15 @@ std::array<uint64_t, 4> sizes;
 std::atomic<size_t> sizeCount = 0;
 char standIn;
 constexpr uint64_t kHuge = uint64_t{1} << 28;
+
+std::atomic<bool> catching = false;
+uint64_t caught = 0;
 } // namespace
 
 extern "C" {
 void* __real_calloc(size_t count, size_t size);
 void __real_free(void* block);
+void* __real_memset(void* to, int value, size_t count);
 
 void* __wrap_calloc(size_t count, size_t size) {
     ++callsSeen;
@@ -49,6 +53,14 @@ void __wrap_free(void* block) {
         __real_free(block);
     }
 }
+
+void* __wrap_memset(void* to, int value, size_t count) {
+    if (catching && catching.exchange(false)) {
+        caught = count;
+        return to;
+    }
+    return __real_memset(to, value, count);
+}
 }
 
 namespace heap {
@@ -59,5 +71,7 @@ void failAt(int nth) {
     sizeCount = 0;
     countdown = nth;
 }
+void catchMemset() { catching = true; }
+uint64_t caughtBytes() { return caught; }
 std::vector<uint64_t> requests() { return {sizes.begin(), sizes.begin() + sizeCount}; }
 } // namespace heap

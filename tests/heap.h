@@ -11,5 +11,7 @@ int calls();                      // calls of calloc and free so far
 void* lastFreed();                // by this thread
 void failAt(int nth);             // the nth next allocation fails, once; 0 for none
 std::vector<uint64_t> requests(); // bytes of the allocations since failAt()
+void catchMemset();               // the next memset writes nothing
+uint64_t caughtBytes();           // its size
 
 } // namespace heap

@@ -109,7 +109,7 @@ TEST(Blocks, NeedTheirArrays) {
 template <class F>
 class SecondaryPath : public testing::Test {};
 using SecondaryPathTypes = testing::Types<Adjlms, Fxlms>;
-TYPED_TEST_SUITE(SecondaryPath, SecondaryPathTypes);
+TYPED_TEST_SUITE(SecondaryPath, SecondaryPathTypes, NameOf);
 
 TYPED_TEST(SecondaryPath, FirstStepByHand) {
     using F = TypeParam;
