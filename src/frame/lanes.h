@@ -25,16 +25,19 @@ template <class V>
 constexpr int32_t kLanesOf = sizeof(V) / sizeof(double);
 constexpr int32_t kLanes = kLanesOf<Lanes>;
 
-template <int32_t lanes>
-struct VectorOf {
-    using Type = double __attribute__((vector_size(lanes * sizeof(double))));
-};
-template <>
-struct VectorOf<1> {
+// The vector with half as many lanes. (gcc ignores a vector size that depends on a template argument.)
+template <class V>
+struct HalfOf {
     using Type = double;
 };
+#ifdef __AVX__
+template <>
+struct HalfOf<Lanes> {
+    using Type = Pair;
+};
+#endif
 template <class V>
-using Half = typename VectorOf<kLanesOf<V> / 2>::Type;
+using Half = typename HalfOf<V>::Type;
 
 template <class V>
 inline V load(const double* from) {
