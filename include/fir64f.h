@@ -5,8 +5,15 @@
  *
  *     y = sum of coef[k] * x(n-k), k = 0 .. order-1
  *
- * The host owns the coefficients, the record owns the history. There is no `Reset`:
- * nothing is learned. For what all families share see merlo64f.h.
+ * The host owns the coefficients, the record owns the history. Nothing is learned, so there is no
+ * `Reset`. For what all families share see merlo64f.h (@ref contract).
+ *
+ * @par Longer responses
+ * An order above MAX_TAPS (32) is reduced silently: of a response of 101 taps the first 32 would be
+ * used. Longer responses need pbfdaf64f.h (pbfdaf64fSetCoef() and pbfdaf64fFilterOnly()).
+ *
+ * @par After a NaN
+ * A NaN stays in the line for `order` samples. Remedy: fir64fResetDelayLine().
  *
  * @par Source
  * Any text on digital filters; Oppenheim and Schafer 1989, Discrete-Time Signal Processing.
@@ -22,41 +29,42 @@ extern "C" {
 
 /** A fixed filter of `order` taps over a ring line of `order` samples. */
 typedef struct fir64fState {
-    double* coef; /**< the host's coefficients, at least `order`; coef[0] meets the newest sample */
+    double* coef;      /**< the host's `order` coefficients; coef[0] weights the newest sample */
     int32_t order;     /**< number of taps, 1 to MAX_TAPS; 0 after a failure and after Free */
     double* delayLine; /**< ring line, `order` samples */
     int32_t head;      /**< position that the next sample overwrites; order - 1 at first */
 } fir64fState;
 
 /** Sets up a record with a line of zeros from the heap.
- * @param order  number of taps, reduced to MAX_TAPS
- * @param coef  at least `order` coefficients, borrowed: a change takes effect at the next sample
+ * @param order  number of taps; above MAX_TAPS (32) it is reduced silently, see above
+ * @param coef  at least `order` coefficients, borrowed; a change takes effect at the next sample
  * @return STS_OK; STS_BAD_SIZE for order < 1; STS_NULL_PTR for a null coef; STS_NO_MEMORY. */
 MERLO64F_API int32_t fir64fInit(fir64fState* state, int32_t order, double* coef);
 
 #define FIR64F_DELAY_LEN(order) MERLO64F_TAPS(order) /**< elements of delayBuf */
 
-/** As fir64fInit() on the host's own line of FIR64F_DELAY_LEN samples, which is zero-filled; coef
- * is not touched.
+/** As fir64fInit() with the host's buffer, FIR64F_DELAY_LEN elements, which is zero-filled; coef is
+ * not changed.
  * @return STS_OK; STS_BAD_SIZE for order < 1; STS_NULL_PTR for a null coef or delayBuf. */
 MERLO64F_API int32_t fir64fInitStatic(fir64fState* state, int32_t order, double* coef,
                                       double* delayBuf);
 
-/** Releases the line and stores 0 in `order`. The coefficients stay the host's. */
+/** Releases the line and stores 0 in `order`. The coefficients belong to the host. */
 MERLO64F_API void fir64fFree(fir64fState* state);
 
 /** One step: x enters the line, y = sum of coef[k] * x(n-k) for 0 <= k < order, k upward.
  * @return y, in the unit of x times that of coef. */
 MERLO64F_API double fir64fFilter(fir64fState* state, double x);
 
-/** The same sum over delayLine as a linear line that the host moves (see merlo64f.h, delay lines).
- * Changes nothing. @return y. */
+/** The same sum over delayLine as a linear line: the host has stored the input sample by
+ * insertSampleLinBuf64f(x, state->delayLine, state->order), which takes the order of the record,
+ * not a larger one that was requested. Changes nothing. @return y. */
 MERLO64F_API double fir64fLCFilter(const fir64fState* state);
 
-/** n steps at once, any n: out[i] is what fir64fFilter(state, in[i]) would return, to the bit, and
- * the line is left as those calls would leave it. An n below 1 does nothing.
+/** n steps: out[i] is to the bit what fir64fFilter(state, in[i]) would return, and the line is left
+ * as those calls would leave it. n has no upper limit; below 1 nothing is done.
  * @param in,out  n samples each, oldest first; out may be in
- * @return STS_OK, or STS_NULL_PTR for a null in or out, whatever n is. */
+ * @return STS_OK, or STS_NULL_PTR for a null in or out, for any n. */
 MERLO64F_API int32_t fir64fBlockFilter(fir64fState* state, const double* in, double* out,
                                        int32_t n);
 
@@ -64,10 +72,10 @@ MERLO64F_API int32_t fir64fBlockFilter(fir64fState* state, const double* in, dou
 MERLO64F_API int32_t fir64fResetDelayLine(fir64fState* state);
 
 /** Accessors on the host's coefficients (length `order`) and on the ring line (length `order`,
- * newest first): see merlo64f.h. They return the number of elements moved or a negative status. */
+ * newest first): see merlo64f.h. They return the number of elements copied or a negative status. */
 MERLO64F_API int32_t fir64fGetCoef(const fir64fState* state, double* buf, int32_t start,
                                    int32_t count, int32_t reversed);
-/** See fir64fGetCoef(). Writes straight into the host's vector. */
+/** See fir64fGetCoef(). Writes to the host's array. */
 MERLO64F_API int32_t fir64fSetCoef(fir64fState* state, const double* buf, int32_t start,
                                    int32_t count, int32_t reversed);
 /** See fir64fGetCoef(). */
@@ -77,10 +85,10 @@ MERLO64F_API int32_t fir64fGetDelayLine(const fir64fState* state, double* buf, i
 MERLO64F_API int32_t fir64fSetDelayLine(fir64fState* state, const double* buf, int32_t start,
                                         int32_t count, int32_t reversed);
 
-/** Changes the number of taps of a record from fir64fInit() and keeps the newest samples.
- * The coefficients stay where they are. A filter that grows needs a vector of the new length by
- * then (the library cannot test that), and its new taps are set to 0.0; one that shrinks leaves the
- * elements behind the new order alone.
+/** Changes the number of taps of a record from fir64fInit() and keeps the newest samples. The
+ * coefficients stay where they are. If the order grows, the host's array must already have the new
+ * length (the library cannot test that), and the new taps are set to 0.0. If it shrinks, the
+ * elements from the new order on are not changed.
  * @return STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY; STS_NULL_PTR for a null coef or
  *   delayLine. */
 MERLO64F_API int32_t fir64fResize(fir64fState* state, int32_t order);

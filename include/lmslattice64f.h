@@ -1,11 +1,12 @@
 /** @file
  * @ref lmslattice64f
  * @defgroup lmslattice64f lmslattice64f: gradient lattice with a joint process
- * The gradient lattice with a joint process, one sample per call: a lattice turns the input into
- * backward errors that hardly correlate, and their weighted sum follows a desired signal.
+ * The gradient lattice with a joint process, one sample per call: a lattice transforms the input
+ * into almost uncorrelated backward errors, and their weighted sum estimates a desired signal.
  *
- *     f = x(n), back[0] = x(n), power[0] = (b[0]^2 + f^2) * gain + power[0] * keep, and then, with b[i]
- *     the backward error back[i] of the sample before, for i = 1 .. order-1 and k = parcor[i-1]:
+ *     b[i] is back[i] of the previous sample
+ *     f = x(n), back[0] = x(n), power[0] = (b[0]^2 + f^2) * gain + power[0] * keep
+ *     for i = 1 .. order-1, with k = parcor[i-1]:
  *         fNew = f - b[i-1]*k                                            forward error
  *         back[i] = b[i-1] - f*k                                         backward error
  *         parcor[i-1] = (fNew*b[i-1] + f*back[i]) * (mu/power[i-1] + eps) + k
@@ -15,24 +16,29 @@
  *     coef[i] += back[i] * muCoef * e / (power[i] + eps),  i = 0 .. order-1
  *     keep = 0.98f, gain = 0.01f, eps = 1e-15f: single-precision values, held as doubles
  *
- * coef weighs backward errors: it is no direct form on x. The lattice has order - 1 stages, and
- * parcor[order-1] belongs to none.
+ * coef weights backward errors; it is not a direct form on x. The lattice has order - 1 stages; no
+ * stage uses parcor[order-1].
  *
  * @par Source
  * Griffiths 1978, An adaptive lattice structure for noise-cancelling applications; Griffiths 1977,
  * A continuously adaptive filter implemented as a lattice structure.
  *
  * @par Departures from the textbook
- * In the stages those of lfpef64f.h (here adaptParcor = 0 and FilterOnly hold parcor still). In the
- * joint process eps is added to the power, and muCoef = 0 holds coef still.
+ * In the stages those of lfpef64f.h (with adaptParcor = 0 and in FilterOnly parcor does not
+ * change). In the joint process eps is added to the power, and with muCoef = 0 coef does not
+ * change.
  *
  * @par Step sizes
- * mu acts on parcor, and silence too, as in lfpef64f.h. coef is stable for about
- * 0 < muCoef < 2 / order, and half of that is the fastest. Whatever moves parcor upsets a little
- * what coef has learned, so let mu be the smaller. No value is refused.
+ * mu, and the effect of silence on parcor, are those of lfpef64f.h. On steady input coef is stable
+ * for about 0 < muCoef < 2 / order; a tenth of that is a safe start. Each change of parcor disturbs
+ * what coef has learned, so mu should be the smaller of the two. No value is refused.
  *
- * For what all families share see merlo64f.h; there is no ResetDelayLine, and InitStatic tests its
- * pointers before the order.
+ * @par After a NaN
+ * A NaN stays in parcor, coef, power and delayLine. Remedy: lmslattice64fReset(), `order` zeros by
+ * lmslattice64fSetDelayLine(), and set64f(1.0, state.power, state.order).
+ *
+ * For what all families share see merlo64f.h (@ref contract); there is no ResetDelayLine, and
+ * InitStatic tests its pointers before the order.
  * @{ */
 #ifndef MERLO64F_LMSLATTICE64F_H
 #define MERLO64F_LMSLATTICE64F_H
@@ -45,20 +51,20 @@ extern "C" {
 
 /** An adaptive lattice of order - 1 stages and the `order` weights of its backward errors. */
 typedef struct lmslattice64fState {
-    int32_t order;       /**< number of backward errors, 1 to MAX_TAPS; 0 after a failure */
-    double mu;           /**< step size of parcor; read at every update, the host may change it */
-    double muCoef;       /**< step size of coef; likewise */
-    double err;          /**< a-priori error d - y of the last update; no value before the first */
-    int32_t adaptParcor; /**< not 0: FilterUpdate adapts parcor; 1 at first, the host's to change */
+    int32_t order; /**< backward errors, 1 to MAX_TAPS; 0 after a failure and after Free */
+    double mu;     /**< step size of parcor; read at every update, so the host may change it */
+    double muCoef; /**< step size of coef; read at every update, so the host may change it */
+    double err;    /**< a-priori error d - y of the last update; no value before the first */
+    int32_t adaptParcor; /**< not 0: updates adapt parcor; 1 at first; the host may change it */
     double* parcor;      /**< `order` elements; parcor[i-1] is the coefficient of stage i */
-    double* coef;        /**< `order` weights; coef[i] meets the backward error of stage i */
+    double* coef;        /**< `order` weights; coef[i] weights the backward error of stage i */
     double* delayLine;   /**< `order` elements: backward errors of the newest sample */
     double* power;       /**< `order` elements: power of the errors at stage i; 1.0 at first */
-    double* backErr;     /**< `order` elements: scratch of the filter operations */
+    double* backErr;     /**< `order` elements: work array */
 } lmslattice64fState;
 
 /** Sets up a record with zero coefficients and errors from the heap and powers of 1.0.
- * @param order  number of backward errors, reduced to MAX_TAPS
+ * @param order  number of backward errors; above MAX_TAPS (32) it is reduced silently
  * @param mu,muCoef  step sizes, any value
  * @return STS_OK; STS_NULL_PTR for a null state, with nothing written; STS_BAD_SIZE for order < 1;
  *   STS_NO_MEMORY. */
@@ -68,34 +74,34 @@ MERLO64F_API int32_t lmslattice64fInit(lmslattice64fState* state, int32_t order,
 #define LMSLATTICE64F_COEF_LEN(order) (2 * MERLO64F_TAPS(order)) /**< elements of coefBuf */
 #define LMSLATTICE64F_WORK_LEN(order) (3 * MERLO64F_TAPS(order)) /**< elements of workBuf */
 
-/** As lmslattice64fInit() on the host's own buffers, LMSLATTICE64F_COEF_LEN and
- * LMSLATTICE64F_WORK_LEN elements. All become 0, the powers 1.0.
+/** As lmslattice64fInit() with the host's buffers, LMSLATTICE64F_COEF_LEN and
+ * LMSLATTICE64F_WORK_LEN elements. They become 0, the powers 1.0.
  * @return STS_OK; STS_NULL_PTR for a null pointer (a null state with nothing written); then
  *   STS_BAD_SIZE for order < 1. */
 MERLO64F_API int32_t lmslattice64fInitStatic(lmslattice64fState* state, int32_t order, double mu,
                                              double muCoef, double* coefBuf, double* workBuf);
 
-/** Releases both blocks and stores 0 in order. */
+/** Releases both buffers and stores 0 in `order`. */
 MERLO64F_API void lmslattice64fFree(lmslattice64fState* state);
 
-/** One step: x passes the stages, which adapt if adaptParcor is not 0; y is formed, err = d - y,
- * and coef adapts.
+/** One step: x passes through the stages, which adapt if adaptParcor is not 0; y is formed,
+ * err = d - y, and coef is updated.
  * @param x  input sample
  * @param d  desired sample, in the unit of y
- * @return y, formed with coef from before the update. */
+ * @return y, formed before the update. */
 MERLO64F_API double lmslattice64fFilterUpdate(lmslattice64fState* state, double x, double d);
 
-/** One step without adapting: parcor, coef and err stay; errors and powers of the stages move on.
+/** One step without adapting: parcor, coef and err stay; delayLine and power are updated.
  * @return y. */
 MERLO64F_API double lmslattice64fFilterOnly(lmslattice64fState* state, double x);
 
-/** Zero-fills coef and parcor: the lattice learns anew on the errors and powers that it has.
+/** Zero-fills coef and parcor; delayLine and power stay.
  * @return STS_OK, or STS_NULL_PTR for a null state, coef or parcor. */
 MERLO64F_API int32_t lmslattice64fReset(lmslattice64fState* state);
 
-/** Accessors on the weights, the reflection coefficients and the backward errors (element i is
- * delayLine[i]; no ring), each of length `order`: see merlo64f.h. What is set takes effect in the
- * next step. They return the number of elements moved or a negative status. */
+/** Accessors on coef, parcor and delayLine (backward errors, no ring; element i is delayLine[i]),
+ * each of length `order`: see merlo64f.h. Values that are set take effect in the next step. They
+ * return the number of elements copied or a negative status. */
 MERLO64F_API int32_t lmslattice64fGetCoef(const lmslattice64fState* state, double* buf,
                                           int32_t start, int32_t count, int32_t reversed);
 /** See lmslattice64fGetCoef(). */
@@ -114,8 +120,8 @@ MERLO64F_API int32_t lmslattice64fGetDelayLine(const lmslattice64fState* state, 
 MERLO64F_API int32_t lmslattice64fSetDelayLine(lmslattice64fState* state, const double* buf,
                                                int32_t start, int32_t count, int32_t reversed);
 
-/** Changes the number of backward errors of a record from lmslattice64fInit(); keeps mu, muCoef,
- * adaptParcor and the first elements of coef, parcor and delayLine. Powers are back at 1.0.
+/** Changes the number of backward errors of a record from lmslattice64fInit(). Keeps mu, muCoef,
+ * adaptParcor and the first elements of coef, parcor and delayLine. The powers are 1.0 again.
  * @return STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t lmslattice64fResize(lmslattice64fState* state, int32_t order);
 

@@ -10,33 +10,37 @@
  *     coef[i] = k[i] * e + coef[i]
  *     P[i][j] = (1 / lambda) * P[i][j] - k[i] * gain[j]                i = 0 .. order-1, j = 0 .. i
  *
- * P is symmetric, and only its lower triangle is kept: P[i][j] with j <= i lies at
+ * P is symmetric, and only its lower triangle is stored: P[i][j] with j <= i is
  * invCorr[i * (i + 1) / 2 + j]. gain[i] is summed over k upward, with P[i][k] up to the diagonal
- * and P[k][i] beyond it. A call costs work of the order of order^2.
+ * and P[k][i] beyond it. The cost of a call grows with order^2.
  *
  * @par Sources
  * Haykin 2002, Adaptive Filter Theory; Sayed 2003, Fundamentals of Adaptive Filtering.
  *
  * @par Departures from the textbook
- * P starts as delta * I, with delta from 0 to 1, where the textbook has I / delta. The matrix
- * update is P = P / lambda - k * gain', where the textbook has P = (P - k * gain') / lambda: the
- * second term lacks the factor 1 / lambda. Below lambda = 1 this P settles at a larger value, and
- * the filter forgets a little faster, than the textbook's at the same lambda; at lambda = 1 they
- * agree.
+ * P starts as delta * I, with delta from 0 to 1; in the textbook as I / delta. The matrix update is
+ * P = P / lambda - k * gain'; in the textbook P = (P - k * gain') / lambda, so here the second term
+ * lacks the factor 1 / lambda. For lambda below 1 this P settles at a larger value, and the filter
+ * forgets a little faster, than in the textbook; for lambda = 1 they agree.
  *
  * @par Parameters
- * lambda weighs a square error down by that factor per sample, so the memory is about
- * 1 / (1 - lambda) samples; 0.95 to 1 is usual, and a memory shorter than the filter is of no use.
- * No value is refused. delta is the start of P's diagonal, in the unit of 1 / x^2: the larger, the
- * faster the start. With delta = 0 nothing is ever learned.
+ * lambda is the factor by which the weight of a squared error falls per sample, so the memory is
+ * about 1 / (1 - lambda) samples. 0.95 to 1 is usual; the memory must be longer than the filter to
+ * be of use. No lambda is refused. delta is the start value of P's diagonal, in the unit of
+ * 1 / x^2; a larger one gives a faster start. With delta = 0 the filter never adapts.
  *
  * @par Silence
- * Nothing limits P. While the line is silent, or does not excite every direction, P grows by
- * 1 / lambda per sample without bound: below lambda = 1 it overflows in the end (after 70000
- * samples at lambda = 0.99), and NaN then stays in P. Reset does not touch P: the remedy is Free
- * and Init, or a Resize to another order. It is better not to call the filter in a known pause.
+ * P has no upper limit. While the line is silent, or does not excite all directions, P grows by
+ * 1 / lambda per sample: for lambda below 1 it overflows in the end (after 70000 samples at
+ * lambda = 0.99) and then holds NaN. So do not call the filter in a known pause.
  *
- * For what all families share see merlo64f.h.
+ * @par After a NaN
+ * A NaN stays in P, gain and coef, and in the line for `order` samples. Reset does not change P.
+ * Remedy: Free and Init, or InitStatic again; or rls64fReset(), rls64fResetDelayLine() and a Resize
+ * to another order. Without allocation: the two resets, zeros in all of invCorr and delta on its
+ * diagonal, invCorr[i * (i + 3) / 2].
+ *
+ * For what all families share see merlo64f.h (@ref contract).
  * @{ */
 #ifndef MERLO64F_RLS64F_H
 #define MERLO64F_RLS64F_H
@@ -51,18 +55,18 @@ extern "C" {
 typedef struct rls64fState {
     int32_t order;     /**< number of taps, 1 to MAX_TAPS; 0 after a failure and after Free */
     double lambda;     /**< forgetting factor */
-    double invLambda;  /**< 1 / lambda, from Init on; a host that changes lambda changes both */
+    double invLambda;  /**< 1 / lambda, set by Init; a host that changes lambda must change both */
     double err;        /**< a-priori error d - y of the last update; no value before the first */
-    double* coef;      /**< `order` coefficients; coef[0] meets the newest sample */
+    double* coef;      /**< `order` coefficients; coef[0] weights the newest sample */
     double* delayLine; /**< linear line, `order` samples, newest first */
     double* invCorr;   /**< lower triangle of P by rows, order * (order + 1) / 2 elements */
     double* gain;      /**< `order` elements: P * x of the last call, with P from before it */
 } rls64fState;
 
 /** Sets up a record with zero coefficients, a line of zeros and P = delta * I, from the heap.
- * @param order  number of taps, reduced to MAX_TAPS
+ * @param order  number of taps; above MAX_TAPS (32) it is reduced silently
  * @param lambda  forgetting factor, any value
- * @param delta  start of P's diagonal, from 0.0 to 1.0
+ * @param delta  start value of P's diagonal, from 0.0 to 1.0
  * @return STS_OK; STS_BAD_SIZE for order < 1 or a delta outside its range or NaN; STS_NO_MEMORY. */
 MERLO64F_API int32_t rls64fInit(rls64fState* state, int32_t order, double lambda, double delta);
 
@@ -71,13 +75,13 @@ MERLO64F_API int32_t rls64fInit(rls64fState* state, int32_t order, double lambda
 #define RLS64F_WORK_LEN(order)                                                                     \
     (2 * MERLO64F_TAPS(order) + MERLO64F_TAPS(order) * (MERLO64F_TAPS(order) + 1) / 2)
 
-/** As rls64fInit() on the host's own buffers, RLS64F_COEF_LEN and RLS64F_WORK_LEN elements, which
- * are zero-filled before P begins.
+/** As rls64fInit() with the host's buffers, RLS64F_COEF_LEN and RLS64F_WORK_LEN elements, which are
+ * zero-filled before delta is stored.
  * @return STS_OK; STS_BAD_SIZE as rls64fInit(); STS_NULL_PTR for a null buffer. */
 MERLO64F_API int32_t rls64fInitStatic(rls64fState* state, int32_t order, double lambda,
                                       double delta, double* coefBuf, double* workBuf);
 
-/** Releases both blocks and stores 0 in `order`. */
+/** Releases both buffers and stores 0 in `order`. */
 MERLO64F_API void rls64fFree(rls64fState* state);
 
 /** One step: x enters the line, y is formed, err = d - y, coefficients and P are updated.
@@ -86,26 +90,25 @@ MERLO64F_API void rls64fFree(rls64fState* state);
  * @return y, formed before the update. */
 MERLO64F_API double rls64fFilterUpdate(rls64fState* state, double x, double d);
 
-/** One step without adapting: x enters the line, and P follows the input as in an update; coef and
- * err stay. @return y. */
+/** One step without adapting: x enters the line, and P is updated; coef and err stay. @return y. */
 MERLO64F_API double rls64fFilterOnly(rls64fState* state, double x);
 
-/** rls64fFilterUpdate() on the line as it is: the host has moved it and stored the input sample at
- * element 0 (see merlo64f.h, delay lines). @return y, formed before the update. */
+/** rls64fFilterUpdate() on the line as it is: the host has stored the input sample by
+ * insertSampleLinBuf64f(x, state->delayLine, state->order). @return y, formed before the update. */
 MERLO64F_API double rls64fLCFilterUpdate(rls64fState* state, double d);
 
 /** rls64fFilterOnly() on the line as it is. @return y. */
 MERLO64F_API double rls64fLCFilterOnly(rls64fState* state);
 
-/** Zero-fills coef; P, gain, the line and err stay, so the filter learns anew with the P that the
- * past input has left. @return STS_OK, or STS_NULL_PTR for a null coef. */
+/** Zero-fills coef. P stays as the past input has left it, and so do gain, the line and err.
+ * @return STS_OK, or STS_NULL_PTR for a null coef. */
 MERLO64F_API int32_t rls64fReset(rls64fState* state);
 
 /** Zero-fills the line. @return STS_OK, or STS_NULL_PTR for a null delayLine. */
 MERLO64F_API int32_t rls64fResetDelayLine(rls64fState* state);
 
 /** Accessors on the coefficients and on the line (length `order`, newest first): see merlo64f.h.
- * They return the number of elements moved or a negative status. */
+ * They return the number of elements copied or a negative status. */
 MERLO64F_API int32_t rls64fGetCoef(const rls64fState* state, double* buf, int32_t start,
                                    int32_t count, int32_t reversed);
 /** See rls64fGetCoef(). */
@@ -118,9 +121,9 @@ MERLO64F_API int32_t rls64fGetDelayLine(const rls64fState* state, double* buf, i
 MERLO64F_API int32_t rls64fSetDelayLine(rls64fState* state, const double* buf, int32_t start,
                                         int32_t count, int32_t reversed);
 
-/** Changes the number of taps of a record from rls64fInit(); keeps lambda, the first coefficients
- * and the newest samples. P starts anew, with the single-precision value 0.01
- * (0.009999999776482582) on its diagonal whatever the first delta was, and gain with zeros.
+/** Changes the number of taps of a record from rls64fInit(). Keeps lambda, the first coefficients
+ * and the newest samples. P starts again, with the single-precision value 0.01
+ * (0.009999999776482582) on its diagonal for any delta, and gain starts again with zeros.
  * @return STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t rls64fResize(rls64fState* state, int32_t order);
 

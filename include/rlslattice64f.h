@@ -1,17 +1,18 @@
 /** @file
  * @ref rlslattice64f
  * @defgroup rlslattice64f rlslattice64f: least-squares lattice with a joint process
- * A least-squares lattice with a joint-process (regression) section, one sample per call. What
- * rls64f does with work of the order of order^2 it does with work of the order of `order`.
+ * A least-squares lattice with a joint-process (regression) section, one sample per call. Its cost
+ * grows with `order`, that of rls64f with order^2.
  *
- * With f = b = x, g = 1 and e = d, for each stage i = 0 .. order-1, where z is delayLine[i], the
- * backward error that came in a sample ago, and p is prevGamma[i]:
+ * With f = b = x, g = 1 and e = d at first, for each stage i = 0 .. order-1, where z is
+ * delayLine[i], the backward error that entered the stage at the previous sample, and p is
+ * prevGamma[i]:
  *
  *     fwdEnergy[i] = lambda * fwdEnergy[i] + f * f / p
  *     newB = lambda * bwdEnergy[i] + b * b / g
  *     crossCorr[i] = lambda * crossCorr[i] + f * z / p
  *     jointCorr[i] = lambda * jointCorr[i] + e * b / g
- *     fwdParcor[i] = crossCorr[i] / bwdEnergy[i]     the energy of a sample ago
+ *     fwdParcor[i] = crossCorr[i] / bwdEnergy[i]     bwdEnergy[i] is updated below
  *     bwdParcor[i] = crossCorr[i] / fwdEnergy[i]
  *     coef[i] = jointCorr[i] / newB
  *     e = e - coef[i] * b
@@ -19,31 +20,33 @@
  *     bwdEnergy[i] = newB, delayLine[i] = b
  *     f = f - fwdParcor[i] * z and b = z - bwdParcor[i] * f, with the f that came in
  *
- * All errors are a-posteriori errors: a stage forms them with the coefficients that this very
- * sample has just updated. err holds the last e, so d - err follows d even where coef has not
- * settled.
+ * All errors are a-posteriori errors: a stage forms them with the coefficients that the same sample
+ * has updated. err is the last e, so d - err is near d even before coef has settled.
  *
  * @par Sources
- * Lee, Morf and Friedlander 1981, Recursive least squares ladder estimation algorithms;
- * Diniz 2013, Adaptive Filtering, algorithm 7.1; Haykin 2002, Adaptive Filter Theory.
+ * Lee, Morf and Friedlander 1981, Recursive least squares ladder estimation algorithms; Diniz 2013,
+ * Adaptive Filtering, algorithm 7.1; Haykin 2002, Adaptive Filter Theory.
  *
  * @par Forgetting factor
- * lambda weighs a square error down by that factor per sample, so the memory is about
- * 1 / (1 - lambda) samples; 0.95 to 1 is usual. No value is refused.
+ * lambda is the factor by which the weight of a squared error falls per sample, so the memory is
+ * about 1 / (1 - lambda) samples. 0.95 to 1 is usual. No value is refused.
  *
  * @par Departures from the textbook
- * There is no floor under an energy and no small constant in a denominator beyond the start values,
- * the single-precision 0.001 (0.0010000000474974513) of the energies and the 1.0 of prevGamma.
+ * No energy has a lower limit, and no denominator has a small constant. Only the start values are
+ * not 0: the energies start at the single-precision value 0.001 (0.0010000000474974513), prevGamma
+ * at 1.0.
  *
  * @par Silence
- * With lambda below 1 the energies of a silent input decay by lambda per sample. Once they lie
- * below 2^-53 of a sample's square (after some 40 / (1 - lambda) silent samples), the first sample
- * that comes then swallows the energy of its stage: g becomes 0, the stages behind divide by it,
- * and NaN stays in the arrays. A sample of 1e9 on a fresh record does the same, and so may an input
- * that the first stages predict without error. The remedy is Reset, best before the signal sets in
- * again.
+ * For lambda below 1 the energies decay by lambda per silent sample. When they are below 2^-53 of
+ * the square of the next sample (after some 40 / (1 - lambda) silent samples), that sample makes g
+ * exactly 0; the later stages divide by it, and the arrays hold NaN from then on. A sample of 1e9
+ * on a new record has the same effect; input that the first stages predict without error can have
+ * it too. So call Reset after a long silence, before the signal begins again.
  *
- * For what all families share see merlo64f.h.
+ * @par After a NaN
+ * A NaN stays in all arrays. Remedy: Reset, which restores the start values of all arrays.
+ *
+ * For what all families share see merlo64f.h (@ref contract).
  * @{ */
 #ifndef MERLO64F_RLSLATTICE64F_H
 #define MERLO64F_RLSLATTICE64F_H
@@ -60,8 +63,8 @@ typedef struct rlslattice64fState {
     double* bwdEnergy; /**< energy of the backward error; 0.001 at first */
     double* crossCorr; /**< correlation of the forward and the delayed backward error; 0 at first */
     double* jointCorr; /**< correlation of the joint and the backward error; 0 at first */
-    double* prevGamma; /**< conversion factor that the stage met a sample ago; 1.0 at first */
-    double* delayLine; /**< backward error that came in a sample ago; 0 at first */
+    double* prevGamma; /**< conversion factor of the stage at the previous sample; 1.0 at first */
+    double* delayLine; /**< backward error that entered at the previous sample; 0 at first */
     double* fwdParcor; /**< forward reflection coefficient; 0 at first */
     double* bwdParcor; /**< backward reflection coefficient; 0 at first */
     double* coef;      /**< regression coefficient; 0 at first */
@@ -71,7 +74,7 @@ typedef struct rlslattice64fState {
 } rlslattice64fState;
 
 /** Sets up a record in its start state, with buffers from the heap.
- * @param order  number of stages, reduced to MAX_TAPS
+ * @param order  number of stages; above MAX_TAPS (32) it is reduced silently
  * @param lambda  forgetting factor, any value
  * @return STS_OK; STS_NULL_PTR for a null state; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t rlslattice64fInit(rlslattice64fState* state, int32_t order, double lambda);
@@ -81,39 +84,39 @@ MERLO64F_API int32_t rlslattice64fInit(rlslattice64fState* state, int32_t order,
 /** Elements of workBuf: delayLine, bwdEnergy, jointCorr, prevGamma, crossCorr, fwdEnergy. */
 #define RLSLATTICE64F_WORK_LEN(order) (6 * MERLO64F_TAPS(order))
 
-/** As rlslattice64fInit() on the host's own buffers, RLSLATTICE64F_COEF_LEN and
+/** As rlslattice64fInit() with the host's buffers, RLSLATTICE64F_COEF_LEN and
  * RLSLATTICE64F_WORK_LEN elements. Every element is written. Pointers are tested before the order.
  * @return STS_OK; STS_NULL_PTR for a null pointer; STS_BAD_SIZE for order < 1. */
 MERLO64F_API int32_t rlslattice64fInitStatic(rlslattice64fState* state, int32_t order,
                                              double lambda, double* coefBuf, double* workBuf);
 
-/** Releases both blocks and stores 0 in `order`. */
+/** Releases both buffers and stores 0 in `order`. */
 MERLO64F_API void rlslattice64fFree(rlslattice64fState* state);
 
-/** One step: energies, correlations and coefficients take in the sample, stage by stage, then
- * err = e.
+/** One step: energies, correlations and coefficients are updated stage by stage, then err = e.
  * @param x  input sample
  * @param d  desired sample
- * @return d - err, the sum of coef[i] * b over the stages with the coefficients of this very
- *   sample: a d that lattice and coefficients can explain is returned almost whole. */
+ * @return d - err, which is the sum of coef[i] * b over the stages with the coefficients updated by
+ *   this sample. */
 MERLO64F_API double rlslattice64fFilterUpdate(rlslattice64fState* state, double x, double d);
 
-/** One step without adapting: bwdEnergy, prevGamma and delayLine follow the input; the other arrays
- * and err stay. Best after some 2 * order updates, and as many after a Resize that adds stages:
- * frozen steps in between can run the conversion factor down to 0 and end in NaN (from 10 stages
- * on, on white noise).
- * @return the sum of coef[i] * b over the stages. */
+/** One step without adapting: bwdEnergy, prevGamma and delayLine are updated; the other arrays and
+ * err stay. Call it only after some 2 * order updates, and as many again after a Resize that adds
+ * stages: before that the conversion factor can fall to 0, which gives NaN (from 10 stages on, on
+ * white noise).
+ * @return the sum of coef[i] * b over the stages, formed as -e with e = 0 at first and
+ *   e = e - coef[i] * b. */
 MERLO64F_API double rlslattice64fFilterOnly(rlslattice64fState* state, double x);
 
-/** Puts all nine arrays back to their start values: a complete restart with the same lambda, and
- * the remedy for NaN; order, lambda and err stay. A record of order 0 is left alone.
+/** Sets all nine arrays to their start values: a complete restart. order, lambda and err stay. A
+ * record of order 0 is not changed.
  * @return STS_OK, or STS_NULL_PTR for a null state. */
 MERLO64F_API int32_t rlslattice64fReset(rlslattice64fState* state);
 
 /** Accessors on plain arrays of `order` elements, from stage 0 upward: see merlo64f.h. GetCoef
- * reads the regression coefficients, which meet the backward errors and are no taps of a
+ * reads the regression coefficients, which weight the backward errors and are not the taps of a
  * transversal filter; the delay line holds backward errors, not input samples. They return the
- * number of elements moved or a negative status. */
+ * number of elements copied or a negative status. */
 MERLO64F_API int32_t rlslattice64fGetCoef(const rlslattice64fState* state, double* buf,
                                           int32_t start, int32_t count, int32_t reversed);
 /** See rlslattice64fGetCoef(). */
@@ -130,8 +133,8 @@ MERLO64F_API int32_t rlslattice64fGetDelayLine(const rlslattice64fState* state, 
 MERLO64F_API int32_t rlslattice64fSetDelayLine(rlslattice64fState* state, const double* buf,
                                                int32_t start, int32_t count, int32_t reversed);
 
-/** Changes the number of stages of a record from rlslattice64fInit(); keeps lambda and all arrays
- * of the first stages; added stages begin from their start values.
+/** Changes the number of stages of a record from rlslattice64fInit(). Keeps lambda and all arrays
+ * of the first stages; added stages have their start values.
  * @return STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t rlslattice64fResize(rlslattice64fState* state, int32_t order);
 

@@ -1,37 +1,42 @@
 /** @file
  * @ref rlslbpef64f
- * @defgroup rlslbpef64f rlslbpef64f: least-squares lattice that predicts backwards
+ * @defgroup rlslbpef64f rlslbpef64f: least-squares lattice, backward prediction
  * A least-squares lattice as a backward predictor, one sample per call. It predicts the sample
  * `order` steps back from the `order` samples after it.
  *
- * First fwdEnergy[0] = lambda * fwdEnergy[0] + x * x. Then, with f = b = x and g = 1, for each
- * stage i = 0 .. order-1, where z is delayLine[i], the backward error that came in a sample ago,
- * and p is prevGamma[i]:
+ * First fwdEnergy[0] = lambda * fwdEnergy[0] + x * x. Then, with f = b = x and g = 1 at first, for
+ * each stage i = 0 .. order-1, where z is delayLine[i], the backward error that entered the stage
+ * at the previous sample, and p is prevGamma[i]:
  *
  *     fwdEnergy[i] = lambda * fwdEnergy[i] + f * f / p
  *     newB = lambda * bwdEnergy[i] + b * b / g
  *     crossCorr[i] = lambda * crossCorr[i] + f * z / p
- *     fwdParcor[i] = crossCorr[i] / bwdEnergy[i]     the energy of a sample ago
+ *     fwdParcor[i] = crossCorr[i] / bwdEnergy[i]     bwdEnergy[i] is updated below
  *     bwdParcor[i] = crossCorr[i] / fwdEnergy[i]
  *     prevGamma[i] = g, then g = g - b * b / newB
  *     bwdEnergy[i] = newB, delayLine[i] = b
  *     f = f - fwdParcor[i] * z and b = z - bwdParcor[i] * f, with the f that came in
  *
- * All errors are a-posteriori errors: a stage forms them with the coefficients that this very
- * sample has just updated. err holds the last b, the backward prediction error.
+ * All errors are a-posteriori errors: a stage forms them with the coefficients that the same sample
+ * has updated. err is the last b, the backward prediction error.
  *
- * After each call coef is the lattice in direct form, by the step-up recursion on bwdParcor, for
- * the host to read; the filter never reads it. It stands for the lattice as far as fwdParcor and
- * bwdParcor agree: then the sum of coef[j] * x(n-1-j) estimates x(n).
+ * After each call coef is the direct form of the lattice, by the step-up recursion of lfpef64f.h on
+ * bwdParcor. It is for the host to read; no operation uses it. As far as fwdParcor and bwdParcor
+ * agree, the sum of coef[j] * x(n-1-j) estimates x(n).
  *
  * @par Departures from the textbook
- * Those of rlslattice64f.h, and fwdEnergy[0] is updated twice a sample, which at lambda = 1 makes
- * it twice, and bwdParcor[0] half, of what they would be, and below lambda = 1 halves its memory.
+ * Those of rlslattice64f.h, and fwdEnergy[0] is updated twice per sample. At lambda = 1 this
+ * doubles fwdEnergy[0] and halves bwdParcor[0]; below lambda = 1 it halves the memory of
+ * fwdEnergy[0].
  *
- * The sources, the start values, the range of lambda and what silence does, with its remedy, are
- * those of rlslattice64f.h.
+ * Sources, start values, the range of lambda and the effect of silence are those of
+ * rlslattice64f.h.
  *
- * For what all families share see merlo64f.h.
+ * @par After a NaN
+ * A NaN stays in all arrays. Remedy: Reset, which restores the start values of all arrays and
+ * zero-fills inLine.
+ *
+ * For what all families share see merlo64f.h (@ref contract).
  * @{ */
 #ifndef MERLO64F_RLSLBPEF64F_H
 #define MERLO64F_RLSLBPEF64F_H
@@ -42,27 +47,27 @@
 extern "C" {
 #endif
 
-/** A lattice predictor of `order` stages. The arrays have `order` elements, one for each stage, but
- * where another length is given. */
+/** A lattice predictor of `order` stages. The arrays except inLine have `order` elements, one for
+ * each stage. */
 typedef struct rlslbpef64fState {
     double* fwdEnergy; /**< energy of the forward error; 0.001 at first */
     double* bwdEnergy; /**< energy of the backward error; 0.001 at first */
     double* crossCorr; /**< correlation of the forward and the delayed backward error; 0 at first */
-    double* prevGamma; /**< conversion factor that the stage met a sample ago; 1.0 at first */
-    double* delayLine; /**< backward error that came in a sample ago; 0 at first */
+    double* prevGamma; /**< conversion factor of the stage at the previous sample; 1.0 at first */
+    double* delayLine; /**< backward error that entered at the previous sample; 0 at first */
     double* fwdParcor; /**< forward reflection coefficient; 0 at first */
     double* bwdParcor; /**< backward reflection coefficient; 0 at first */
     double* coef;      /**< direct form; 0 at first */
-    double* inLine;    /**< the last order + 1 input samples, a ring; 0 at first */
-    int32_t inHead; /**< position of the newest sample in inLine, stepping up; `order` at first */
-    int32_t order;  /**< number of stages, 1 to MAX_PEF_STAGES; 0 after a failure and after Free */
-    double lambda;  /**< forgetting factor; read at every call, so the host may change it */
-    double err;     /**< last backward error of the last call; no value before the first */
-    int32_t updateCoef; /**< not 0: coef is rebuilt at every call; 1 at first and after Resize */
+    double* inLine;    /**< order + 1 elements: ring of the newest samples; 0 at first */
+    int32_t inHead;    /**< position of the newest sample in inLine; steps up; `order` at first */
+    int32_t order; /**< number of stages, 1 to MAX_PEF_STAGES; 0 after a failure and after Free */
+    double lambda; /**< forgetting factor; read at every call, so the host may change it */
+    double err;    /**< last backward error of the last call; no value before the first */
+    int32_t updateCoef; /**< not 0: every call computes coef; 1 at first and after Resize */
 } rlslbpef64fState;
 
 /** Sets up a record in its start state, with buffers from the heap.
- * @param order  number of stages, reduced to MAX_PEF_STAGES
+ * @param order  number of stages; above MAX_PEF_STAGES (10) it is reduced silently
  * @param lambda  forgetting factor, any value
  * @return STS_OK; STS_NULL_PTR for a null state; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t rlslbpef64fInit(rlslbpef64fState* state, int32_t order, double lambda);
@@ -72,37 +77,37 @@ MERLO64F_API int32_t rlslbpef64fInit(rlslbpef64fState* state, int32_t order, dou
 /** Elements of workBuf: delayLine, bwdEnergy, prevGamma, crossCorr, fwdEnergy, inLine. */
 #define RLSLBPEF64F_WORK_LEN(order) (6 * MERLO64F_STAGES(order) + 1)
 
-/** As rlslbpef64fInit() on the host's own buffers, RLSLBPEF64F_COEF_LEN and RLSLBPEF64F_WORK_LEN
+/** As rlslbpef64fInit() with the host's buffers, RLSLBPEF64F_COEF_LEN and RLSLBPEF64F_WORK_LEN
  * elements. Every element is written. Pointers are tested before the order.
  * @return STS_OK; STS_NULL_PTR for a null pointer; STS_BAD_SIZE for order < 1. */
 MERLO64F_API int32_t rlslbpef64fInitStatic(rlslbpef64fState* state, int32_t order, double lambda,
                                            double* coefBuf, double* workBuf);
 
-/** Releases both blocks and stores 0 in `order`. */
+/** Releases both buffers and stores 0 in `order`. */
 MERLO64F_API void rlslbpef64fFree(rlslbpef64fState* state);
 
-/** One step: energies, correlations and reflection coefficients take in the sample, stage by stage;
- * coef is rebuilt and err stored.
+/** One step: energies, correlations and reflection coefficients are updated stage by stage, then
+ * coef and err.
  * @param x  input sample
- * @return the prediction: the sample `order` steps back, 0 in the first `order` calls, less err. */
+ * @return the prediction of the sample `order` steps back, that sample - err; in the first `order`
+ *   calls that sample is 0. */
 MERLO64F_API double rlslbpef64fFilterUpdate(rlslbpef64fState* state, double x);
 
-/** The same with frozen reflection coefficients: fwdEnergy, crossCorr, fwdParcor and bwdParcor
- * stay; the arrays of the backward errors and err move on, and coef is rebuilt as it was. Best
- * after some 2 * order updates, and as many after a Resize that adds stages: frozen steps in
- * between can run the conversion factor down to 0 and end in NaN (from 10 stages on, on white
- * noise).
+/** One step without adapting: bwdEnergy, prevGamma, delayLine, inLine and err are updated;
+ * fwdEnergy, crossCorr, fwdParcor and bwdParcor stay, and coef is computed from them again. Call it
+ * only after some 2 * order updates, and as many again after a Resize that adds stages: before that
+ * the conversion factor can fall to 0, which gives NaN (from 10 stages on, on white noise).
  * @return the prediction. */
 MERLO64F_API double rlslbpef64fFilterOnly(rlslbpef64fState* state, double x);
 
-/** Puts all stage arrays back to their start values: a complete restart with the same lambda, and
- * the remedy for NaN; inLine becomes zeros; inHead, err, updateCoef, lambda and order stay. A
- * record of order 0 is left alone. @return STS_OK, or STS_NULL_PTR for a null state. */
+/** Sets all stage arrays to their start values and zero-fills inLine: a complete restart. order,
+ * lambda, updateCoef, inHead and err stay. A record of order 0 is not changed. @return STS_OK, or
+ * STS_NULL_PTR for a null state. */
 MERLO64F_API int32_t rlslbpef64fReset(rlslbpef64fState* state);
 
 /** Accessors on plain arrays of `order` elements, from stage 0 upward: see merlo64f.h. GetCoef
  * reads the direct form; the delay line holds backward errors, not input samples. They return the
- * number of elements moved or a negative status. */
+ * number of elements copied or a negative status. */
 MERLO64F_API int32_t rlslbpef64fGetCoef(const rlslbpef64fState* state, double* buf, int32_t start,
                                         int32_t count, int32_t reversed);
 /** See rlslbpef64fGetCoef(). */
@@ -118,11 +123,10 @@ MERLO64F_API int32_t rlslbpef64fGetDelayLine(const rlslbpef64fState* state, doub
 MERLO64F_API int32_t rlslbpef64fSetDelayLine(rlslbpef64fState* state, const double* buf,
                                              int32_t start, int32_t count, int32_t reversed);
 
-/** Changes the number of stages of a record from rlslbpef64fInit(); keeps lambda and all arrays of
- * the first stages; added stages begin from their start values. inLine is kept by position,
- * order + 1 elements of the smaller order, while inHead becomes the new order: after a resize the
- * samples do not stand at their ages, and the first `order` results mean nothing. updateCoef is 1
- * again.
+/** Changes the number of stages of a record from rlslbpef64fInit(). Keeps lambda and all arrays of
+ * the first stages; added stages have their start values, and updateCoef is 1 again. inLine is
+ * copied by position, order + 1 elements of the smaller order, while inHead becomes the new order:
+ * the samples are then out of order, and the first `order` results are meaningless.
  * @return STS_OK; STS_BAD_SIZE for order < 1; STS_NO_MEMORY. */
 MERLO64F_API int32_t rlslbpef64fResize(rlslbpef64fState* state, int32_t order);
 

@@ -1,23 +1,24 @@
 /** @file
  * @ref fft_tables
  * @defgroup fft_tables fft_tables: the tables of the transform
- * For hosts: the two tables that the transform-domain filters borrow. Header only; needs -lm, which
- * the pkg-config file and the CMake target bring along.
+ * The two tables that the filters in the frequency domain borrow. Header only; needs -lm, which the
+ * pkg-config file and the CMake target add.
  *
  *     static int32_t fftTable[FFT_TABLE_LEN(nMax)]; // or, on the heap, fftTableLen(nMax) elements
  *     static double fftTwiddles[FFT_TWIDDLES_LEN(nMax)];
  *     int32_t status = fillFftTables(nMax, fftTable, fftTwiddles);
  *
- * nMax is the longest transform in use, a power of two from 8 to 2^30; one pair of tables serves
- * every shorter one. The filters only read fftTwiddles, so any number of them can share it, on any
- * threads. They write to fftTable at every transform: filters that run at the same time on
- * different threads need one each.
+ * nMax is the longest transform in use, a power of two from 8 to 2^30; a pair of tables serves
+ * every shorter one too. Tables that were never filled, or filled for a shorter transform, are not
+ * detected by the filters. fftTwiddles is only read, so any number of filters can share it, on any
+ * threads. A transform may write to the work area of fftTable (those of 256 points and more do):
+ * records in concurrent use need an fftTable each.
  *
  * @par Values
- * Angles are taken back to the first octant by symmetry, on integers, and go to cosl and sinl. Where
- * long double is wider than double (x86, AArch64 Linux), every value is the double nearest the true
- * one but for a rare near-tie, in which it is its neighbour; elsewhere it is as near as the host's
- * cos and sin come. Hosts that need the same bits everywhere ship the tables.
+ * Angles are reduced to the first octant by symmetry, with integers, and passed to cosl and sinl.
+ * Where long double is wider than double (x86, AArch64 Linux), every value is the double nearest to
+ * the exact one, or, in a rare near-tie, its neighbour. Elsewhere it is as accurate as the host's
+ * cos and sin. Hosts that need the same bits everywhere contain precomputed tables.
  * @{ */
 #ifndef MERLO64F_FFT_TABLES_H
 #define MERLO64F_FFT_TABLES_H
@@ -63,7 +64,7 @@ static inline double fftTablesCosine(int32_t k, int32_t quarter) {
  * @param fftTable  FFT_TABLE_LEN(nMax) elements
  * @param fftTwiddles  FFT_TWIDDLES_LEN(nMax) elements
  * @return STS_OK; STS_BAD_SIZE if nMax is below 8 or no power of two; STS_NULL_PTR for a null
- * array. After a failure nothing has been touched. */
+ *   array. After a failure neither array is changed. */
 static inline int32_t fillFftTables(int32_t nMax, int32_t* fftTable, double* fftTwiddles) {
     const int32_t tableLen = fftTableLen(nMax);
     const int32_t area = nMax / 4; /* of the twiddles, and of the cosines behind them */
