@@ -245,11 +245,8 @@ void RecoversFromNaN() {
         F::Api::free(&s);
         init<F>(&s, shape, record.lent);
     }
-    if constexpr (requires { s.inHead; }) { // samples leave inLine one per call
-        for (int32_t i = 0; i <= s.order; ++i) {
-            record.only(0.0);
-            fresh.only(0.0);
-        }
+    if constexpr (requires { s.inLine; }) {
+        reset64f(s.inLine, s.order + 1);
     }
     Signal signal(4);
     for (int i = 0; i < 50; ++i) {
