@@ -12,8 +12,8 @@
 
 namespace merlo {
 
-// Two doubles, and as many as a vector register of the target holds: 2 with SSE2 and AArch64, 4 with
-// AVX. (clang's __BIGGEST_ALIGNMENT__ does not reflect AVX.)
+// Two doubles, and as many as a vector register of the target holds: 2 with SSE2 and AArch64, 4 with AVX.
+// (clang's __BIGGEST_ALIGNMENT__ does not reflect AVX.)
 using Pair = double __attribute__((vector_size(16)));
 #ifdef __AVX__
 using Lanes = double __attribute__((vector_size(32)));
@@ -128,6 +128,10 @@ template <int32_t size = 1, class V>
         transpose<2 * size>(rows);
     }
 }
+
+// The lanes of even number of a and b, and those of odd number.
+constexpr int32_t evenLanes(int32_t lane, int32_t) { return 2 * lane; }
+constexpr int32_t oddLanes(int32_t lane, int32_t) { return 2 * lane + 1; }
 
 constexpr int32_t lastThenOthers(int32_t lane, int32_t lanes) { return lanes - 1 + lane; }
 

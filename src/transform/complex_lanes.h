@@ -1,5 +1,6 @@
-// Complex numbers in vector registers, real parts in even lanes. Each number is computed by its own
-// formula, so the bits do not depend on the number of lanes.
+// Complex numbers in vector registers: interleaved, with the real parts in the even lanes, or split, with
+// a vector for the real and one for the imaginary parts. Each number is computed by its own formula, so
+// the bits do not depend on the number of lanes.
 #pragma once
 
 #include "frame/lanes.h"
@@ -9,7 +10,7 @@
 
 namespace merlo::complex {
 
-// One complex number, and as many as a register of the target holds.
+// ---- Interleaved: one complex number, and as many as a register of the target holds
 using One = Pair;
 using Wide = Lanes;
 
@@ -72,5 +73,51 @@ struct Factor {
     explicit Factor(V t) : Factor(evens(t, t), odds(t, t)) {}
     V operator*(V z) const { return re * z + im * swapParts(z); }
 };
+
+// The conjugates of factors: (re * zr + im * zi, re * zi - im * zr).
+template <class V>
+struct ConjugateFactor {
+    V re; // re, re
+    V im; // im, -im
+
+    explicit ConjugateFactor(V t) : re(evens(t, t)), im(conjugate(odds(t, t))) {}
+    V operator*(V z) const { return re * z + im * swapParts(z); }
+};
+
+// ---- Split. V is double or a vector.
+
+template <class V>
+struct SplitComplex {
+    V re, im;
+
+    SplitComplex operator+(SplitComplex z) const { return {re + z.re, im + z.im}; }
+    SplitComplex operator-(SplitComplex z) const { return {re - z.re, im - z.im}; }
+    template <class U>
+    SplitComplex<U>
+    operator*(SplitComplex<U> z) const { // by a number, or by one factor for all lanes
+        return {re * z.re - im * z.im, re * z.im + im * z.re};
+    }
+};
+
+// A factor for all numbers of an interleaved vector.
+template <class V>
+inline Factor<V> factorOf(SplitComplex<double> t) {
+    return {all<V>(t.re), all<V>(t.im)};
+}
+
+template <class V>
+inline SplitComplex<V> operator*(double r, SplitComplex<V> z) {
+    return {r * z.re, r * z.im};
+}
+
+template <class V>
+inline SplitComplex<V> timesI(SplitComplex<V> z) {
+    return {-z.im, z.re};
+}
+
+template <class V>
+inline SplitComplex<V> conjugate(SplitComplex<V> z) {
+    return {z.re, -z.im};
+}
 
 } // namespace merlo::complex

@@ -95,6 +95,23 @@ inline int32_t macPacked64f(const double* a, const double* b, double* acc, int32
     return STS_OK;
 }
 
+// acc += a * conjugate of b, bin by bin; acc must overlap neither. The same bits as conjPacked64f and then
+// macPacked64f, since negation is exact.
+inline int32_t macConjPacked64f(const double* a, const double* b, double* acc, int32_t bins) {
+    if (a == nullptr || b == nullptr || acc == nullptr) {
+        return STS_NULL_PTR;
+    }
+    const double lowest = acc[0] + a[0] * b[0];
+    const double highest = acc[1] + a[1] * b[1];
+    forEachVector(bins, [=]<class V>(int32_t slot, V) {
+        const V product = complex::ConjugateFactor(loadWhole<V>(b + slot)) * loadWhole<V>(a + slot);
+        store(loadWhole<V>(acc + slot) + product, acc + slot);
+    });
+    acc[0] = lowest;
+    acc[1] = highest;
+    return STS_OK;
+}
+
 // Multiplies `pairs` pairs of slots by s; a whole spectrum has bins - 1 of them.
 inline int32_t scaleCplxIp64f(double s, double* spec, int32_t pairs) {
     if (spec == nullptr) {

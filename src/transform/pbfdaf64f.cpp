@@ -9,6 +9,7 @@
 #include "frame/accessors.h"
 #include "frame/kernels.h"
 #include "frame/lifecycle.h"
+#include "transform/constraint.h"
 #include "transform/overlap_save.h"
 #include "transform/packed_spectrum.h"
 
@@ -90,6 +91,27 @@ void filter(pbfdaf64fState* state, const double* x, double* y) {
     toTime(state, state->outBuf);
     copy64f(state->outBuf + state->overlap, y, state->blockLen);
     scaleIp64f(state->invScale, y, state->blockLen);
+}
+
+// C(p) += step * conj(X(p)) for every partition, then the constraint: kLanes partitions at once, the
+// remainder one by one. scratch becomes the conjugate of the last frame.
+void adapt(pbfdaf64fState* state) {
+    const bool constrained = state->constrained != 0;
+    const int32_t inBatches =
+        canConstrainTogether<Lanes>(state) ? state->partitions - state->partitions % kLanes : 0;
+    int32_t done = 0;
+    const double* lastFrame = nullptr;
+    forEachPartition(state, [&](double* coef, const double* frame) {
+        macConjPacked64f(state->outBuf, frame, coef, state->bins);
+        lastFrame = frame;
+        ++done;
+        if (constrained && done > inBatches) {
+            constrain(state, coef);
+        } else if (constrained && done % kLanes == 0) {
+            constrainTogether<Lanes>(state, coef - (kLanes - 1) * int64_t{state->fftLen});
+        }
+    });
+    conjPacked64f(lastFrame, state->scratch, state->bins);
 }
 
 void stepRing(pbfdaf64fState* state) {
@@ -174,13 +196,7 @@ int32_t pbfdaf64fFilterUpdate(pbfdaf64fState* state, const double* x, const doub
     errorSpectrum(state, y, d, e);
     smoothPowerSpectrum<Weights>(state, slotAt(state, state->ringPos), state->scratch);
     normaliseError<Weights>(state);
-    forEachPartition(state, [=](double* coef, const double* frame) {
-        conjPacked64f(frame, state->scratch, state->bins);
-        macPacked64f(state->outBuf, state->scratch, coef, state->bins);
-        if (state->constrained != 0) {
-            constrain(state, coef);
-        }
-    });
+    adapt(state);
     stepRing(state);
     return STS_OK;
 }

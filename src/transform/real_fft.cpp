@@ -10,6 +10,7 @@
 #include "transform/real_fft.h"
 
 #include "transform/bit_reversal.h"
+#include "transform/butterflies.h"
 #include "transform/complex_lanes.h"
 
 #include <bit>
@@ -19,75 +20,10 @@ namespace merlo {
 namespace {
 
 using namespace complex;
-using complex::conjugate; // beside those for SplitComplex
-using complex::timesI;
 
 // Up to this length a pass follows so soon on the previous one that a wide load would wait for the
 // narrow stores before it.
 constexpr int32_t kNarrow = 32; // speed only
-
-// Complex numbers, or factors, with one vector for the real and one for the imaginary parts.
-template <class V>
-struct SplitComplex {
-    V re, im;
-
-    SplitComplex operator+(SplitComplex z) const { return {re + z.re, im + z.im}; }
-    SplitComplex operator-(SplitComplex z) const { return {re - z.re, im - z.im}; }
-    SplitComplex operator*(SplitComplex z) const {
-        return {re * z.re - im * z.im, re * z.im + im * z.re};
-    }
-};
-
-template <class V>
-inline SplitComplex<V> timesI(SplitComplex<V> z) {
-    return {-z.im, z.re};
-}
-
-template <class V>
-inline SplitComplex<V> conjugate(SplitComplex<V> z) {
-    return {z.re, -z.im};
-}
-
-// Inputs or outputs of a radix-4 butterfly, and the twiddle factors of a block: t2 = t1^2, t3 = t1^3.
-template <class Z>
-struct Quad {
-    Z a0, a1, a2, a3;
-};
-
-template <class T>
-struct Factors {
-    T t1, t2, t3;
-};
-
-template <class Z>
-inline Quad<Z> crossSums(const Quad<Z>& a) {
-    return {a.a0 + a.a1, a.a0 - a.a1, a.a2 + a.a3, a.a2 - a.a3};
-}
-
-template <class Z, class T>
-inline Quad<Z> butterfly(const Quad<Z>& a, const Factors<T>& t) {
-    const auto [s0, s1, s2, s3] = crossSums(a);
-    const Z turned = timesI(s3);
-    return {s0 + s2, t.t1 * (s1 + turned), t.t2 * (s0 - s2), t.t3 * (s1 - turned)};
-}
-
-// Block 0 of a stage: all factors are 1.
-template <class V>
-inline Quad<V> butterflyOne(const Quad<V>& a) {
-    const auto [s0, s1, s2, s3] = crossSums(a);
-    const V turned = timesI(s3);
-    return {s0 + s2, s1 + turned, s0 - s2, s1 - turned};
-}
-
-// Block 1: factors (1 + i) r, i, (-1 + i) r with r = cos(pi/4).
-template <class V>
-inline Quad<V> butterflyEighth(const Quad<V>& a, double r) {
-    const auto [s0, s1, s2, s3] = crossSums(a);
-    const V turned = timesI(s3);
-    const V z1 = s1 + turned;
-    const V z3 = s1 - turned;
-    return {s0 + s2, r * (z1 + timesI(z1)), timesI(s0 - s2), r * (timesI(z3) - z3)};
-}
 
 template <class V>
 inline Quad<V> loadQuad(const double* a, int32_t l) {
@@ -107,23 +43,7 @@ template <class V>
 inline SplitComplex<V> loadSplit(const double* from) {
     const V low = loadWhole<V>(from);
     const V high = loadWhole<V>(from + kLanesOf<V>);
-    if constexpr (kLanesOf<V> == 2) {
-        return {evens(low, high), odds(low, high)};
-    } else {
-        return {__builtin_shufflevector(low, high, 0, 2, 4, 6),
-                __builtin_shufflevector(low, high, 1, 3, 5, 7)};
-    }
-}
-
-// The factors of block b, repeated in all lanes.
-template <class V>
-inline Factors<Factor<V>> factorsOf(const double* w, int32_t b) {
-    const One half = loadWhole<One>(w + (b & ~1));
-    const One t1 = loadWhole<One>(w + 2 * b);
-    const One t2 = b % 2 == 0 ? half : timesI(half);
-    const One twice = 2.0 * odds(t2, t2);
-    const One t3 = conjugate(t1) + negateReal(twice * swapParts(t1));
-    return {Factor<V>(repeat<V>(t1)), Factor<V>(repeat<V>(t2)), Factor<V>(repeat<V>(t3))};
+    return {shuffle<evenLanes, V>(low, high), shuffle<oddLanes, V>(low, high)};
 }
 
 // Consecutive elements of consecutive blocks, one lane per block: as many as fill a square of lanes.
@@ -193,7 +113,7 @@ void firstStage64f(int32_t n, double* a, const double* w) {
     if (n > 16) {
         firstStageBlocks<One>(a, w, 2);
     }
-    for (int32_t b = 4; 8 * b < n; b += kLanes) {
+    for (int32_t b = 4; 8 * b < n; b += kLanesOf<Wide>) {
         firstStageBlocks<Wide>(a, w, b);
     }
 }
@@ -201,7 +121,7 @@ void firstStage64f(int32_t n, double* a, const double* w) {
 // A radix-4 stage of stride l, in doubles, with n / (4 l) blocks: one butterfly per lane or pair of
 // lanes. l >= 8, n >= 8 l.
 void middleStage64f(int32_t n, int32_t l, double* a, const double* w) {
-    constexpr int32_t step = kLanes;
+    constexpr int32_t step = kLanesOf<Wide>;
     for (int32_t j = 0; j < l; j += step) {
         storeQuad(a + j, l, butterflyOne(loadQuad<Wide>(a + j, l)));
     }
@@ -212,7 +132,8 @@ void middleStage64f(int32_t n, int32_t l, double* a, const double* w) {
     const int32_t blocks = n / (4 * l);
     for (int32_t b = 2; b < blocks; ++b) {
         a += 4 * l;
-        const Factors<Factor<Wide>> t = factorsOf<Wide>(w, b);
+        const auto [t1, t2, t3] = twiddlesOf(w, b);
+        const Twiddles<Factor<Wide>> t{factorOf<Wide>(t1), factorOf<Wide>(t2), factorOf<Wide>(t3)};
         for (int32_t j = 0; j < l; j += step) {
             storeQuad(a + j, l, butterfly(loadQuad<Wide>(a + j, l), t));
         }
@@ -230,7 +151,7 @@ inline int32_t stagesBeforeLast(int32_t n, double* a, const double* w) {
 }
 
 // Two complex numbers for the real step: split where a register holds only one.
-using Two = std::conditional_t<kLanes == 2, SplitComplex<One>, Wide>;
+using Two = std::conditional_t<kLanesOf<Wide> == 2, SplitComplex<One>, Wide>;
 
 // The number at `a` or the two at a and a + step, where step is 2 or -2.
 template <class Z>
@@ -337,37 +258,6 @@ inline auto cosines(const double* c, int32_t step) {
     } else {
         return One{c[0], c[step]};
     }
-}
-
-template <class V>
-inline Factor<V> weight(V /*of*/, V re, V im) {
-    return {re, im};
-}
-
-template <class V>
-inline SplitComplex<V> weight(SplitComplex<V> /*of*/, V re, V im) {
-    return {re, im};
-}
-
-// The distance between the cosines of consecutive elements, 2 cosLen / (n/2), without the division.
-inline int32_t cosineStep(int32_t n, int32_t cosLen) {
-    return 4 * cosLen >> std::countr_zero(static_cast<uint32_t>(n));
-}
-
-// Bins and their mirror images, from the transform of the even samples plus i times the odd ones.
-template <class Z, class V>
-inline void separate(Z& near, Z& far, V wr, V wi) {
-    const Z y = weight(near, wr, wi) * (near - conjugate(far));
-    near = near - y;
-    far = far + conjugate(y);
-}
-
-// The reverse, conjugated.
-template <class Z, class V>
-inline void join(Z& near, Z& far, V wr, V wi) {
-    const Z y = weight(near, wr, -wi) * (near - conjugate(far));
-    near = conjugate(near) - conjugate(y);
-    far = conjugate(far) + y;
 }
 
 // Separates or joins the elements j = 2, 4, .. n/2 - 2 and their mirror images n - j.

@@ -9,14 +9,16 @@
 
 #include "frame/accessors.h"
 #include "frame/kernels.h"
+#include "frame/lanes.h"
 #include "frame/lifecycle.h"
 #include "frame/ring_line.h"
-#include "transform/packed_spectrum.h"
+#include "transform/complex_lanes.h"
 #include "transform/spectral_record.h"
 
 #include <algorithm>
 
 using namespace merlo;
+using complex::SplitComplex;
 
 namespace {
 
@@ -57,18 +59,47 @@ int32_t setUp(tdlms64fState* state, int32_t order, double mu, int32_t* fftTable,
     return set64f(1.0, state->powerAvg, bins);
 }
 
+// In pairs, as the transform reads them.
+void copyPairs(const double* from, double* to, int32_t n) {
+    int32_t i = 0;
+    for (; i + 2 <= n; i += 2) {
+        store(load<Pair>(from + i), to + i);
+    }
+    if (i < n) {
+        to[i] = from[i];
+    }
+}
+
 // Computes in frame the spectrum of the ring line, newest sample first; `newest` is its position.
 void ringSpectrum(const tdlms64fState* state, int32_t newest) {
     forEachRun(state->fftLen, state->fftLen, newest,
                [=](int32_t position, int32_t age, int32_t length) {
-                   copy64f(state->delayLine + position, state->frame + age, length);
+                   copyPairs(state->delayLine + position, state->frame + age, length);
                });
     toSpectrum(state, state->frame);
 }
 
 void linearSpectrum(const tdlms64fState* state) {
-    copy64f(state->delayLine, state->frame, state->fftLen);
+    copyPairs(state->delayLine, state->frame, state->fftLen);
     toSpectrum(state, state->frame);
+}
+
+// The loops over bins take two bins at a time: the transform of at most 32 points writes single numbers,
+// and a wider load would wait for two of its stores. Bins 0, 1 and fftLen / 2 are computed apart.
+
+// visit(k) for k = 2, 4, .., which stands for the bins k and k + 1.
+template <class Visit>
+void forEachTwoBins(const tdlms64fState* state, Visit visit) {
+    for (int32_t k = 2; k < state->bins - 1; k += 2) {
+        visit(k);
+    }
+}
+
+// The real parts of two complex bins, and the imaginary parts.
+SplitComplex<Pair> twoBins(const double* spectrum, int32_t k) {
+    const Pair first = loadWhole<Pair>(spectrum + 2 * k);
+    const Pair second = loadWhole<Pair>(spectrum + 2 * k + 2);
+    return {evens(first, second), odds(first, second)};
 }
 
 // The inner product of the two spectra. The complex bins count twice, for their mirror bins.
@@ -76,17 +107,36 @@ double output(const tdlms64fState* state) {
     const double* const c = state->coef;
     const double* const x = state->frame;
     double sum = 0.0;
-    for (int32_t k = 1; k < state->bins - 1; ++k) {
-        sum += 2 * (c[2 * k + 1] * x[2 * k + 1] + c[2 * k] * x[2 * k]);
+    if (state->bins > 2) {
+        sum += 2 * (c[3] * x[3] + c[2] * x[2]);
     }
+    forEachTwoBins(state, [&](int32_t k) {
+        const SplitComplex<Pair> ck = twoBins(c, k);
+        const SplitComplex<Pair> xk = twoBins(x, k);
+        const Pair terms = 2 * (ck.im * xk.im + ck.re * xk.re);
+        sum += terms[0];
+        sum += terms[1];
+    });
     sum += c[0] * x[0];
     sum += c[1] * x[1];
     return sum;
 }
 
 void smoothPowers(const tdlms64fState* state) {
-    powerSpecPacked64f(state->frame, state->powerInst, state->bins);
-    smooth64f(kPowerGain, state->powerInst, kPowerKeep, state->powerAvg, state->bins);
+    const double* const x = state->frame;
+    const auto smooth = [=]<class V>(int32_t k, V power) {
+        store(power, state->powerInst + k);
+        store(kPowerGain * power + kPowerKeep * load<V>(state->powerAvg + k), state->powerAvg + k);
+    };
+    smooth(0, x[0] * x[0]);
+    smooth(state->bins - 1, x[1] * x[1]);
+    if (state->bins > 2) {
+        smooth(1, x[2] * x[2] + x[3] * x[3]);
+    }
+    forEachTwoBins(state, [=](int32_t k) {
+        const SplitComplex<Pair> z = twoBins(x, k);
+        smooth(k, z.re * z.re + z.im * z.im);
+    });
 }
 
 // frame is the spectrum; returns the output, computed before the update.
@@ -95,17 +145,22 @@ double adapt(tdlms64fState* state, double d) {
     state->err = d - y;
     smoothPowers(state);
     const double g = state->err * state->mu;
-    double* __restrict const c = state->coef;
+    double* const c = state->coef;
     const double* const x = state->frame;
     const double* const power = state->powerAvg;
-    const int32_t last = state->bins - 1;
     c[0] += (g / (power[0] + kRegulariser)) * x[0];
-    c[1] += (g / (power[last] + kRegulariser)) * x[1];
-    for (int32_t k = 1; k < last; ++k) {
-        const double t = g / (power[k] + kRegulariser);
-        c[2 * k] += t * x[2 * k];
-        c[2 * k + 1] += t * x[2 * k + 1];
+    c[1] += (g / (power[state->bins - 1] + kRegulariser)) * x[1];
+    const auto move = [=](Pair step, int32_t slot) {
+        store(load<Pair>(c + slot) + step * load<Pair>(x + slot), c + slot);
+    };
+    if (state->bins > 2) {
+        move(all<Pair>(g / (power[1] + kRegulariser)), 2);
     }
+    forEachTwoBins(state, [=](int32_t k) {
+        const Pair steps = g / (load<Pair>(power + k) + kRegulariser);
+        move(evens(steps, steps), 2 * k);
+        move(odds(steps, steps), 2 * k + 2);
+    });
     return y;
 }
 
