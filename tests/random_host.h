@@ -52,8 +52,9 @@ class RandomHost {
     Shape anyShape() {
         Shape p = shapeOf<F>(static_cast<int32_t>(choices_.below(Api::maxOrder + 2)) + 1);
         p.order = p.order == Api::maxOrder + 2 ? INT32_MAX : std::max(p.order, F::smallest);
-        p.blockLen = choices_.oneIn(8) ? choices_.of({255, 256, 257, 511, 512, 513, 600, 100})
-                                       : static_cast<int32_t>(choices_.below(64)) + 1;
+        p.blockLen = choices_.oneIn(8)
+                         ? choices_.of({100, 200, 225, 255, 256, 257, 511, 512, 513, 600})
+                         : static_cast<int32_t>(choices_.below(64)) + 1;
         p.parts = choices_.oneIn(4) ? choices_.of({7, 8, 9, 12})
                                     : static_cast<int32_t>(choices_.below(5)) + 1;
         if constexpr (requires(State s) {
@@ -61,7 +62,7 @@ class RandomHost {
                           s.blockLen;
                       }) {
             p.blockLen += p.order + p.blockLen == 2; // there is no transform of length 1
-            p.parts = p.blockLen > 64 ? std::min(p.parts, 3) : p.parts;
+            p.parts = std::min(p.parts, 2400 / p.blockLen);
         }
         p.secLen = choices_.of({1, 2, 3, 7, 10, 33, Lent::longest});
         p.estLen = choices_.of({1, 2, 3, 5, 9, 11, 31, 32, 33, 40, Lent::longest});

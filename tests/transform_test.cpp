@@ -127,6 +127,38 @@ TEST(Tdlms, FollowsItsFormulas) {
     }
 }
 
+// The constraint works on several partitions at once where the transform is short and the taps are half of
+// it at most; partitions are left over. Lengths lie at the limits of that, and beside them.
+TEST(Pbfdaf, ConstrainsAnyNumberOfPartitions) {
+    for (const auto& [order, blockLen] : {std::pair(5, 4),
+                                          {8, 9},
+                                          {13, 12},
+                                          {16, 17},
+                                          {17, 16},
+                                          {32, 32},
+                                          {31, 90},
+                                          {32, 225},
+                                          {32, 226},
+                                          {3, 510},
+                                          {32, 1}}) {
+        for (int32_t partitions = 1; partitions <= 9; ++partitions) {
+            SCOPED_TRACE(testing::Message() << order << ' ' << blockLen << ' ' << partitions);
+            const Shape shape{order, blockLen, partitions};
+            Lent lent;
+            Record<Pbfdaf> record(shape);
+            Model<Pbfdaf> model(shape, lent);
+            Signal signal(7), again(7);
+            Trace actual, expected;
+            for (int block = 0; block < 3; ++block) {
+                Pbfdaf::operations()[0].library(&record.state, signal, actual, 0);
+                Pbfdaf::operations()[0].plain(&model.state, again, expected, 0);
+                model.compare(record.state);
+            }
+            EXPECT_TRUE(actual == expected);
+        }
+    }
+}
+
 // An impulse comes out as the response, whatever the parts do: join, overlap or leave gaps.
 TEST(Pbfdaf, PartsJoinOverlapAndLeaveGaps) {
     const struct {
@@ -223,6 +255,8 @@ TEST(PackedSpectrum, KeepsTheTwoRealBinsApart) {
     merlo::conjPackedIp64f(spec, 3);
     EXPECT_EQ(Values(spec, spec + 5), (Values{3, 5, 1, -2, 77}));
     EXPECT_EQ(Values(out, out + 4), Values(spec, spec + 4));
+    merlo::macConjPacked64f(spec, spec, out, 3); // 3 + 9, 5 + 25, (1 - 2i) + (1 - 2i) (1 + 2i)
+    EXPECT_EQ(Values(out, out + 5), (Values{12, 30, 6, -2, 66}));
     merlo::scaleCplxIp64f(2, spec, 2);
     EXPECT_EQ(Values(spec, spec + 5), (Values{6, 10, 2, -4, 77}));
     const double divisors[] = {1, 2, 3};
@@ -239,6 +273,7 @@ TEST(PackedSpectrum, RefusesNullArraysWithNothingTouched) {
         a[missing] = nullptr;
         EXPECT_EQ(merlo::mulPacked64f(a[0], a[1], a[2], 3), STS_NULL_PTR);
         EXPECT_EQ(merlo::macPacked64f(a[0], a[1], a[2], 3), STS_NULL_PTR);
+        EXPECT_EQ(merlo::macConjPacked64f(a[0], a[1], a[2], 3), STS_NULL_PTR);
         if (missing < 2) {
             EXPECT_EQ(merlo::powerSpecPacked64f(a[0], a[1], 3), STS_NULL_PTR);
             EXPECT_EQ(merlo::conjPacked64f(a[0], a[1], 3), STS_NULL_PTR);
