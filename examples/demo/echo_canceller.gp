@@ -11,9 +11,9 @@ set output dir."/echo_canceller.png"
 far = "#2f5d8a"; heard = "#9a9a9a"; clean = "#2e7d5b"; mark = "#c0562f"
 waves = dir."/echo_waveforms.dat"
 last = 0
-both = system("cut -d' ' -f1 ".dir."/stretches.txt") + 0
-nearalone = system("cut -d' ' -f2 ".dir."/stretches.txt") + 0
-faragain = system("cut -d' ' -f3 ".dir."/stretches.txt") + 0
+both = system("cut -d' ' -f1 ".dir."/intervals.txt") + 0
+nearalone = system("cut -d' ' -f2 ".dir."/intervals.txt") + 0
+faragain = system("cut -d' ' -f3 ".dir."/intervals.txt") + 0
 
 set border 3 linecolor "#666666"
 set tics nomirror out scale 0.5 textcolor "#333333"
