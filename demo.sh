@@ -17,12 +17,12 @@ steps=(build_examples tour noise_canceller noise_control echo_canceller voice_pr
     system_identification static_storage) # each a function below
 declare -A titles=(
     [build_examples]="Building in build/demo"
-    [tour]="Tour: every family on a job of its own"
+    [tour]="Tour: a typical job for each family"
     [noise_canceller]="Noise canceller: voice in fan noise, a second microphone at the fan"
     [noise_control]="Active noise control: fan noise in a duct, simulated, with two filters"
-    [echo_canceller]="Echo canceller: a loudspeaker and a microphone in a room, two people who speak"
-    [voice_predictor]="Voice predictor: the same voice, predicted forwards and backwards"
-    [system_identification]="System identification: five filters, one coloured input"
+    [echo_canceller]="Echo canceller: loudspeaker and microphone in one room, voices at both ends"
+    [voice_predictor]="Voice predictor: linear prediction of the same voice, forwards and backwards"
+    [system_identification]="System identification: five filters on the same coloured input"
     [static_storage]="Static storage: two filters without a heap"
 )
 
@@ -80,7 +80,8 @@ expect() {
 }
 
 draw() {
-    quietly "$build/gnuplot.log" gnuplot -e "dir='$out'" "$root/examples/demo/$1.gp"
+    quietly "$build/gnuplot.log" env GNUPLOT_LIB="$root/examples/demo" \
+        gnuplot -e "dir='$out'" "$1.gp"
     say "picture: demo-output/$1.png"
 }
 
@@ -88,7 +89,7 @@ tour() {
     "$bin/tour" --curves "$out/tour.dat" | tee "$out/tour.txt"
     local headers=("$root"/include/*64f.h) # one a family, and merlo64f.h
     [ "$(grep -c '^[a-z]*64f ' "$out/tour.txt")" -eq $((${#headers[@]} - 1)) ] ||
-        die "the tour leaves out a family"
+        die "the tour does not run every family"
     draw gallery
 }
 
@@ -134,7 +135,7 @@ system_identification() {
         die "least squares needs more than $most_samples samples"
 }
 
-static_storage() { "$bin/static_storage" || die "static storage: less than 40 dB"; }
+static_storage() { "$bin/static_storage" || die "static storage: the level falls by less than 40 dB"; }
 
 mkdir -p "$build" "$out"
 prepare_machine

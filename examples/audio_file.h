@@ -1,4 +1,4 @@
-// Mono audio files in blocks, for the example hosts. Every failure names the file.
+// Mono audio files, read and written in blocks. Error messages begin with the path.
 #ifndef MERLO64F_EXAMPLES_AUDIO_FILE_H
 #define MERLO64F_EXAMPLES_AUDIO_FILE_H
 
@@ -7,10 +7,9 @@
 #include <cmath>
 #include <cstring>
 #include <filesystem>
-#include <iterator>
+#include <map>
 #include <span>
 #include <string>
-#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -25,7 +24,16 @@ using host::fail;
 
 constexpr std::size_t kBlockFrames = 4096;
 
-// libsndfile on a descriptor opened here, since only the system call tells why a path is refused.
+inline SF_INFO monoInfo(int rate, int format) {
+    SF_INFO info{};
+    info.samplerate = rate;
+    info.channels = 1;
+    info.format = format;
+    return info;
+}
+
+// The file is opened here and passed to libsndfile as a descriptor, because only the system call
+// tells why a path cannot be opened.
 class SoundFile {
   public:
     SoundFile(const SoundFile&) = delete;
@@ -33,14 +41,14 @@ class SoundFile {
     ~SoundFile() { sf_close(file_); }
 
     const std::string& path() const { return path_; }
-    const SF_INFO& info() const { return info_; }
+    int format() const { return info_.format; }
     int rate() const { return info_.samplerate; } // Hz
     sf_count_t frames() const { return info_.frames; }
     double seconds() const { return static_cast<double>(frames()) / rate(); }
 
   protected:
-    SoundFile(std::string path, int openFlags, int mode, const SF_INFO& info)
-        : path_(std::move(path)), info_(info) {
+    SoundFile(const std::string& path, int openFlags, int mode, const SF_INFO& info)
+        : path_(path), info_(info) {
         const int descriptor = ::open(path_.c_str(), openFlags | O_CLOEXEC, 0666);
         if (descriptor < 0) {
             fail(path_, std::strerror(errno));
@@ -48,20 +56,18 @@ class SoundFile {
         file_ = sf_open_fd(descriptor, mode, &info_, SF_TRUE);
         if (!file_) {
             fail(path_, (mode == SFM_READ ? "cannot be read as audio: " : "cannot be written: ") +
-                            reason(nullptr));
+                            reason());
         }
     }
 
-    static std::string reason(SNDFILE* file) {
-        std::string text = sf_strerror(file);
-        while (text.ends_with('.') || text.ends_with('\n')) {
-            text.pop_back();
-        }
+    std::string reason() const {
+        std::string text = sf_strerror(file_);
+        text.erase(text.find_last_not_of(".\n") + 1);
         return text;
     }
 
     std::string path_;
-    SF_INFO info_{};
+    SF_INFO info_;
     SNDFILE* file_ = nullptr;
 };
 
@@ -73,11 +79,12 @@ class Reader : public SoundFile {
             fail(path_, "has " + std::to_string(info_.channels) + " channels, not one");
         }
         if (info_.frames < 1) {
-            fail(path_, "holds no samples");
+            fail(path_, "contains no samples");
         }
     }
 
-    // Fills `samples` as far as the file reaches, full scale at 1.0; an empty result ends the file.
+    // Reads the next samples, full scale 1.0, into `samples`. Returns the part that was filled,
+    // which is empty at the end of the file.
     std::span<double> read(std::span<double> samples) {
         const auto wanted = std::min<sf_count_t>(std::ssize(samples), info_.frames - position_);
         const sf_count_t got = sf_read_double(file_, samples.data(), wanted);
@@ -86,7 +93,7 @@ class Reader : public SoundFile {
                             " of " + std::to_string(info_.frames) + " samples");
         }
         const auto filled = samples.first(static_cast<std::size_t>(got));
-        // One such sample would stay in an adaptive filter's coefficients for good.
+        // One such sample would make all coefficients of an adaptive filter NaN.
         const auto bad = std::find_if_not(filled.begin(), filled.end(),
                                           [](double x) { return std::isfinite(x); });
         if (bad != filled.end()) {
@@ -99,13 +106,13 @@ class Reader : public SoundFile {
 
     void rewind() {
         if (sf_seek(file_, 0, SF_SEEK_SET) != 0) {
-            fail(path_, "cannot be read twice: " + reason(file_));
+            fail(path_, "cannot be read twice: " + reason());
         }
         position_ = 0;
     }
 
   private:
-    // A pipe has no length to check and no second pass.
+    // A pipe has no known length and cannot be read twice.
     static const std::string& checked(const std::string& path) {
         std::error_code ignored;
         const auto status = std::filesystem::status(path, ignored);
@@ -118,37 +125,31 @@ class Reader : public SoundFile {
     sf_count_t position_ = 0;
 };
 
-// The format of a new file: that of `model` where both names end alike, else the container that
-// the name asks for (the model's, if it asks for none) with the model's sample format. A container
-// that cannot hold those samples gets 24 bits, or 16.
+// The format for a new file: that of `model` if both names have the same extension. Otherwise the
+// container follows the extension, or is that of `model` if the extension is unknown, with the
+// sample format of `model`, or 24 bits, 16 bits or Vorbis, the first one that the container allows.
 inline int formatLike(const std::string& path, const Reader& model) {
-    static constexpr std::pair<std::string_view, int> kContainers[] = {
+    static const std::map<std::string, int> kContainers = {
         {".wav", SF_FORMAT_WAV},  {".flac", SF_FORMAT_FLAC}, {".aiff", SF_FORMAT_AIFF},
         {".aif", SF_FORMAT_AIFF}, {".au", SF_FORMAT_AU},     {".caf", SF_FORMAT_CAF},
         {".w64", SF_FORMAT_W64},  {".rf64", SF_FORMAT_RF64}, {".ogg", SF_FORMAT_OGG},
         {".oga", SF_FORMAT_OGG}};
-    const auto ending = [](const std::string& name) {
+    const auto extension = [](const std::string& name) {
         std::string text = std::filesystem::path(name).extension().string();
         std::transform(text.begin(), text.end(), text.begin(), [](char c) {
             return 'A' <= c && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
         });
         return text;
     };
-    if (ending(path) == ending(model.path())) {
-        return model.info().format;
+    if (extension(path) == extension(model.path())) {
+        return model.format();
     }
-    int container = model.info().format & SF_FORMAT_TYPEMASK;
-    for (const auto& [name, format] : kContainers) {
-        if (ending(path) == name) {
-            container = format;
-        }
-    }
-    const int samples = model.info().format & SF_FORMAT_SUBMASK;
+    const auto found = kContainers.find(extension(path));
+    const int container =
+        found != kContainers.end() ? found->second : model.format() & SF_FORMAT_TYPEMASK;
+    const int samples = model.format() & SF_FORMAT_SUBMASK;
     for (const int candidate : {samples, int{SF_FORMAT_PCM_24}, int{SF_FORMAT_PCM_16}}) {
-        SF_INFO info{};
-        info.samplerate = model.rate();
-        info.channels = 1;
-        info.format = container | candidate;
+        const SF_INFO info = monoInfo(model.rate(), container | candidate);
         if (sf_format_check(&info)) {
             return info.format;
         }
@@ -160,45 +161,36 @@ class Writer : public SoundFile {
   public:
     Writer(const std::string& path, int rate, int format)
         : SoundFile(path, O_RDWR | O_CREAT | O_TRUNC, SFM_WRITE, monoInfo(rate, format)) {
-        // Integer formats wrap at full scale unless told to clip.
+        // By default integer formats wrap around above full scale.
         sf_command(file_, SFC_SET_CLIPPING, nullptr, SF_TRUE);
-        // A float file's peak chunk bears the time of day: the same input would not give the same
-        // file.
+        // The peak chunk of a float file contains the time of day; without it the same input gives
+        // the same file.
         sf_command(file_, SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
     }
 
     void write(std::span<const double> samples) {
         if (sf_write_double(file_, samples.data(), std::ssize(samples)) != std::ssize(samples)) {
-            fail(path_, "cannot be written: " + reason(file_));
+            fail(path_, "cannot be written: " + reason());
         }
     }
 
-    // The last samples and the length in the header may be refused only here.
+    // Writes the last samples and the length in the header, which can fail.
     void close() {
         if (sf_close(std::exchange(file_, nullptr)) != 0) {
-            fail(path_, "cannot be written to its end");
+            fail(path_, "cannot be written completely");
         }
-    }
-
-  private:
-    static SF_INFO monoInfo(int rate, int format) {
-        SF_INFO info{};
-        info.samplerate = rate;
-        info.channels = 1;
-        info.format = format;
-        return info;
     }
 };
 
 inline void requireSameShape(const SoundFile& a, const SoundFile& b) {
-    if (a.rate() != b.rate()) {
-        fail(b.path(), "has " + std::to_string(b.rate()) + " Hz, but " + a.path() + " has " +
-                           std::to_string(a.rate()) + " Hz");
-    }
-    if (a.frames() != b.frames()) {
-        fail(b.path(), "has " + std::to_string(b.frames()) + " samples, but " + a.path() + " has " +
-                           std::to_string(a.frames()));
-    }
+    const auto requireEqual = [&](auto ofA, auto ofB, const std::string& unit) {
+        if (ofA != ofB) {
+            fail(b.path(), "has " + std::to_string(ofB) + unit + ", but " + a.path() + " has " +
+                               std::to_string(ofA) + unit);
+        }
+    };
+    requireEqual(a.rate(), b.rate(), " Hz");
+    requireEqual(a.frames(), b.frames(), " samples");
 }
 
 } // namespace audio

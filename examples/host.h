@@ -1,5 +1,4 @@
-// What the example hosts share: failures, a command line, tables, levels, noise, a progress bar.
-// Every failure is a Failure whose text is one line that names its object; runHost prints it.
+// Shared by the example hosts: errors, the command line, tables, levels, signals, progress.
 #ifndef MERLO64F_EXAMPLES_HOST_H
 #define MERLO64F_EXAMPLES_HOST_H
 
@@ -13,41 +12,48 @@
 #include <cstring>
 #include <exception>
 #include <filesystem>
+#include <fstream>
+#include <functional>
 #include <initializer_list>
-#include <optional>
 #include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <type_traits>
 #include <utility>
+#include <variant>
 #include <vector>
 
+#include <getopt.h>
 #include <unistd.h>
+
+#include <merlo64f.h>
 
 namespace host {
 
-struct Failure : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
+using Signal = std::vector<double>;
 
-struct UsageError : Failure {
-    using Failure::Failure;
-};
+// ---- errors ----------------------------------------------------------------------------------
 
+// The message is one line that begins with the name of the file or filter.
 [[noreturn]] inline void fail(const std::string& object, const std::string& what) {
-    throw Failure(object + ": " + what);
+    throw std::runtime_error(object + ": " + what);
 }
 
-// Exit codes: 0 done, 1 the job failed, 2 the command line is wrong.
+// status  result of an Init or InitStatic
+inline void require(int32_t status, const std::string& object) {
+    if (status != STS_OK) {
+        fail(object, status == STS_NO_MEMORY ? "not enough memory" : "cannot be set up");
+    }
+}
+
+// Exit codes: 0 done, 1 the job failed. commandLine() ends the program with 2 itself.
 template <class Body>
 int runHost(const char* program, Body body) {
     try {
         body();
         return 0;
-    } catch (const UsageError& e) {
-        std::fprintf(stderr, "%s: %s\n", program, e.what());
-        return 2;
     } catch (const std::exception& e) {
         std::fprintf(stderr, "%s: %s\n", program, e.what());
         return 1;
@@ -56,172 +62,162 @@ int runHost(const char* program, Body body) {
 
 // ---- command line ----------------------------------------------------------------------------
 
-// Files in their order, and options as `--name value` or `--name=value`. `--` ends the options.
-class Arguments {
-  public:
-    Arguments(int argc, char** argv, std::string usage,
-              std::initializer_list<std::string_view> known)
-        : usage_(std::move(usage)) {
-        bool optionsOver = false;
-        for (int i = 1; i < argc; ++i) {
-            std::string_view word = argv[i];
-            if (optionsOver || !word.starts_with("--")) {
-                files_.emplace_back(word);
-                continue;
-            }
-            if (word == "--") {
-                optionsOver = true;
-                continue;
-            }
-            if (word == "--help") {
-                std::puts(usageLine().c_str());
-                std::exit(0);
-            }
-            const std::string_view name = word.substr(0, word.find('='));
-            if (std::find(known.begin(), known.end(), name) == known.end()) {
-                throw UsageError("unknown option " + std::string(name) + "; " + usageLine());
-            }
-            if (name.size() < word.size()) {
-                options_.emplace_back(name, word.substr(name.size() + 1));
-            } else if (++i < argc) {
-                options_.emplace_back(name, argv[i]);
+// The shortest decimal number that reads back as the same value.
+inline std::string shortest(double value) {
+    char text[32];
+    return {text, std::to_chars(text, text + sizeof text, value).ptr};
+}
+
+// An option with a value. The target holds the default until commandLine() stores the value.
+struct Option {
+    const char *name, *what;
+    std::variant<int32_t*, double*, std::string*> target; // a string is the path of an output file
+    double least = 0.0, most = 0.0; // of a number: 0 < value, least <= value <= most
+
+    std::string range() const {
+        return target.index() == 0 ? "whole number from " + std::to_string(std::lround(least)) +
+                                         " to " + std::to_string(std::lround(most))
+               : target.index() == 1 ? "number above 0 and up to " + shortest(most)
+                                     : "path";
+    }
+    std::string preset() const {
+        return target.index() == 0   ? std::to_string(*std::get<0>(target))
+               : target.index() == 1 ? shortest(*std::get<1>(target))
+                                     : "no file";
+    }
+    // False for a value out of range.
+    bool store(std::string_view word) const {
+        const auto stored = [&](auto* value) {
+            if constexpr (std::is_same_v<decltype(value), std::string*>) {
+                *value = word;
+                return true;
             } else {
-                throw UsageError("option " + std::string(name) + " needs a value; " + usageLine());
+                const auto [end, error] = std::from_chars(word.begin(), word.end(), *value);
+                return error == std::errc{} && end == word.end() && *value > 0 && *value >= least &&
+                       *value <= most;
             }
-        }
+        };
+        return std::visit(stored, target);
     }
-
-    const std::vector<std::string>& files(std::size_t count) const {
-        if (files_.size() != count) {
-            throw UsageError(usageLine());
-        }
-        return files_;
-    }
-
-    // The last one given counts; an empty text stands for an option that is absent.
-    std::string text(std::string_view name) const {
-        for (auto it = options_.rbegin(); it != options_.rend(); ++it) {
-            if (it->first == name) {
-                return it->second;
-            }
-        }
-        return {};
-    }
-
-    // lowest <= result <= highest
-    int32_t integer(std::string_view name, int32_t preset, int32_t lowest, int32_t highest) const {
-        const auto value = parsed<int32_t>(name, preset);
-        if (!value || *value < lowest || *value > highest) {
-            throw UsageError(std::string(name) + " takes a whole number from " +
-                             std::to_string(lowest) + " to " + std::to_string(highest) + ", not '" +
-                             text(name) + "'");
-        }
-        return *value;
-    }
-
-    // 0 < result <= highest
-    double positive(std::string_view name, double preset, double highest) const {
-        const auto value = parsed<double>(name, preset);
-        if (!value || !(*value > 0.0 && *value <= highest)) {
-            char limit[32];
-            std::snprintf(limit, sizeof limit, "%g", highest);
-            throw UsageError(std::string(name) + " takes a number above 0 and up to " + limit +
-                             ", not '" + text(name) + "'");
-        }
-        return *value;
-    }
-
-  private:
-    std::string usageLine() const { return "usage: " + usage_; }
-
-    template <class T>
-    std::optional<T> parsed(std::string_view name, T preset) const {
-        const bool given = std::any_of(options_.begin(), options_.end(),
-                                       [&](const auto& option) { return option.first == name; });
-        if (!given) {
-            return preset;
-        }
-        const std::string word = text(name);
-        T value{};
-        const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), value);
-        if (error != std::errc{} || end != word.data() + word.size()) {
-            return std::nullopt;
-        }
-        return value;
-    }
-
-    std::string usage_;
-    std::vector<std::string> files_;
-    std::vector<std::pair<std::string, std::string>> options_;
 };
 
-// ---- files of results ------------------------------------------------------------------------
-
-// Opening a file to write empties it, so this comes first.
-inline void requireNotOneOf(const std::string& output, std::initializer_list<std::string> inputs) {
-    for (const std::string& input : inputs) {
-        std::error_code ignored;
-        if (output == input || std::filesystem::equivalent(output, input, ignored)) {
-            fail(output, "is in use already and would be overwritten");
+// Reads the options and returns the files, one for each of `operands`. Exits with 0 after --help
+// and with 2 after a mistake. Removes the directory from argv[0], with which every message begins.
+inline std::vector<std::string> commandLine(int argc, char** argv, const std::string& purpose,
+                                            const std::vector<std::string>& operands,
+                                            const std::vector<Option>& options) {
+    if (char* const slash = std::strrchr(argv[0], '/')) {
+        argv[0] = slash + 1;
+    }
+    const auto refuse = [&](const std::string& what) {
+        std::fprintf(stderr, "%s: %s\n", argv[0], what.c_str());
+        std::exit(2);
+    };
+    std::string usage = "usage: " + std::string(argv[0]) + " [OPTION]...";
+    for (const std::string& operand : operands) {
+        usage += " " + operand;
+    }
+    std::string help = usage + "\n" + purpose + "\n\n";
+    std::vector<option> table;
+    for (const Option& o : options) {
+        static constexpr const char* kPlaceholders[] = {" N", " X", " FILE"};
+        help += "  --" + std::string(o.name) + kPlaceholders[o.target.index()] + "\n        " +
+                o.what + " (" + o.range() + "; default: " + o.preset() + ")\n";
+        table.push_back({o.name, required_argument, nullptr, 0});
+    }
+    table.push_back({"help", no_argument, nullptr, 'h'});
+    table.push_back({});
+    for (int code, index = 0; (code = getopt_long(argc, argv, "", table.data(), &index)) != -1;) {
+        if (code == '?') { // getopt_long has printed the message
+            std::exit(2);
         }
+        if (code == 'h') {
+            std::printf("%s  --help\n        print this text\n", help.c_str());
+            std::exit(0);
+        }
+        const Option& o = options[static_cast<std::size_t>(index)];
+        if (!o.store(optarg)) {
+            refuse("--" + std::string(o.name) + " takes a " + o.range() + ", not '" + optarg + "'");
+        }
+    }
+    const std::vector<std::string> files(argv + optind, argv + argc);
+    if (files.size() != operands.size()) {
+        refuse("wrong number of files: " + std::to_string(files.size()) + "; " + usage);
+    }
+    return files;
+}
+
+// ---- output files ----------------------------------------------------------------------------
+
+// Opening an output empties it, so no output may be an input or another output. An empty path
+// stands for no file.
+inline void requireDistinct(std::vector<std::string> used,
+                            std::initializer_list<std::string> outputs) {
+    for (const std::string& output : outputs) {
+        for (const std::string& path : used) {
+            std::error_code ignored;
+            if (!output.empty() &&
+                (output == path || std::filesystem::equivalent(output, path, ignored))) {
+                fail(output, "is in use already and would be overwritten");
+            }
+        }
+        used.push_back(output);
     }
 }
 
-// Columns of numbers in a text file, a row a line.
-class Table {
-  public:
-    explicit Table(const std::string& path) : path_(path), file_(std::fopen(path.c_str(), "w")) {
-        if (!file_) {
-            fail(path_, std::strerror(errno));
-        }
+// Writes one row per line, with all digits. An empty path stands for no file.
+// heading  content and unit of the columns
+inline void saveTable(const std::string& path, const std::string& heading,
+                      const std::vector<Signal>& rows) {
+    if (path.empty()) {
+        return;
     }
-    Table(const Table&) = delete;
-    Table& operator=(const Table&) = delete;
-    ~Table() {
-        if (file_) {
-            std::fclose(file_);
-        }
+    std::ofstream file(path);
+    if (!file) {
+        fail(path, std::strerror(errno));
     }
+    if (!heading.empty()) {
+        file << "# " << heading << '\n';
+    }
+    for (const Signal& row : rows) {
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            file << (i > 0 ? " " : "") << shortest(row[i]);
+        }
+        file << '\n';
+    }
+    file.close();
+    if (!file) {
+        fail(path, "cannot be written completely");
+    }
+}
 
-    // A comment that says what the columns hold.
-    void heading(const char* text) { good_ = std::fprintf(file_, "# %s\n", text) > 0 && good_; }
-    // As many digits as it takes to read every bit of the values back.
-    void row(std::span<const double> values) {
-        char separator = 0;
-        for (const double value : values) {
-            char digits[32];
-            const auto end = std::to_chars(digits, digits + sizeof digits, value).ptr;
-            const int length = static_cast<int>(end - digits);
-            good_ = (separator == 0 || std::fputc(separator, file_) != EOF) &&
-                    std::fprintf(file_, "%.*s", length, digits) > 0 && good_;
-            separator = ' ';
-        }
-        good_ = std::fputc('\n', file_) != EOF && good_;
-    }
-    void close() {
-        if (std::fclose(std::exchange(file_, nullptr)) != 0 || !good_) {
-            fail(path_, "cannot be written to its end");
+// Rows for saveTable() from columns of equal length, preceded by the column (first + k) * spacing.
+inline std::vector<Signal> rowsOf(const std::vector<Signal>& columns, double first,
+                                  double spacing) {
+    std::vector<Signal> rows;
+    for (std::size_t k = 0; k < columns[0].size(); ++k) {
+        rows.push_back({(first + static_cast<double>(k)) * spacing});
+        for (const Signal& column : columns) {
+            rows.back().push_back(column[k]);
         }
     }
-
-  private:
-    std::string path_;
-    std::FILE* file_;
-    bool good_ = true;
-};
+    return rows;
+}
 
 inline void saveColumn(const std::string& path, std::span<const double> values) {
-    Table table(path);
-    for (const double& value : values) {
-        table.row({&value, 1});
+    std::vector<Signal> rows;
+    for (const double value : values) {
+        rows.push_back({value});
     }
-    table.close();
+    saveTable(path, "", rows);
 }
 
 // ---- signals ---------------------------------------------------------------------------------
 
-// The mean square below which a signal counts as silent: -200 dB re full scale.
+// A signal with less than this mean square, -200 dB re full scale, counts as silent.
 constexpr double kSilence = 1e-20;
+
+inline double decibels(double powerRatio) { return 10.0 * std::log10(powerRatio); }
 
 class MeanSquare {
   public:
@@ -229,12 +225,15 @@ class MeanSquare {
         for (const double x : samples) {
             sum_ += x * x;
         }
-        count_ += static_cast<double>(samples.size());
+        count_ += samples.size();
     }
-    double value() const { return count_ > 0.0 ? sum_ / count_ : 0.0; }
+    std::size_t count() const { return count_; } // samples
+    double value() const { return count_ > 0 ? sum_ / static_cast<double>(count_) : 0.0; }
+    double level() const { return decibels(std::max(value(), kSilence)); } // dB re full scale
 
   private:
-    double sum_ = 0.0, count_ = 0.0;
+    double sum_ = 0.0;
+    std::size_t count_ = 0;
 };
 
 inline double power(std::span<const double> samples) {
@@ -243,10 +242,30 @@ inline double power(std::span<const double> samples) {
     return mean.value();
 }
 
-inline double decibels(double powerRatio) { return 10.0 * std::log10(powerRatio); }
+// Power of a over that of b in dB.
+inline double ratio(std::span<const double> a, std::span<const double> b) {
+    return decibels(power(a) / power(b));
+}
 
-// White noise with the same samples on every machine: a 64-bit congruential generator whose high
-// bits are used, since its low ones have short periods. Uniform in -1 .. 1, so of power 1/3.
+inline Signal sum(Signal a, const Signal& b) {
+    addIp64f(b.data(), a.data(), static_cast<int32_t>(a.size()));
+    return a;
+}
+
+inline Signal difference(std::span<const double> a, std::span<const double> b) {
+    Signal result(a.size());
+    std::transform(a.begin(), a.end(), b.begin(), result.begin(), std::minus<>());
+    return result;
+}
+
+inline void scale(std::span<double> signal, double gain) {
+    for (double& x : signal) {
+        x *= gain;
+    }
+}
+
+// White noise, uniform in -1 .. 1, power 1/3, the same samples on every machine. A 64-bit linear
+// congruential generator; only the high bits are used because the low bits have short periods.
 class WhiteNoise {
   public:
     explicit WhiteNoise(std::uint64_t seed) : state_(seed) {}
@@ -261,10 +280,10 @@ class WhiteNoise {
 
 // ---- progress --------------------------------------------------------------------------------
 
-// On stderr, and only where someone watches a job of some length.
+// A progress bar on stderr, shown only on a terminal and for more than 10 s of signal.
 class ProgressBar {
   public:
-    // frames  to be advanced over in all; rate  in Hz
+    // frames  total number, more than 0; rate  in Hz
     ProgressBar(const char* label, std::int64_t frames, int rate)
         : label_(label), frames_(frames),
           shown_(frames > std::int64_t{10} * rate && ::isatty(STDERR_FILENO) != 0) {}
@@ -275,15 +294,12 @@ class ProgressBar {
     void advance(std::size_t frames) {
         done_ += static_cast<std::int64_t>(frames);
         const int percent = static_cast<int>(100 * done_ / frames_);
-        if (done_ >= frames_) {
+        if (percent >= 100) {
             clear();
+        } else if (shown_ && percent != std::exchange(percent_, percent)) {
+            std::fprintf(stderr, "\r%s [%-40.*s] %3d %%", label_, percent * 2 / 5,
+                         "########################################", percent);
         }
-        if (!shown_ || percent == percent_) {
-            return;
-        }
-        percent_ = percent;
-        static constexpr char kFull[] = "########################################";
-        std::fprintf(stderr, "\r%s [%-40.*s] %3d %%", label_, percent * 2 / 5, kFull, percent);
     }
 
   private:

@@ -1,15 +1,13 @@
-// Takes the noise out of a recording with the help of a second microphone.
+// Removes noise from a recording by means of a second microphone.
 //
-// The primary microphone hears a voice and, through an acoustic path that nobody has measured, a
-// noise; the reference microphone hears the noise alone. The filter learns the path: it forms from
-// the reference what the primary hears of the noise, and what is left of the primary, the error of
-// the filter, is the voice. Widrow et al. 1975, Adaptive noise cancelling: principles and
-// applications.
+// The primary microphone picks up a voice and, through an unknown acoustic path, a noise. The
+// reference microphone picks up the noise only. The filter identifies the path: its output is the
+// estimate of the noise in the primary signal, and its error, primary minus estimate, is the voice.
+// Widrow et al. 1975, Adaptive noise cancelling: principles and applications.
 //
-// For the filter the voice is the disturbance. A larger --step learns the path sooner and lets the
-// voice shake the coefficients more: what remains in the end is about step / 2 times the power of
-// the voice (-28 dB at 0.003) where both signals are white, and some dB more where their spectra
-// crowd into the same band.
+// To the filter the voice is a disturbance. A larger --step converges sooner but increases the
+// misadjustment: with white signals the residual noise is about step / 2 times the power of the
+// voice (-28 dB at 0.003), and some dB more if the two spectra share one band.
 #include <array>
 #include <cmath>
 #include <cstdio>
@@ -21,55 +19,38 @@
 
 namespace {
 
-constexpr char kUsage[] = "noise_canceller PRIMARY.wav REFERENCE.wav CLEANED.wav"
-                          " [--taps N] [--step S] [--save-taps FILE]";
+struct Settings {
+    int32_t taps = MAX_TAPS;
+    double step = 0.003;
+    std::string tapsPath;
+};
 
-constexpr double kDefaultStep = 0.003;
-
-void cancelNoise(const host::Arguments& arguments) {
-    const auto& files = arguments.files(3);
-    const int32_t taps = arguments.integer("--taps", MAX_TAPS, 1, MAX_TAPS);
-    const double step = arguments.positive("--step", kDefaultStep, 1.0);
-    const std::string tapsPath = arguments.text("--save-taps");
-
+void cancelNoise(const std::vector<std::string>& files, const Settings& settings) {
     audio::Reader primary(files[0]), reference(files[1]);
     audio::requireSameShape(primary, reference);
-    host::requireNotOneOf(files[2], {files[0], files[1]});
-    host::requireNotOneOf(tapsPath, {files[0], files[1], files[2]});
+    host::requireDistinct({files[0], files[1]}, {files[2], settings.tapsPath});
     audio::Writer cleaned(files[2], primary.rate(), audio::formatLike(files[2], primary));
 
-    // Once over the reference for its level, once over both to clean.
+    // The first pass measures the power of the reference, the second one cancels.
     host::ProgressBar progress("cleaning", 2 * primary.frames(), primary.rate());
     std::array<double, audio::kBlockFrames> primaryBlock, referenceBlock, cleanedBlock;
-
-    host::MeanSquare referencePower;
-    for (;;) {
-        const auto x = reference.read(referenceBlock);
-        if (x.empty()) {
-            break;
-        }
+    host::MeanSquare referencePower, primaryPower, cleanedPower;
+    for (auto x = reference.read(referenceBlock); !x.empty(); x = reference.read(referenceBlock)) {
         referencePower.add(x);
         progress.advance(x.size());
     }
     reference.rewind();
 
-    // In a silent reference there is nothing to learn from: the primary passes as it is.
     const double power = referencePower.value();
-    const double mu = power > host::kSilence ? step / (taps * power) : 0.0;
-
+    const double mu = power > host::kSilence ? settings.step / (settings.taps * power) : 0.0;
     std::array<double, MAX_TAPS> coefficients, delayLine;
     lms64fState filter;
-    if (lms64fInitStatic(&filter, taps, mu, coefficients.data(), delayLine.data()) != STS_OK) {
-        throw host::Failure("the filter cannot be set up");
-    }
+    host::require(
+        lms64fInitStatic(&filter, settings.taps, mu, coefficients.data(), delayLine.data()),
+        "lms64f");
 
-    host::MeanSquare primaryPower, cleanedPower;
-    for (;;) {
-        const auto d = primary.read(primaryBlock);
+    for (auto d = primary.read(primaryBlock); !d.empty(); d = primary.read(primaryBlock)) {
         const auto x = reference.read(referenceBlock);
-        if (d.empty()) {
-            break;
-        }
         const auto e = std::span(cleanedBlock).first(d.size());
         for (std::size_t n = 0; n < d.size(); ++n) {
             lms64fFilterUpdate(&filter, x[n], d[n]);
@@ -78,31 +59,37 @@ void cancelNoise(const host::Arguments& arguments) {
         primaryPower.add(d);
         cleanedPower.add(e);
         if (!std::isfinite(cleanedPower.value())) {
-            host::fail(files[0], "the filter diverged; take a smaller --step");
+            host::fail(files[0], "the filter diverged; use a smaller --step");
         }
         cleaned.write(e);
         progress.advance(d.size());
     }
     cleaned.close();
-    if (!tapsPath.empty()) {
-        host::saveColumn(tapsPath, std::span(coefficients).first(static_cast<std::size_t>(taps)));
+    if (!settings.tapsPath.empty()) {
+        const auto taps = static_cast<std::size_t>(settings.taps);
+        host::saveColumn(settings.tapsPath, std::span(coefficients).first(taps));
     }
 
-    std::printf("taps %d, %d Hz, %.2f s -> %s\n", taps, primary.rate(), primary.seconds(),
+    std::printf("%d taps, %d Hz, %.2f s -> %s\n", settings.taps, primary.rate(), primary.seconds(),
                 files[2].c_str());
     if (primaryPower.value() > 0.0 && cleanedPower.value() > 0.0) {
-        std::printf("power from primary to output: %+.1f dB\n",
+        std::printf("output power re primary power: %+.1f dB over the whole file\n",
                     host::decibels(cleanedPower.value() / primaryPower.value()));
     }
     if (mu == 0.0) {
-        std::printf("the reference is silent: nothing was taken out\n");
+        std::printf("the reference is silent: the output is the primary signal\n");
     }
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    return host::runHost("noise_canceller", [&] {
-        cancelNoise({argc, argv, kUsage, {"--taps", "--step", "--save-taps"}});
-    });
+    Settings s;
+    const auto files = host::commandLine(
+        argc, argv, "Removes noise from a recording by means of a second microphone.",
+        {"PRIMARY.wav", "REFERENCE.wav", "CLEANED.wav"},
+        {{"taps", "length of the filter in samples", &s.taps, 1, MAX_TAPS},
+         {"step", "step size mu times taps times power of the reference", &s.step, 0.0, 1.0},
+         {"save-taps", "output file for the final taps, one per line", &s.tapsPath}});
+    return host::runHost(argv[0], [&] { cancelNoise(files, s); });
 }

@@ -1,25 +1,26 @@
-// Simulates the active control of fan noise in a duct, with one loudspeaker.
+// Simulates active control of fan noise in a duct with one loudspeaker.
 //
 //     fan --> reference microphone ----- primary path ------> error microphone
 //                      |                                           ^
 //                      +--> adaptive filter --> loudspeaker -------+ secondary path
 //
-// What the loudspeaker sends arrives through the secondary path, whose delay an adaptive filter has
-// to know. So the path is identified first, with the fan at rest and white noise on the loudspeaker;
-// then the filtered-x LMS filter and the adjoint LMS filter each control the same noise. Burgess
-// 1981, Active adaptive sound control in a duct: a computer simulation; Wan 1996, Adjoint LMS: an
-// efficient alternative to the filtered-x LMS and multiple error LMS algorithms.
+// The adaptive filter needs an estimate of the secondary path, above all of its delay. So this path
+// is identified first, with the fan off and white noise from the loudspeaker. Then the filtered-x
+// LMS filter and the adjoint LMS filter each control the same noise. Burgess 1981, Active adaptive
+// sound control in a duct: a computer simulation; Wan 1996, Adjoint LMS: an efficient alternative
+// to the filtered-x LMS and multiple error LMS algorithms.
 //
-// The loudspeaker is taken not to be heard at the reference microphone. Signals are sound pressures
-// in Pa; in one sample sound travels 86 mm.
+// There is no acoustic feedback from the loudspeaker to the reference microphone. Signals are sound
+// pressures in Pa; sound travels 86 mm per sample.
 //
-// --step is a fraction of 2 / (taps + length of the estimate), the step size that white noise and a
-// perfect estimate might just bear. Tones bear less: here the adjoint filter diverges near 0.28 and
-// the filtered-x filter near 0.4. A larger step learns the broadband noise sooner and shakes the
-// coefficients more, which the tones show first.
+// --step is relative to 2 / (taps + length of the estimate), the stability limit for white noise
+// and a perfect estimate. The limit for tones is lower: here the adjoint filter diverges near 0.28
+// and the filtered-x filter near 0.4. A larger step reduces the broadband noise sooner but
+// increases the misadjustment, mainly in the tones.
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <complex>
 #include <cstdio>
 #include <numbers>
 #include <span>
@@ -35,18 +36,15 @@
 
 namespace {
 
-using Signal = std::vector<double>;
+using host::Signal;
 
-constexpr char kUsage[] = "noise_control [--step S] [--seconds N] [--levels FILE] [--spectra FILE]";
-
-constexpr int32_t kRate = 4000;              // Hz
-constexpr std::size_t kStart = kRate;        // samples before control begins
-constexpr std::size_t kStretch = kRate / 10; // samples, for a level against time
-constexpr int32_t kTaps = MAX_TAPS;          // of the control filter
-constexpr int32_t kEstimateTaps = 24;        // of what is known of the secondary path
-constexpr double kStepBound = 2.0 / (kTaps + kEstimateTaps);
-constexpr std::size_t kSegment = 512;       // samples, for a spectrum
-constexpr double kReferencePressure = 2e-5; // Pa, 0 dB of sound pressure level
+constexpr int32_t kRate = 4000;               // Hz
+constexpr std::size_t kStart = kRate;         // samples before control begins
+constexpr std::size_t kInterval = kRate / 10; // samples per level
+constexpr int32_t kTaps = MAX_TAPS;           // of the control filter
+constexpr int32_t kEstimateTaps = 24;         // of the estimate of the secondary path
+constexpr std::size_t kSegment = 512;         // samples per spectrum
+constexpr double kReferencePressure = 2e-5;   // Pa, 0 dB of sound pressure level
 
 double soundPressureLevel(double power) {
     return host::decibels(power / (kReferencePressure * kReferencePressure));
@@ -56,8 +54,8 @@ double soundPressureLevel(double power) {
 
 using Path = std::array<double, MAX_TAPS>;
 
-// A flight of `delay` samples, then a resonance of the duct that dies away with the time constant
-// `decay`, in samples; frequency in Hz.
+// A resonance that begins after a delay.
+// delay  samples; decay  time constant in samples; frequency  Hz
 Path acousticPath(std::size_t delay, double gain, double decay, double frequency) {
     Path path{};
     for (std::size_t k = delay; k < path.size(); ++k) {
@@ -68,7 +66,7 @@ Path acousticPath(std::size_t delay, double gain, double decay, double frequency
     return path;
 }
 
-// The blade-passing frequency wanders by 2 Hz around 140 Hz; its harmonics go with it.
+// Blade tones: 140 Hz, modulated by +-2 Hz with a period of 7 s, and three harmonics.
 Signal bladeTones(std::size_t length) {
     constexpr std::array kAmplitudes = {2.0, 1.1, 0.7, 0.4}; // Pa
     Signal tones(length);
@@ -84,14 +82,13 @@ Signal bladeTones(std::size_t length) {
     return tones;
 }
 
-// Falls towards high frequencies, by 9.5 dB up to half the sampling rate.
+// White noise through a pole at 0.5: the spectrum falls by 9.5 dB up to half the sampling rate.
 Signal broadbandNoise(std::size_t length, double amplitude, std::uint64_t seed) {
     host::WhiteNoise white(seed);
     Signal noise(length);
     double last = 0.0;
     for (double& x : noise) {
-        last = amplitude * white.next() + 0.5 * last;
-        x = last;
+        x = last = amplitude * white.next() + 0.5 * last;
     }
     return noise;
 }
@@ -102,28 +99,24 @@ struct Duct {
     Signal tonesAtError, disturbance; // at the error microphone, without control
 };
 
-Signal sum(Signal a, const Signal& b) {
-    addIp64f(b.data(), a.data(), static_cast<int32_t>(a.size()));
-    return a;
-}
-
-// The error microphone stands 1.2 m from the reference and 0.5 m from the loudspeaker: the filter
-// has eight samples to spare. The turbulence at each microphone is not heard at the other.
+// The error microphone is 1.2 m from the reference microphone and 0.5 m from the loudspeaker, so
+// the primary path is eight samples longer than the secondary path. The turbulence noise of each
+// microphone reaches that microphone only.
 Duct makeDuct(std::size_t length) {
     const Path primary = acousticPath(14, 0.8, 5.0, 300.0);
     Duct duct;
     duct.secondary = acousticPath(6, 0.6, 4.0, 500.0);
     duct.tones = bladeTones(length);
-    const Signal fan = sum(duct.tones, broadbandNoise(length, 0.7, 1));
-    duct.reference = sum(fan, broadbandNoise(length, 0.03, 2));
+    const Signal fan = host::sum(duct.tones, broadbandNoise(length, 0.7, 1));
+    duct.reference = host::sum(fan, broadbandNoise(length, 0.03, 2));
     duct.tonesAtError = host::through(primary, duct.tones);
-    duct.disturbance = sum(host::through(primary, fan), broadbandNoise(length, 0.02, 3));
+    duct.disturbance = host::sum(host::through(primary, fan), broadbandNoise(length, 0.02, 3));
     return duct;
 }
 
 // ---- identification --------------------------------------------------------------------------
 
-// What is learned of the path in three seconds of white noise, 10 dB above other noise.
+// Estimates a path from 3 s of white noise, 10 dB above other noise at the error microphone.
 Signal identify(const Path& path) {
     host::WhiteNoise white(4), other(5);
     Signal probe(3 * kRate);
@@ -134,9 +127,8 @@ Signal identify(const Path& path) {
     Signal estimate(kEstimateTaps), delayLine(kEstimateTaps);
     const double mu = 0.1 / (kEstimateTaps * host::power(probe));
     lms64fState filter;
-    if (lms64fInitStatic(&filter, kEstimateTaps, mu, estimate.data(), delayLine.data()) != STS_OK) {
-        throw host::Failure("the identification cannot be set up");
-    }
+    host::require(lms64fInitStatic(&filter, kEstimateTaps, mu, estimate.data(), delayLine.data()),
+                  "lms64f");
     for (std::size_t n = 0; n < probe.size(); ++n) {
         lms64fFilterUpdate(&filter, probe[n], heard[n] + otherGain * other.next());
     }
@@ -145,94 +137,63 @@ Signal identify(const Path& path) {
 
 double energy(std::span<const double> x) { return host::power(x) * static_cast<double>(x.size()); }
 
-// Energy of the error over that of the path.
-double relativeError(const Path& path, std::span<const double> estimate) {
-    Path error = path;
-    for (std::size_t k = 0; k < estimate.size(); ++k) {
-        error[k] -= estimate[k];
-    }
-    return energy(error) / energy(path);
-}
-
 // ---- control ---------------------------------------------------------------------------------
 
-struct FilteredX {
-    using State = fxlms64fState;
-    static constexpr char kName[] = "fxlms64f";
-    static constexpr auto init = fxlms64fInit;
-    static constexpr auto free = fxlms64fFree;
-    static constexpr auto filterUpdate = fxlms64fFilterUpdate;
-    static constexpr auto filterOnly = fxlms64fFilterOnly;
-    static constexpr auto setCoef = fxlms64fSetCoef;
-    // The step is normalised by the power of the filtered reference.
-    static double stepScale(std::span<const double>) { return 1.0; }
-};
-
-struct Adjoint {
-    using State = adjlms64fState;
-    static constexpr char kName[] = "adjlms64f";
-    static constexpr auto init = adjlms64fInit;
-    static constexpr auto free = adjlms64fFree;
-    static constexpr auto filterUpdate = adjlms64fFilterUpdate;
-    static constexpr auto filterOnly = adjlms64fFilterOnly;
-    static constexpr auto setCoef = adjlms64fSetCoef;
-    // The step is normalised by the power of the reference as it is: the path's gain is left.
-    static double stepScale(std::span<const double> estimate) { return 1.0 / energy(estimate); }
-};
-
-template <class Family>
+template <class State, auto kInit, auto kFree, auto kFilterUpdate, auto kFilterOnly, auto kSetCoef>
 class Controller {
   public:
-    Controller(const Path& path, const Signal& estimate, double mu) {
-        if (Family::init(&state_, kTaps, mu, path.data(), static_cast<int32_t>(path.size()),
-                         estimate.data(), static_cast<int32_t>(estimate.size())) != STS_OK) {
-            host::fail(Family::kName, "cannot be set up");
-        }
+    Controller(const std::string& name, const Path& path, const Signal& estimate, double mu) {
+        host::require(kInit(&state_, kTaps, mu, path.data(), static_cast<int32_t>(path.size()),
+                            estimate.data(), static_cast<int32_t>(estimate.size())),
+                      name);
     }
     Controller(const Controller&) = delete;
     Controller& operator=(const Controller&) = delete;
-    ~Controller() { Family::free(&state_); }
+    ~Controller() { kFree(&state_); }
 
     double residual(double x, double d) {
-        Family::filterUpdate(&state_, x, d);
+        kFilterUpdate(&state_, x, d);
         return state_.err;
     }
-    // Without learning, with the coefficients that `other` has at this moment: what `other` does to
-    // this part of its signals.
+    // Residual of one component of the signals under the present coefficients of `other`.
     double residualOf(double x, double d, const Controller& other) {
-        Family::setCoef(&state_, other.state_.coef, 0, kTaps, 0);
-        return d + Family::filterOnly(&state_, x);
+        kSetCoef(&state_, other.state_.coef, 0, kTaps, 0);
+        return d + kFilterOnly(&state_, x);
     }
 
   private:
-    typename Family::State state_;
+    State state_;
 };
+
+using FilteredX = Controller<fxlms64fState, fxlms64fInit, fxlms64fFree, fxlms64fFilterUpdate,
+                             fxlms64fFilterOnly, fxlms64fSetCoef>;
+using Adjoint = Controller<adjlms64fState, adjlms64fInit, adjlms64fFree, adjlms64fFilterUpdate,
+                           adjlms64fFilterOnly, adjlms64fSetCoef>;
 
 struct Control {
-    const char* name;
+    std::string name;
     double mu;
-    Signal residual, tones; // at the error microphone: all of it, and what is left of the tones
+    Signal residual, tones; // at the error microphone: the whole residual, and its tones
 };
 
-template <class Family>
-Control control(const Duct& duct, const Signal& estimate, double step) {
-    constexpr double kDiverged = 100.0; // times the power of the disturbance
+// step  value of --step, for the error message
+template <class Filter>
+Control control(const std::string& name, const Duct& duct, const Signal& estimate, double mu,
+                double step) {
+    constexpr double kDiverged = 100.0; // residual power re power of the disturbance
 
-    const double mu = step * kStepBound * Family::stepScale(estimate);
-    Controller<Family> all(duct.secondary, estimate, mu), tonesAlone(duct.secondary, estimate, mu);
-    Control result{Family::kName, mu, duct.disturbance, duct.tonesAtError};
+    Filter whole(name, duct.secondary, estimate, mu), tones(name, duct.secondary, estimate, mu);
+    Control result{name, mu, duct.disturbance, duct.tonesAtError};
     const double disturbance = host::power(duct.disturbance);
     for (std::size_t n = kStart; n < duct.reference.size(); ++n) {
-        result.tones[n] = tonesAlone.residualOf(duct.tones[n], duct.tonesAtError[n], all);
-        result.residual[n] = all.residual(duct.reference[n], duct.disturbance[n]);
-        if ((n + 1) % kStretch == 0) {
-            const auto stretch = std::span(result.residual).subspan(n + 1 - kStretch, kStretch);
-            if (!(host::power(stretch) < kDiverged * disturbance)) {
-                char message[120];
-                std::snprintf(message, sizeof message,
-                              "diverged within %.1f s; take a smaller --step than %g",
-                              static_cast<double>(n + 1 - kStart) / kRate, step);
-                host::fail(Family::kName, message);
+        result.tones[n] = tones.residualOf(duct.tones[n], duct.tonesAtError[n], whole);
+        result.residual[n] = whole.residual(duct.reference[n], duct.disturbance[n]);
+        if ((n + 1) % kInterval == 0) {
+            const auto interval = std::span(result.residual).subspan(n + 1 - kInterval, kInterval);
+            if (!(host::power(interval) < kDiverged * disturbance)) {
+                const double seconds = static_cast<double>(n + 1 - kStart) / kRate;
+                host::fail(name, "diverged within " + host::shortest(seconds) +
+                                     " s; use a smaller --step than " + host::shortest(step));
             }
         }
     }
@@ -241,52 +202,37 @@ Control control(const Duct& duct, const Signal& estimate, double step) {
 
 // ---- report ----------------------------------------------------------------------------------
 
-Signal difference(Signal a, std::span<const double> b) {
-    for (std::size_t n = 0; n < a.size(); ++n) {
-        a[n] -= b[n];
-    }
-    return a;
-}
-
-double attenuation(std::span<const double> before, std::span<const double> after,
-                   std::size_t last) {
-    return host::decibels(host::power(before.last(last)) / host::power(after.last(last)));
-}
-
 Signal levels(std::span<const double> signal) {
     Signal result;
-    for (; signal.size() >= kStretch; signal = signal.subspan(kStretch)) {
-        result.push_back(soundPressureLevel(host::power(signal.first(kStretch))));
+    for (; signal.size() >= kInterval; signal = signal.subspan(kInterval)) {
+        result.push_back(soundPressureLevel(host::power(signal.first(kInterval))));
     }
     return result;
 }
 
-// Level in every bin of the discrete Fourier transform between 0 Hz and half the sampling rate; the
-// powers of the bins add up to that of the signal. Averaged over half-overlapping segments under a
-// Hann window.
+// Levels of the bins of the discrete Fourier transform between 0 Hz and half the sampling rate, by
+// the mean over half-overlapping segments under a Hann window, scaled so that the sum of the bin
+// powers is the power of the signal.
 Signal spectrum(std::span<const double> signal) {
-    static const auto cosine = [] {
-        std::array<double, kSegment> table{};
-        for (std::size_t n = 0; n < kSegment; ++n) {
-            table[n] = std::cos(2.0 * std::numbers::pi * static_cast<double>(n) / kSegment);
-        }
-        return table;
-    }();
+    std::array<std::complex<double>, kSegment> turn;
+    for (std::size_t n = 0; n < kSegment; ++n) {
+        turn[n] = std::polar(1.0, 2.0 * std::numbers::pi * static_cast<double>(n) / kSegment);
+    }
     Signal bins(kSegment / 2 - 1);
     double windows = 0.0;
     for (; signal.size() >= kSegment; signal = signal.subspan(kSegment / 2)) {
         std::array<double, kSegment> windowed;
         for (std::size_t n = 0; n < kSegment; ++n) {
-            windowed[n] = signal[n] * (1.0 - cosine[n]);
-            windows += std::pow(1.0 - cosine[n], 2);
+            const double window = 1.0 - turn[n].real();
+            windowed[n] = signal[n] * window;
+            windows += window * window;
         }
         for (std::size_t bin = 1; bin <= bins.size(); ++bin) {
-            double real = 0.0, imaginary = 0.0;
+            std::complex<double> sum;
             for (std::size_t n = 0; n < kSegment; ++n) {
-                real += windowed[n] * cosine[n * bin % kSegment];
-                imaginary += windowed[n] * cosine[(n * bin + kSegment / 4) % kSegment];
+                sum += windowed[n] * turn[n * bin % kSegment];
             }
-            bins[bin - 1] += real * real + imaginary * imaginary;
+            bins[bin - 1] += std::norm(sum);
         }
     }
     for (double& power : bins) {
@@ -295,76 +241,71 @@ Signal spectrum(std::span<const double> signal) {
     return bins;
 }
 
-// The columns behind one of (first + row) * spacing.
-void save(const std::string& path, const char* heading, double first, double spacing,
-          std::span<const Signal> columns) {
-    host::Table table(path);
-    table.heading(heading);
-    for (std::size_t n = 0; n < columns.front().size(); ++n) {
-        Signal row{(first + static_cast<double>(n)) * spacing};
-        for (const Signal& column : columns) {
-            row.push_back(column[n]);
-        }
-        table.row(row);
-    }
-    table.close();
-}
+struct Settings {
+    double step = 0.05;
+    int32_t seconds = 20;
+    std::string levelsPath, spectraPath;
+};
 
-void controlNoise(const host::Arguments& arguments) {
-    arguments.files(0);
-    const double step = arguments.positive("--step", 0.05, 10.0);
-    const int32_t seconds = arguments.integer("--seconds", 20, 2, 600);
-    const std::string levelsPath = arguments.text("--levels");
-    const std::string spectraPath = arguments.text("--spectra");
-    if (!spectraPath.empty()) {
-        host::requireNotOneOf(spectraPath, {levelsPath});
-    }
-
-    const Duct duct = makeDuct(static_cast<std::size_t>(seconds * kRate));
+void controlNoise(const Settings& settings) {
+    host::requireDistinct({}, {settings.levelsPath, settings.spectraPath});
+    const Duct duct = makeDuct(static_cast<std::size_t>(settings.seconds * kRate));
     const Signal estimate = identify(duct.secondary);
-    std::printf(
-        "%d s at %d Hz, %d taps; without control %.1f dB re 20 uPa at the error microphone\n",
-        seconds, kRate, kTaps, soundPressureLevel(host::power(duct.disturbance)));
-    std::printf("estimate of the secondary path: %zu taps, relative error %.1f dB\n",
-                estimate.size(), host::decibels(relativeError(duct.secondary, estimate)));
+    Signal padded = estimate;
+    padded.resize(duct.secondary.size());
+    std::printf("%d s at %d Hz, %d taps; without control %.1f dB re 20 uPa at the error "
+                "microphone\n",
+                settings.seconds, kRate, kTaps, soundPressureLevel(host::power(duct.disturbance)));
+    std::printf("estimate of the secondary path: %d taps, relative error %.1f dB\n", kEstimateTaps,
+                host::ratio(host::difference(duct.secondary, padded), duct.secondary));
 
-    const std::array controls = {control<FilteredX>(duct, estimate, step),
-                                 control<Adjoint>(duct, estimate, step)};
+    // fxlms64f divides mu by the power of the filtered reference, adjlms64f by that of the
+    // reference, so its mu is divided by the gain of the path as well.
+    const double mu = settings.step * 2.0 / (kTaps + kEstimateTaps);
+    const std::array controls = {
+        control<FilteredX>("fxlms64f", duct, estimate, mu, settings.step),
+        control<Adjoint>("adjlms64f", duct, estimate, mu / energy(estimate), settings.step)};
 
     const std::size_t last = duct.disturbance.size() / 4;
-    std::printf("attenuation over the last %g s at --step %g, in dB:\n",
-                static_cast<double>(last) / kRate, step);
-    std::printf("                   mu   overall     tones  broadband\n");
+    const auto attenuation = [&](std::span<const double> before, std::span<const double> after) {
+        return host::ratio(before.last(last), after.last(last));
+    };
+    std::printf("attenuation over the last %g s at --step %g:\n", static_cast<double>(last) / kRate,
+                settings.step);
+    std::printf("%-10s %10s %13s %11s %15s\n", "family", "mu", "overall (dB)", "tones (dB)",
+                "broadband (dB)");
     for (const Control& c : controls) {
-        std::printf("%-10s %10.3g %9.1f %9.1f %10.1f\n", c.name, c.mu,
-                    attenuation(duct.disturbance, c.residual, last),
-                    attenuation(duct.tonesAtError, c.tones, last),
-                    attenuation(difference(duct.disturbance, duct.tonesAtError),
-                                difference(c.residual, c.tones), last));
+        std::printf("%-10s %10.3g %13.1f %11.1f %15.1f\n", c.name.c_str(), c.mu,
+                    attenuation(duct.disturbance, c.residual),
+                    attenuation(duct.tonesAtError, c.tones),
+                    attenuation(host::difference(duct.disturbance, duct.tonesAtError),
+                                host::difference(c.residual, c.tones)));
     }
 
-    const std::array heard = {std::span(duct.disturbance), std::span(controls[0].residual),
-                              std::span(controls[1].residual)};
-    std::array<Signal, heard.size()> columns;
-    if (!levelsPath.empty()) {
-        std::transform(heard.begin(), heard.end(), columns.begin(), levels);
-        constexpr double kSpacing = static_cast<double>(kStretch) / kRate;
-        save(levelsPath, "time (s); level (dB re 20 uPa): no control, fxlms64f, adjlms64f", 0.5,
-             kSpacing, columns);
-    }
-    if (!spectraPath.empty()) {
-        std::transform(heard.begin(), heard.end(), columns.begin(),
-                       [&](const auto& signal) { return spectrum(signal.last(last)); });
-        constexpr double kSpacing = static_cast<double>(kRate) / kSegment;
-        save(spectraPath, "frequency (Hz); level (dB re 20 uPa): no control, fxlms64f, adjlms64f",
-             1.0, kSpacing, columns);
-    }
+    const std::array<std::span<const double>, 3> signals = {duct.disturbance, controls[0].residual,
+                                                            controls[1].residual};
+    std::vector<Signal> columns(signals.size());
+    std::transform(signals.begin(), signals.end(), columns.begin(), levels);
+    host::saveTable(settings.levelsPath,
+                    "time (s); level (dB re 20 uPa): no control, fxlms64f, adjlms64f",
+                    host::rowsOf(columns, 0.5, static_cast<double>(kInterval) / kRate));
+    std::transform(signals.begin(), signals.end(), columns.begin(),
+                   [&](const auto& signal) { return spectrum(signal.last(last)); });
+    host::saveTable(settings.spectraPath,
+                    "frequency (Hz); level (dB re 20 uPa): no control, fxlms64f, adjlms64f",
+                    host::rowsOf(columns, 1.0, static_cast<double>(kRate) / kSegment));
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    return host::runHost("noise_control", [&] {
-        controlNoise({argc, argv, kUsage, {"--step", "--seconds", "--levels", "--spectra"}});
-    });
+    Settings s;
+    host::commandLine(
+        argc, argv, "Simulates active control of fan noise in a duct.", {},
+        {{"step", "step size relative to the stability limit for white noise", &s.step, 0.0, 10.0},
+         {"seconds", "length of the simulation in s", &s.seconds, 2, 600},
+         {"levels", "output file for levels in dB every 0.1 s", &s.levelsPath},
+         {"spectra", "output file for spectra of the last quarter, in dB per 7.8 Hz",
+          &s.spectraPath}});
+    return host::runHost(argv[0], [&] { controlNoise(s); });
 }

@@ -1,9 +1,10 @@
-/* Two filters without a heap: every record, buffer and table lies in static storage, at lengths that
- * the headers give as constant expressions.
+/* Two filters without a heap: all records, buffers and tables have static storage duration. Their
+ * lengths are constant expressions from the headers.
  *
- * A loudspeaker plays; a microphone hears its echo from a room, the tone of a fan and a noise of its
- * own. pbfdaf64f takes the echo out. nlms64f predicts each sample of the rest from those before it,
- * and what can be predicted is the tone: its error is the clean signal. */
+ * A loudspeaker plays white noise. A microphone picks up its echo from a room, the tone of a fan
+ * and white noise. pbfdaf64f removes the echo. nlms64f predicts each sample of the remainder from
+ * the samples before it; only the tone is predictable, so the prediction error is the cleaned
+ * signal. */
 #include <math.h>
 #include <stdio.h>
 
@@ -14,8 +15,8 @@
 enum {
     RATE = 8000, /* Hz */
     BLOCK = 32,  /* samples */
-    PARTS = 8,   /* of the echo: 32 ms */
-    TAPS = 32,   /* of the line enhancer */
+    PARTS = 8,   /* partitions of the canceller: 32 ms */
+    TAPS = 32,   /* of the predictor */
     ROOM = BLOCK * PARTS,
     BLOCKS = 20 * RATE / BLOCK
 };
@@ -26,14 +27,14 @@ static double cancellerWork[PBFDAF64F_WORK_LEN(BLOCK, BLOCK, PARTS)];
 static int32_t fftTable[FFT_TABLE_LEN(PBFDAF64F_FFT_LEN(BLOCK, BLOCK))];
 static double fftTwiddles[FFT_TWIDDLES_LEN(PBFDAF64F_FFT_LEN(BLOCK, BLOCK))];
 
-static nlms64fState enhancer;
-static double enhancerCoef[NLMS64F_COEF_LEN(TAPS)];
-static double enhancerDelay[NLMS64F_DELAY_LEN(TAPS)];
+static nlms64fState predictor;
+static double predictorCoef[NLMS64F_COEF_LEN(TAPS)];
+static double predictorDelay[NLMS64F_DELAY_LEN(TAPS)];
 
-static double room[ROOM]; /* response, the direct sound first */
-static double air[ROOM];  /* what the loudspeaker has played, newest first */
+static double room[ROOM];    /* impulse response */
+static double history[ROOM]; /* samples that the loudspeaker has played, newest first */
 
-static double whiteNoise(void) { /* -1 .. 1 */
+static double whiteNoise(void) { /* uniform in -1 .. 1 */
     static uint32_t state = 1;
     state = state * 1664525u + 1013904223u;
     return (double)state / 2147483648.0 - 1.0;
@@ -42,18 +43,17 @@ static double whiteNoise(void) { /* -1 .. 1 */
 static double echoOf(double x) {
     double sum = 0.0;
     int k;
-    insertSampleLinBuf64f(x, air, ROOM);
+    insertSampleLinBuf64f(x, history, ROOM);
     for (k = 0; k < ROOM; ++k) {
-        sum += room[k] * air[k];
+        sum += room[k] * history[k];
     }
     return sum;
 }
 
-static double decibels(double energy, double samples) { return 10.0 * log10(energy / samples); }
-
 int main(void) {
     static double played[BLOCK], heard[BLOCK], echo[BLOCK], rest[BLOCK];
-    double before = 0.0, between = 0.0, after = 0.0, counted = 0.0, last = 0.0;
+    double before = 0.0, between = 0.0, after = 0.0, last = 0.0;
+    const double counted = (double)(BLOCKS - BLOCKS / 2) * BLOCK;
     int block, i;
 
     for (i = 0; i < ROOM; ++i) {
@@ -62,7 +62,7 @@ int main(void) {
     if (fillFftTables(PBFDAF64F_FFT_LEN(BLOCK, BLOCK), fftTable, fftTwiddles) != STS_OK ||
         pbfdaf64fInitStatic(&canceller, BLOCK, BLOCK, PARTS, 0.2 / ROOM, 1, cancellerCoef,
                             cancellerWork, fftTable, fftTwiddles) != STS_OK ||
-        nlms64fInitStatic(&enhancer, TAPS, 0.05 / TAPS, enhancerCoef, enhancerDelay) != STS_OK) {
+        nlms64fInitStatic(&predictor, TAPS, 0.05 / TAPS, predictorCoef, predictorDelay) != STS_OK) {
         return 1;
     }
     for (block = 0; block < BLOCKS; ++block) {
@@ -74,20 +74,20 @@ int main(void) {
         }
         pbfdaf64fFilterUpdate(&canceller, played, heard, echo, rest);
         for (i = 0; i < BLOCK; ++i) {
-            nlms64fFilterUpdate(&enhancer, last, rest[i]);
+            nlms64fFilterUpdate(&predictor, last, rest[i]);
             last = rest[i];
-            if (block >= BLOCKS / 2) { /* what the filters do once they have learned */
+            if (block >= BLOCKS / 2) { /* by then both filters have converged */
                 before += heard[i] * heard[i];
                 between += rest[i] * rest[i];
-                after += enhancer.err * enhancer.err;
-                counted += 1.0;
+                after += predictor.err * predictor.err;
             }
         }
     }
-    before = decibels(before, counted);
-    between = decibels(between, counted);
-    after = decibels(after, counted);
-    printf("microphone %.1f dB, without the echo %.1f dB, without the tone %.1f dB\n", before,
-           between, after);
+    before = 10.0 * log10(before / counted);
+    between = 10.0 * log10(between / counted);
+    after = 10.0 * log10(after / counted);
+    printf("level re full scale: microphone %.1f dB, without the echo %.1f dB, without the tone "
+           "%.1f dB\n",
+           before, between, after);
     return before - after > 40.0 ? 0 : 1;
 }

@@ -1,5 +1,5 @@
-# For the tests of hosts that read audio: small WAV files, and what must be refused.
-# Set before: tool, the host's path.
+# For the tests of hosts that read audio: small WAV files, and input that must be refused.
+# Set before: tool, the path of the host.
 
 refuses() { # part of the message, arguments...
     message=$1
@@ -26,7 +26,7 @@ pcm() { # channels, kHz (8 or 16), samples: a short 16-bit WAV of silence
     head -c $((2 * $1 * $3)) /dev/zero
 }
 
-# The host takes two recordings and writes a third; here it is refused every bad one.
+# For a host that reads two recordings and writes a third one.
 refuses_bad_audio() {
     pcm 1 8 40 >mono.wav
     pcm 1 8 39 >short.wav
@@ -35,11 +35,11 @@ refuses_bad_audio() {
     pcm 2 8 20 >stereo.wav
     echo "no audio" >text.wav
 
-    "$tool" mono.wav mono.wav result.wav
+    "$tool" mono.wav --step 0.5 mono.wav -- result.wav # files and options in any order
     refuses usage mono.wav mono.wav
     refuses "nope.wav: No such file" nope.wav mono.wav result.wav
     refuses "text.wav: cannot be read" mono.wav text.wav result.wav
-    refuses "empty.wav: holds no samples" mono.wav empty.wav result.wav
+    refuses "empty.wav: contains no samples" mono.wav empty.wav result.wav
     refuses "stereo.wav: has 2 channels" stereo.wav mono.wav result.wav
     refuses "short.wav: has 39 samples" mono.wav short.wav result.wav
     refuses "faster.wav: has" mono.wav faster.wav result.wav

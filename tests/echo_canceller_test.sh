@@ -1,5 +1,5 @@
 #!/bin/sh
-# The echo canceller on a scene of its own making, and on input that it must refuse.
+# The echo canceller on a synthetic scene, and on input that it must refuse.
 # Usage: echo_canceller_test.sh BIN_DIR WORK_DIR
 set -eu
 bin=$1 work=$2 tool=$1/echo_canceller
@@ -11,13 +11,13 @@ cd "$work"
 "$bin/echo_scene" make .
 "$tool" far_end.wav microphone.wav echo_free.wav --levels levels.txt --save-taps echo_taps.txt
 "$bin/echo_scene" score .
-awk '$1 < 20 { print "enhanced by", $1, "dB only"; exit 1 }' erle.txt
+awk '$1 < 20 { print "enhancement of", $1, "dB, at least 20 dB expected"; exit 1 }' erle.txt
 awk '!/#/ && $2 - $3 > most { most = $2 - $3 }
      END { if (NR < 300 || most < 20) { print "levels:", NR, "rows,", most, "dB"; exit 1 } }' levels.txt
 refuses "the filter diverged" far_end.wav microphone.wav out.wav --step 5
 
 refuses_bad_audio
-# 40 samples are a block and a quarter; with a silent far end they pass as they are.
+# 40 samples are a block and a quarter. With a silent far end the output is the microphone signal.
 { head -c 44 mono.wav; seq 100 140 | head -c 80; } >voice.wav
 "$tool" mono.wav voice.wav result.wav
 tail -c 80 voice.wav >voice.raw

@@ -1,5 +1,5 @@
 #!/bin/sh
-# The noise canceller on a scene of its own making, and on input that it must refuse.
+# The noise canceller on a synthetic scene, and on input that it must refuse.
 # Usage: noise_canceller_test.sh BIN_DIR WORK_DIR
 set -eu
 bin=$1 work=$2 tool=$1/noise_canceller
@@ -11,7 +11,7 @@ cd "$work"
 "$bin/noise_scene" make .
 "$tool" primary.wav reference.wav cleaned.wav --save-taps taps.txt
 "$bin/noise_scene" score .
-awk '$1 < 15 { print "improved by", $1, "dB only"; exit 1 }' improvement.txt
+awk '$1 < 15 { print "improvement of", $1, "dB, at least 15 dB expected"; exit 1 }' improvement.txt
 
 refuses_bad_audio
 refuses "taps takes a whole number" mono.wav mono.wav cleaned.wav --taps 33

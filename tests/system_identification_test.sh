@@ -1,5 +1,5 @@
 #!/bin/sh
-# Recursive least squares identifies a system from a coloured input before the gradient filters do.
+# With a coloured input RLS needs fewer samples than NLMS, and NLMS fewer than LMS.
 # Usage: system_identification_test.sh BIN_DIR WORK_DIR
 set -eu
 bin=$1 work=$2

@@ -1,78 +1,58 @@
-# Draws the demo of the noise canceller from the tables of `noise_scene score`.
-# Set before: dir, the folder of the tables and of the picture.
-
-if (strstrt(GPVAL_TERMINALS, "pngcairo") > 0) {
-    set terminal pngcairo size 1200,900 font "Sans,11" linewidth 1.2 background "#ffffff"
-} else {
-    set terminal png size 1200,900
-}
-set output dir."/noise_canceller.png"
-
-voice = "#2f5d8a"; noisy = "#9a9a9a"; clean = "#2e7d5b"; mark = "#c0562f"
+# Draws noise cancellation from the tables of `noise_scene score`.
+# Set before: dir, the directory of the tables and of the picture.
+call "picture.gp" "noise_canceller" 1200 900
 waves = dir."/waveforms.dat"
 
-set border 3 linecolor "#666666"
-set tics nomirror out scale 0.5 textcolor "#333333"
-set grid ytics linecolor "#dddddd" linewidth 0.6 linetype 1 dashtype solid
-unset key
-set multiplot
+unset key; set multiplot
 
-# Three waveforms on one time axis and one scale.
+# Three waveforms with the same time and amplitude axes.
 stats waves using 1 nooutput name "T"
 stats waves using (abs($4) > abs($5) ? abs($4) : abs($5)) nooutput name "A"
 full = ceil(10 * A_max) / 10.0
-set lmargin at screen 0.075
-set rmargin at screen 0.98
-set xrange [0:T_max]
-set yrange [-full:full]
-set ytics -0.5,0.5,0.5
+set lmargin at screen 0.075; set rmargin at screen 0.98
+set xrange [0:T_max]; set yrange [-full:full]; set ytics -0.5,0.5,0.5
 set style fill solid 1.0 noborder
 
 set format x ""
-set title "Voice alone" offset 0,-0.7
+set title "Voice without noise" offset 0,-0.7
 set tmargin at screen 0.955; set bmargin at screen 0.825
-plot waves using 1:2:3 with filledcurves linecolor rgb voice
+plot waves using 1:2:3 with filledcurves linecolor rgb blue
 
-set title "Primary microphone: voice and noise"
+set title "Primary microphone: voice and fan noise"
 set ylabel "amplitude (1 = full scale)" offset 0.5
 set tmargin at screen 0.785; set bmargin at screen 0.655
-plot waves using 1:4:5 with filledcurves linecolor rgb noisy
+plot waves using 1:4:5 with filledcurves linecolor rgb grey
 
 unset ylabel
 set format x "%g"
 set xlabel "time (s)" offset 0,0.5
-set title "Cleaned: error of the adaptive filter"
+set title "Output: error of the adaptive filter"
 set tmargin at screen 0.615; set bmargin at screen 0.485
-plot waves using 1:6:7 with filledcurves linecolor rgb clean
+plot waves using 1:6:7 with filledcurves linecolor rgb green
 
-# What the filter knows of the path in the end.
-set title "Acoustic path from noise to primary" offset 0,-0.5
+set title "Acoustic path to the primary microphone, and its estimate" offset 0,-0.5
 set lmargin at screen 0.075; set rmargin at screen 0.48
 set tmargin at screen 0.375; set bmargin at screen 0.075
 set xrange [-1:32]
 set autoscale y
-set xtics 0,4
-set ytics auto
+set xtics 0,4; set ytics auto
 set offsets 0,0,0.08,0.08
-set xlabel "tap (samples of delay)"
-set ylabel "coefficient"
-set key top right samplen 1.5 spacing 1.2 textcolor "#333333"
+set xlabel "tap (samples of delay)"; set ylabel "coefficient"
+set key top right samplen 1.5
 plot dir."/taps.dat" using 1:2 with impulses linewidth 2 linecolor rgb "#c9c9c9" notitle, \
-     "" using 1:2 with points pointtype 6 pointsize 1.5 linewidth 1.5 linecolor rgb voice \
-        title "true path", \
-     "" using 1:3 with points pointtype 7 pointsize 0.6 linecolor rgb mark title "learned taps"
+     "" using 1:2 with points pointtype 6 pointsize 1.5 linewidth 1.5 linecolor rgb blue \
+        title "acoustic path", \
+     "" using 1:3 with points pointtype 7 pointsize 0.6 linecolor rgb orange \
+        title "adaptive filter after the last sample"
 
-# How the noise went.
-set title "Learning curve (peaks: spoken words shake the taps)"
+set title "Residual noise over 50 ms (peaks: the voice disturbs the taps)"
 set lmargin at screen 0.575; set rmargin at screen 0.98
 set offsets 0,0,0,0
 set xrange [0:T_max]
 set xtics auto
-set yrange [*:5]
-set ytics 10
-set xlabel "time (s)"
-set ylabel "residual noise (dB re first second)"
+set yrange [*:5]; set ytics 10
+set xlabel "time (s)"; set ylabel "level (dB re first second)"
 unset key
-plot dir."/learning.dat" using 1:2 with lines linewidth 1.3 linecolor rgb clean
+plot dir."/learning.dat" using 1:2 with lines linewidth 1.3 linecolor rgb green
 
 unset multiplot

@@ -1,11 +1,11 @@
-// The scene for the noise canceller, and the judge of its result.
+// Makes the input of the noise canceller and evaluates its output.
 //
-//   noise_scene make DIR [VOICE.wav ...]   writes voice, primary and reference, and the path between
-//                                          the microphones
-//   noise_scene score DIR                  compares cleaned.wav and taps.txt with the truth
+//   noise_scene make DIR [VOICE.wav ...]   writes voice, primary and reference signal, and the
+//                                          response of the acoustic path
+//   noise_scene score DIR                  compares cleaned.wav and taps.txt with voice and path
 //
-// A fan runs beside a speaker. The reference microphone stands at the fan; the primary one hears the
-// voice and, through a decaying response, the fan, 5 dB above the voice.
+// A person speaks near a fan. The reference microphone is at the fan. The primary microphone picks
+// up the voice and, through the acoustic path, the fan noise, 5 dB above the voice.
 #include <array>
 #include <cmath>
 #include <cstdio>
@@ -20,30 +20,28 @@ namespace {
 
 using namespace scene;
 
-constexpr double kVoiceToNoise = -5.0;              // dB, in the primary
+constexpr double kVoiceToNoise = -5.0;              // dB, in the primary signal
 constexpr double kShortest = 10.0, kLongest = 15.0; // s
-constexpr double kPeak = 0.7;                       // of the louder microphone, re full scale
+constexpr double kPeak = 0.7;                       // re full scale, of the louder microphone
 
 // ---- the scene -------------------------------------------------------------------------------
 
-// A fan: noise that falls towards high frequencies and swells with the passing blades. The pole
-// bounds the spread of the spectrum by ((1 + a) / (1 - a))^2 = 12 dB: taps that act where the noise
-// is weakest still get a quarter of the mean power, and so all of them are learned.
+// White noise through a pole, modulated at the blade rate. The spectrum spans no more than
+// ((1 + a) / (1 - a))^2 = 12 dB, so that the noise identifies the path at all frequencies.
 Signal fanNoise(std::size_t length, int rate) {
-    constexpr double kPole = 0.6, kBladeRate = 23.0 /* Hz */, kSwell = 0.25;
+    constexpr double kPole = 0.6, kBladeRate = 23.0 /* Hz */, kModulation = 0.25;
     host::WhiteNoise white(20);
     Signal noise(length);
     double coloured = 0.0;
     for (std::size_t n = 0; n < length; ++n) {
         coloured = white.next() + kPole * coloured;
-        const double phase = 2.0 * std::numbers::pi * kBladeRate * static_cast<double>(n) /
-                             static_cast<double>(rate);
-        noise[n] = coloured * (1.0 + kSwell * std::sin(phase));
+        const double phase = 2.0 * std::numbers::pi * kBladeRate * static_cast<double>(n) / rate;
+        noise[n] = coloured * (1.0 + kModulation * std::sin(phase));
     }
     return noise;
 }
 
-// Four samples of flight, the direct sound, then reflections that ring and die away.
+// Four samples of delay, the direct sound, and decaying reflections.
 std::array<double, MAX_TAPS> acousticPath() {
     constexpr std::size_t kDelay = 4;
     std::array<double, MAX_TAPS> path{};
@@ -56,27 +54,26 @@ std::array<double, MAX_TAPS> acousticPath() {
 }
 
 void makeScene(const std::string& dir, const std::vector<std::string>& recordings) {
-    int rate = kOwnVoiceRate;
-    Signal voice =
-        recordings.empty() ? ownVoice(12.0) : recordedVoice(recordings, kShortest, kLongest, rate);
-
+    int rate = kSyntheticRate;
+    Signal voice = recordings.empty() ? syntheticVoice(12.0)
+                                      : recordedVoice(recordings, kShortest, kLongest, rate);
     Signal reference = fanNoise(voice.size(), rate);
     const auto path = acousticPath();
-    const Signal heard = host::through(path, reference);
+    Signal heard = host::through(path, reference);
 
-    // The path is kept, so the level is set at its input; then all three signals share one gain.
+    // The noise is scaled at the input of the path, so that the response stays as it is. Then all
+    // signals get the same gain.
     const double noiseGain =
         std::sqrt(host::power(voice) / host::power(heard) / std::pow(10.0, kVoiceToNoise / 10.0));
-    Signal primary(voice);
-    double loudest = 0.0;
+    host::scale(heard, noiseGain);
+    host::scale(reference, noiseGain);
+    Signal primary = host::sum(voice, heard);
+    double peak = 0.0;
     for (std::size_t n = 0; n < voice.size(); ++n) {
-        primary[n] += noiseGain * heard[n];
-        reference[n] *= noiseGain;
-        loudest = std::max({loudest, std::abs(primary[n]), std::abs(reference[n])});
+        peak = std::max({peak, std::abs(primary[n]), std::abs(reference[n])});
     }
-    const double gain = kPeak / loudest;
     for (Signal* signal : {&voice, &primary, &reference}) {
-        scale(*signal, gain);
+        host::scale(*signal, kPeak / peak);
     }
 
     store(dir + "/voice.wav", rate, voice);
@@ -89,29 +86,6 @@ void makeScene(const std::string& dir, const std::vector<std::string>& recording
 
 // ---- the score -------------------------------------------------------------------------------
 
-struct Result {
-    double before, after; // signal-to-noise ratio, dB
-};
-
-Result signalToNoise(std::span<const double> voice, std::span<const double> primary,
-                     std::span<const double> cleaned) {
-    return {host::decibels(host::power(voice) / host::power(difference(primary, voice))),
-            host::decibels(host::power(voice) / host::power(difference(cleaned, voice)))};
-}
-
-// Time in s against what is left of the noise, in dB re the noise in the first second.
-void saveLearningCurve(const std::string& path, int rate, std::span<const double> noise,
-                       std::span<const double> residual) {
-    const auto frame = static_cast<std::size_t>(rate / 20); // 50 ms
-    const double start = host::power(noise.first(std::min(noise.size(), 20 * frame)));
-    host::Table table(path);
-    for (std::size_t from = 0; from + frame <= residual.size(); from += frame) {
-        table.row(std::array{static_cast<double>(from + frame / 2) / rate,
-                             host::decibels(host::power(residual.subspan(from, frame)) / start)});
-    }
-    table.close();
-}
-
 void scoreResult(const std::string& dir) {
     audio::Reader voiceFile(dir + "/voice.wav"), primaryFile(dir + "/primary.wav"),
         cleanedFile(dir + "/cleaned.wav");
@@ -123,29 +97,38 @@ void scoreResult(const std::string& dir) {
     Signal taps = loadColumn(dir + "/taps.txt");
     taps.resize(path.size());
 
-    const std::size_t half = voice.size() / 2;
-    const Result whole = signalToNoise(voice, primary, cleaned);
-    const Result second =
-        signalToNoise(std::span(voice).subspan(half), std::span(primary).subspan(half),
-                      std::span(cleaned).subspan(half));
-    const double distance = host::decibels(host::power(difference(taps, path)) / host::power(path));
-
-    std::printf("                        before     after   improvement\n");
-    std::printf("SNR, whole file      %6.1f dB %6.1f dB     %6.1f dB\n", whole.before, whole.after,
-                whole.after - whole.before);
-    std::printf("SNR, second half     %6.1f dB %6.1f dB     %6.1f dB\n", second.before,
-                second.after, second.after - second.before);
-    std::printf("learned path to true path, at the end of the file: %.1f dB\n", distance);
-    host::saveColumn(dir + "/improvement.txt", std::array{whole.after - whole.before});
+    const Signal noise = host::difference(primary, voice), rest = host::difference(cleaned, voice);
+    std::printf("signal-to-noise ratio   primary   cleaned   improvement\n");
+    for (const bool secondHalf : {false, true}) {
+        const auto part = [&](const Signal& signal) {
+            return std::span(signal).subspan(secondHalf ? signal.size() / 2 : 0);
+        };
+        const double before = host::ratio(part(voice), part(noise));
+        const double after = host::ratio(part(voice), part(rest));
+        std::printf("%-20s %7.1f dB %6.1f dB %10.1f dB\n",
+                    secondHalf ? "second half" : "whole file", before, after, after - before);
+        if (!secondHalf) {
+            host::saveColumn(dir + "/improvement.txt", std::array{after - before});
+        }
+    }
+    std::printf("misalignment of the final taps re the acoustic path: %.1f dB\n",
+                host::ratio(host::difference(taps, path), path));
 
     saveWaveforms(dir + "/waveforms.dat", rate, {&voice, &primary, &cleaned});
-    saveLearningCurve(dir + "/learning.dat", rate, difference(primary, voice),
-                      difference(cleaned, voice));
-    host::Table tapTable(dir + "/taps.dat");
-    for (std::size_t k = 0; k < path.size(); ++k) {
-        tapTable.row(std::array{static_cast<double>(k), path[k], taps[k]});
+    host::saveTable(dir + "/taps.dat", "tap; acoustic path, filter",
+                    host::rowsOf({path, taps}, 0.0, 1.0));
+
+    const auto frame = static_cast<std::size_t>(rate / 20); // 50 ms
+    std::vector<Signal> curve;
+    const double start = host::power(std::span(noise).first(std::min(noise.size(), 20 * frame)));
+    for (std::size_t from = 0; from + frame <= rest.size(); from += frame) {
+        const double left = host::power(std::span(rest).subspan(from, frame));
+        curve.push_back(
+            {static_cast<double>(from + frame / 2) / rate, host::decibels(left / start)});
     }
-    tapTable.close();
+    host::saveTable(dir + "/learning.dat",
+                    "time (s); residual noise (dB re the primary noise of the first second)",
+                    curve);
 }
 
 } // namespace

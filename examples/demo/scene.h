@@ -1,4 +1,4 @@
-// What the scenes share: voices, signals in files, the waveforms of a picture.
+// Shared by the scenes of the demo: voices, signals in files, waveforms for the pictures.
 #ifndef MERLO64F_EXAMPLES_DEMO_SCENE_H
 #define MERLO64F_EXAMPLES_DEMO_SCENE_H
 
@@ -18,23 +18,9 @@
 
 namespace scene {
 
-using Signal = std::vector<double>;
+using host::Signal;
 
-// ---- signals ---------------------------------------------------------------------------------
-
-inline Signal difference(std::span<const double> a, std::span<const double> b) {
-    Signal result(a.begin(), a.end());
-    for (std::size_t n = 0; n < result.size(); ++n) {
-        result[n] -= b[n];
-    }
-    return result;
-}
-
-inline void scale(std::span<double> signal, double gain) {
-    for (double& x : signal) {
-        x *= gain;
-    }
-}
+// ---- files -----------------------------------------------------------------------------------
 
 inline Signal load(audio::Reader& file) {
     Signal samples(static_cast<std::size_t>(file.frames()));
@@ -50,10 +36,7 @@ inline void store(const std::string& path, int rate, std::span<const double> sam
 
 inline Signal loadColumn(const std::string& path) {
     std::ifstream file(path);
-    Signal values;
-    for (double value = 0.0; file >> value;) {
-        values.push_back(value);
-    }
+    Signal values{std::istream_iterator<double>(file), {}};
     if (values.empty() || !file.eof()) {
         host::fail(path, "cannot be read as a column of numbers");
     }
@@ -62,47 +45,41 @@ inline Signal loadColumn(const std::string& path) {
 
 // ---- voices ----------------------------------------------------------------------------------
 
-constexpr int kOwnVoiceRate = 48000; // Hz
+constexpr int kSyntheticRate = 48000; // Hz
 
-// A resonance of unit gain at 0 Hz: centre and width in Hz.
-class Formant {
-  public:
-    Formant(double centre, double width, double rate) {
-        const double radius = std::exp(-std::numbers::pi * width / rate);
-        a1_ = 2.0 * radius * std::cos(2.0 * std::numbers::pi * centre / rate);
-        a2_ = -radius * radius;
-    }
+// A two-pole resonance with unit gain at 0 Hz. Centre frequency and bandwidth in Hz.
+struct Formant {
+    Formant(double centre, double width)
+        : radius(std::exp(-std::numbers::pi * width / kSyntheticRate)),
+          a1(2.0 * radius * std::cos(2.0 * std::numbers::pi * centre / kSyntheticRate)),
+          a2(-radius * radius) {}
     double next(double x) {
-        const double y = (1.0 - a1_ - a2_) * x + a1_ * y1_ + a2_ * y2_;
-        y2_ = y1_;
-        return y1_ = y;
+        const double y = (1.0 - a1 - a2) * x + a1 * y1 + a2 * y2;
+        y2 = y1;
+        return y1 = y;
     }
 
-  private:
-    double a1_, a2_, y1_ = 0.0, y2_ = 0.0;
+    double radius, a1, a2, y1 = 0.0, y2 = 0.0;
 };
 
-// Something like a voice, where no recording can be had: a gliding train of pulses through the
-// resonances of one vowel after another, each under the envelope of a syllable.
-inline Signal ownVoice(double seconds) {
+// A synthetic voice for machines without recordings: a pulse train of varying pitch through the
+// formants of one vowel per syllable.
+inline Signal syntheticVoice(double seconds) {
     constexpr double kVowels[][3] = {{730, 1090, 2440},
                                      {270, 2290, 3010},
                                      {300, 870, 2240},
                                      {530, 1840, 2480},
                                      {570, 840, 2410}}; // Hz
     constexpr double kSyllable = 0.28, kSilent = 0.08;  // s
-    constexpr double kRate = kOwnVoiceRate;
-    const auto length = static_cast<std::size_t>(seconds * kRate);
+    constexpr double kRate = kSyntheticRate;
     const auto period = static_cast<std::size_t>(kSyllable * kRate);
-    Signal voice;
-    voice.reserve(length);
+    Signal voice(static_cast<std::size_t>(seconds * kRate));
     double cycle = 0.0;
-    for (std::size_t count = 0; voice.size() < length; ++count) {
+    for (std::size_t from = 0, count = 0; from < voice.size(); from += period, ++count) {
         const auto& vowel = kVowels[(count * 3 + count / 7) % std::size(kVowels)];
-        Formant first(vowel[0], 80, kRate), second(vowel[1], 100, kRate),
-            third(vowel[2], 140, kRate);
-        const bool breath = count % 8 == 7;
-        for (std::size_t n = 0; n < period && voice.size() < length; ++n) {
+        Formant first(vowel[0], 80), second(vowel[1], 100), third(vowel[2], 140);
+        const bool pause = count % 8 == 7;
+        for (std::size_t n = 0; n < std::min(period, voice.size() - from); ++n) {
             const double t = static_cast<double>(n) / kRate;
             cycle += (115.0 + 18.0 * std::cos(0.7 * static_cast<double>(count) + 6.0 * t)) / kRate;
             const double pulse = cycle >= 1.0 ? 1.0 : 0.0;
@@ -110,17 +87,17 @@ inline Signal ownVoice(double seconds) {
             const double open = t / (kSyllable - kSilent);
             const double envelope = open < 1.0 ? std::pow(std::sin(std::numbers::pi * open), 2) : 0;
             const double x = third.next(second.next(first.next(pulse)));
-            voice.push_back(breath ? 0.0 : envelope * x);
+            voice[from + n] = pause ? 0.0 : envelope * x;
         }
     }
     return voice;
 }
 
-// The recordings one after another, from the first again until there are `shortest` seconds, then
-// up to `longest` of them.
+// The recordings one after another, repeated until there are `shortest` seconds, cut at `longest`
+// seconds.
 inline Signal recordedVoice(const std::vector<std::string>& paths, double shortest, double longest,
                             int& rate) {
-    constexpr double kPause = 0.15; // s, between two recordings
+    constexpr double kPause = 0.15; // s, after each recording
     Signal voice;
     const auto seconds = [&] { return static_cast<double>(voice.size()) / rate; };
     do {
@@ -130,7 +107,7 @@ inline Signal recordedVoice(const std::vector<std::string>& paths, double shorte
                 rate = file.rate();
             }
             if (file.rate() != rate) {
-                host::fail(path, "has another sample rate than " + paths.front());
+                host::fail(path, "has another sampling rate than " + paths.front());
             }
             const Signal samples = load(file);
             voice.insert(voice.end(), samples.begin(), samples.end());
@@ -140,61 +117,52 @@ inline Signal recordedVoice(const std::vector<std::string>& paths, double shorte
             }
         }
     } while (seconds() < shortest);
-    if (seconds() > longest) {
-        voice.resize(static_cast<std::size_t>(longest * rate));
-    }
+    voice.resize(std::min(voice.size(), static_cast<std::size_t>(longest * rate)));
     if (host::power(voice) < host::kSilence) {
         host::fail(paths.front(), "is silent");
     }
     return voice;
 }
 
-// For the line that tells what a scene is.
 inline const char* voiceSource(const std::vector<std::string>& recordings) {
-    return recordings.empty() ? "a voice made by the program, since no recording was given"
-                              : "recorded voice";
+    return recordings.empty() ? "synthetic voice (no recording was given)" : "recorded voice";
 }
 
 // ---- pictures --------------------------------------------------------------------------------
 
-// Time in s, then the lowest and the highest sample of every signal in each stretch.
+// Saves time in s and the lowest and the highest sample of each signal in about 1600 intervals.
 inline void saveWaveforms(const std::string& path, int rate,
                           std::initializer_list<const Signal*> signals) {
-    constexpr std::size_t kStretches = 1600;
     const std::size_t length = (*signals.begin())->size();
-    const std::size_t stretch = std::max<std::size_t>(1, length / kStretches);
-    host::Table table(path);
-    for (std::size_t from = 0; from + stretch <= length; from += stretch) {
-        Signal row{static_cast<double>(from) / rate};
+    const std::size_t interval = std::max<std::size_t>(1, length / 1600);
+    std::vector<Signal> rows;
+    for (std::size_t from = 0; from + interval <= length; from += interval) {
+        rows.push_back({static_cast<double>(from) / rate});
         for (const Signal* signal : signals) {
             const auto [low, high] =
-                std::minmax_element(signal->begin() + static_cast<std::ptrdiff_t>(from),
-                                    signal->begin() + static_cast<std::ptrdiff_t>(from + stretch));
-            row.push_back(*low);
-            row.push_back(*high);
+                std::ranges::minmax(std::span(*signal).subspan(from, interval));
+            rows.back().insert(rows.back().end(), {low, high});
         }
-        table.row(row);
     }
-    table.close();
+    host::saveTable(path, "time (s); lowest and highest sample (1 = full scale) of each signal",
+                    rows);
 }
 
 // ---- the program -----------------------------------------------------------------------------
 
-// main of a scene: it makes the files in a directory, and later scores what lies there.
-inline int runScene(const std::string& name, int argc, char** argv,
+// main of a scene: `make` writes the input files of a host to a directory, `score` evaluates its
+// output there.
+inline int runScene(const char* name, int argc, char** argv,
                     void (*make)(const std::string& directory,
                                  const std::vector<std::string>& recordings),
                     void (*score)(const std::string& directory)) {
-    return host::runHost(name.c_str(), [&] {
-        const std::string command = argc > 2 ? argv[1] : "";
-        if (command == "make") {
-            make(argv[2], {argv + 3, argv + argc});
-        } else if (command == "score" && argc == 3) {
-            score(argv[2]);
-        } else {
-            throw host::UsageError("usage: " + name + " make DIR [VOICE.wav ...] | " + name +
-                                   " score DIR");
-        }
+    const std::string command = argc > 2 ? argv[1] : "";
+    if (command != "make" && (command != "score" || argc != 3)) {
+        std::fprintf(stderr, "usage: %s make DIR [VOICE.wav ...] | %s score DIR\n", name, name);
+        return 2;
+    }
+    return host::runHost(name, [&] {
+        command == "make" ? make(argv[2], {argv + 3, argv + argc}) : score(argv[2]);
     });
 }
 

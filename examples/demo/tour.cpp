@@ -1,16 +1,17 @@
-// Puts every family to a job that is its own, and tells how long it learns, how far it comes and what
-// a sample costs.
+// Runs each family on a typical job of that family and prints the time of adaptation, the final
+// residual and the cost per sample.
 //
-// What a filter misses is what the job wants of its output less that output, formed before the filter
-// has seen the sample. The learning curve is the power of what is missed over that of what is wanted,
-// over blocks of 32 samples and over an ensemble of runs, each with signals of its own. The noise that
-// is added to the desired signal is not wanted; a predictor cannot miss less than what is new in its
-// signal.
+// The residual is the ideal output less the output of the filter, which is formed before the filter
+// adapts to the sample. A point of the learning curve is the power of the residual over that of the
+// ideal output, over a block of 32 samples and an ensemble of 20 runs. Noise in the desired signal
+// is no part of the ideal output. The residual of a predictor cannot be smaller than the
+// unpredictable part of its signal.
 //
-// Exit code 0: every filter got below its goal and stayed there.
+// Exit code 0: each filter got below its goal and stayed below it.
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <complex>
 #include <cstdio>
 #include <ctime>
 #include <functional>
@@ -50,24 +51,22 @@ namespace {
 
 using namespace tour;
 
-constexpr char kUsage[] = "tour [--curves FILE]";
-
 constexpr int32_t kOrder = MAX_TAPS;
 constexpr int32_t kStages = MAX_PEF_STAGES; // of the predictors
-constexpr int32_t kBlock = 32;              // samples, and between two points of a curve
+constexpr int32_t kBlock = 32;              // samples per block and per point of a curve
 constexpr std::size_t kBlockSize = kBlock;
 constexpr int32_t kEchoTaps = 1024;
 constexpr std::uint64_t kRuns = 20;   // of the ensemble
-constexpr std::size_t kChange = 8192; // samples before one system gives way to another
-constexpr std::size_t kTimed = 4096;  // samples of a pass
+constexpr std::size_t kChange = 8192; // samples before the system changes
+constexpr std::size_t kTimed = 4096;  // samples per timing pass
 constexpr int kPasses = 25;
 
 // ---- filters ---------------------------------------------------------------------------------
 
-// Takes kBlock samples of x and d and writes as many outputs.
+// Processes a block of kBlock samples: input, desired signal, output.
 using Filter = std::function<void(const double* x, const double* d, double* y)>;
-// A fresh filter. `judged`: its outputs are formed before it has seen the sample, whatever it costs.
-using Maker = std::function<Filter(bool judged)>;
+// Makes a new filter. aPriori  the output is formed before the update, even where this takes longer
+using Maker = std::function<Filter(bool aPriori)>;
 
 struct Candidate {
     std::string family;
@@ -93,8 +92,8 @@ void advance(State* state, const double* x, const double* d, double* y, std::siz
     }
 }
 
-// kPreview: for the families whose updates put out what they know after the sample, the operation
-// that gives on a copy what they know before it. kRoom: elements of the longest buffer.
+// kPreview: the operation that forms the output without adapting, for families whose updates return
+// the output of the updated filter. kRoom: elements of the longest buffer.
 template <auto kInitStatic, auto kUpdate, auto kPreview = nullptr, std::size_t kRoom = 640,
           class... Parameters>
 Candidate candidate(const std::string& family, Parameters... parameters) {
@@ -103,35 +102,31 @@ Candidate candidate(const std::string& family, Parameters... parameters) {
         State state;
         std::array<double, kRoom> coef, work;
     };
-    const auto make = [=](bool judged) -> Filter {
+    const auto make = [=](bool aPriori) -> Filter {
         static host::TransformTables tables(2 * kBlock);
         const auto held = std::make_shared<Held>();
         State* const state = &held->state;
-        const auto initStatic = [=](auto... buffers) {
-            if (kInitStatic(state, parameters..., buffers...) != STS_OK) {
-                host::fail(family, "cannot be set up");
-            }
-        };
-        double* const coef = held->coef.data();
-        double* const work = held->work.data();
+        double *const coef = held->coef.data(), *const work = held->work.data();
+        int32_t status;
         if constexpr (requires { kInitStatic(state, parameters..., coef, work); }) {
-            initStatic(coef, work);
+            status = kInitStatic(state, parameters..., coef, work);
         } else if constexpr (requires { kInitStatic(state, parameters..., work); }) {
-            initStatic(work);
+            status = kInitStatic(state, parameters..., work);
         } else {
             const double* const twiddles = tables.twiddles.data();
-            initStatic(coef, work, tables.table.data(), twiddles);
+            status = kInitStatic(state, parameters..., coef, work, tables.table.data(), twiddles);
         }
+        host::require(status, family);
         return [=](const double* x, const double* d, double* y) {
             if constexpr (!std::is_null_pointer_v<decltype(kPreview)>) {
-                for (std::size_t i = 0; judged && i < kBlockSize; ++i) {
+                for (std::size_t i = 0; aPriori && i < kBlockSize; ++i) {
                     const Held before = *held;
                     const double output = kPreview(state, x[i]);
                     *held = before;
                     advance<kUpdate>(state, x + i, d + i, y + i, 1);
                     y[i] = output;
                 }
-                if (judged) {
+                if (aPriori) {
                     return;
                 }
             }
@@ -141,7 +136,7 @@ Candidate candidate(const std::string& family, Parameters... parameters) {
     return {family, make};
 }
 
-// Moving stages shake the weights behind them, so they slow down as they settle.
+// Stages that still adapt disturb the regression coefficients, so their step size decreases.
 double settlingLattice(lmslattice64fState* state, double x, double d) {
     state->mu *= 0.998;
     return lmslattice64fFilterUpdate(state, x, d);
@@ -152,31 +147,19 @@ double settlingLattice(lmslattice64fState* state, double x, double d) {
 struct Job {
     Candidate filter;
     std::string text;
-    double goal;                               // dB, to get below and to stay below
+    double goal;                               // dB, for the residual
     std::function<Scene(std::uint64_t)> scene; // by seed
-    std::optional<Candidate> plainer = {};     // on the same signals
-    std::size_t from = 0;                      // samples before learning counts
+    std::optional<Candidate> plainer = {};     // a simpler filter on the same signals
+    std::size_t from = 0;                      // samples before the learning curve begins
 };
 
 constexpr double kIdentified = -40.0, kControlled = -30.0, kPredicted = -11.0,
                  kStopped = -50.0;                  // dB
 constexpr double kCutoff = 0.125, kStopBand = 0.18; // of the low-pass, cycles per sample
 
-// A sinc under a Hamming window.
-Signal lowPass() {
-    Signal h(kOrder);
-    for (std::size_t k = 0; k < h.size(); ++k) {
-        const double t = static_cast<double>(k) - (kOrder - 1) / 2.0; // never 0
-        const double turn = 2.0 * std::numbers::pi * t;
-        h[k] = std::sin(turn * kCutoff) / (std::numbers::pi * t) *
-               (0.54 + 0.46 * std::cos(turn / kOrder));
-    }
-    return h;
-}
-
-// Steps lie at a quarter of the stable range or below.
+// Step sizes are a quarter of the stability limit or less.
 std::vector<Job> jobs() {
-    static Signal taps = lowPass();
+    static Signal taps = host::lowPass(kCutoff);
 
     const auto lms =
         candidate<lms64fInitStatic, lms64fFilterUpdate>("lms64f", kOrder, 0.5 / kOrder);
@@ -211,10 +194,10 @@ std::vector<Job> jobs() {
     return {
         {candidate<fir64fInitStatic, fir64fFilter>("fir64f", kOrder, taps.data()), "fixed low-pass",
          kStopped, nullptr},
-        {lms, "system, white noise", kIdentified, whiteInput},
-        {nlms, "system, syllables", kIdentified, syllabic, lms},
+        {lms, "identification, white noise", kIdentified, whiteInput},
+        {nlms, "identification, varying level", kIdentified, syllabic, lms},
         {candidate<tdlms64fInitStatic, tdlms64fFilterUpdate>("tdlms64f", kOrder, 0.5 / kOrder),
-         "system, coloured noise", kIdentified, colouredInput, nlms},
+         "identification, coloured noise", kIdentified, colouredInput, nlms},
         {candidate<blms64fInitStatic, blms64fFilterUpdate>("blms64f", kOrder, kBlock, 0.5 / kOrder),
          "as lms64f, in blocks of 32", kIdentified, whiteInput},
         {candidate<bnlms64fInitStatic, bnlms64fFilterUpdate>("bnlms64f", kOrder, kBlock,
@@ -233,34 +216,34 @@ std::vector<Job> jobs() {
          "noise control in a duct", kControlled, noise, fxlms},
         {candidate<lmslattice64fInitStatic, settlingLattice>("lmslattice64f", kOrder, 0.01,
                                                              0.5 / kOrder),
-         "system, coloured noise", kIdentified, colouredInput, nlms},
+         "identification, coloured noise", kIdentified, colouredInput, nlms},
         {candidate<rlslattice64fInitStatic, rlslattice64fFilterUpdate, rlslattice64fFilterOnly>(
              "rlslattice64f", kOrder, 0.999),
-         "system, fast start", kIdentified, colouredInput, nlms},
-        {lfpef, "prediction of resonances", kPredicted, forwards},
-        {lbpef, "prediction backwards in time", kPredicted, backwards},
+         "identification, fast start", kIdentified, colouredInput, nlms},
+        {lfpef, "prediction, two resonances", kPredicted, forwards},
+        {lbpef, "backward prediction", kPredicted, backwards},
         {candidate<rlslfpef64fInitStatic, rlslfpef64fFilterUpdate, rlslfpef64fFilterOnly>(
              "rlslfpef64f", kStages, 0.99),
          "prediction, fast start", kPredicted, forwards, lfpef},
         {candidate<rlslbpef64fInitStatic, rlslbpef64fFilterUpdate, rlslbpef64fFilterOnly>(
              "rlslbpef64f", kStages, 0.99),
-         "backwards, fast start", kPredicted, backwards, lbpef},
+         "backward prediction, fast start", kPredicted, backwards, lbpef},
         {candidate<rls64fInitStatic, rls64fFilterUpdate>("rls64f", kOrder, 0.99, 1.0),
          "change of system", kIdentified, changing, nlms, kChange},
     };
 }
 
-// ---- judgement -------------------------------------------------------------------------------
+// ---- evaluation ------------------------------------------------------------------------------
 
 struct Curve {
     Signal x, level;                    // samples, or cycles per sample; dB
     double end;                         // dB, over the last eighth
-    std::optional<std::size_t> samples; // until the goal
+    std::optional<std::size_t> samples; // until the residual stays below the goal
 };
 
 Curve learningCurve(const Maker& make, const std::vector<Scene>& runs, const Job& job) {
     const std::size_t blocks = (runs[0].x.size() - job.from) / kBlockSize;
-    Signal missed(blocks), wanted(blocks);
+    Signal residual(blocks), wanted(blocks);
     for (const Scene& scene : runs) {
         const Filter filter = make(true);
         for (std::size_t n = 0; n < scene.x.size(); n += kBlockSize) {
@@ -268,50 +251,44 @@ Curve learningCurve(const Maker& make, const std::vector<Scene>& runs, const Job
             filter(&scene.x[n], &scene.d[n], y.data());
             for (std::size_t i = 0; n >= job.from && i < kBlockSize; ++i) {
                 const double output = scene.wanted[n + i];
-                missed[(n - job.from) / kBlockSize] += (output - y[i]) * (output - y[i]);
+                residual[(n - job.from) / kBlockSize] += (output - y[i]) * (output - y[i]);
                 wanted[(n - job.from) / kBlockSize] += output * output;
             }
         }
     }
     Curve curve;
-    std::size_t reached = 0; // block, behind the last one above the goal
+    std::size_t above = 0; // blocks up to and including the last one above the goal
     for (std::size_t k = 0; k < blocks; ++k) {
         curve.x.push_back(static_cast<double>((k + 1) * kBlockSize));
-        curve.level.push_back(host::decibels(missed[k] / wanted[k]));
+        curve.level.push_back(host::decibels(residual[k] / wanted[k]));
         if (!(curve.level.back() < job.goal)) {
-            reached = k + 1;
+            above = k + 1;
         }
     }
-    if (reached < blocks) {
-        curve.samples = (reached + 1) * kBlockSize;
+    if (above < blocks) {
+        curve.samples = (above + 1) * kBlockSize;
     }
     const auto last = static_cast<std::ptrdiff_t>(blocks / 8);
-    curve.end = host::decibels(std::accumulate(missed.end() - last, missed.end(), 0.0) /
+    curve.end = host::decibels(std::accumulate(residual.end() - last, residual.end(), 0.0) /
                                std::accumulate(wanted.end() - last, wanted.end(), 0.0));
     return curve;
 }
 
-// The low-pass has nothing to learn: its level over frequency, and the highest in the stop band.
+// The low-pass does not adapt: its level over frequency, and as `end` the highest in the stop band.
 Curve frequencyResponse(const Filter& filter) {
-    constexpr int kPoints = 200, kBlocks = 16;
+    constexpr int kPoints = 200;
+    std::array<double, kBlockSize> impulse{1.0}, h;
+    filter(impulse.data(), impulse.data(), h.data());
     Curve curve{{}, {}, -std::numeric_limits<double>::infinity(), {}};
     for (int k = 0; k < kPoints; ++k) {
         const double frequency = (k + 0.5) * 0.5 / kPoints;
-        host::MeanSquare in, out;
-        double phase = 0.0;
-        for (int block = 0; block < kBlocks; ++block) {
-            std::array<double, kBlockSize> x, y;
-            for (double& sample : x) {
-                sample = std::sin(phase += 2.0 * std::numbers::pi * frequency);
-            }
-            filter(x.data(), x.data(), y.data());
-            if (block > 0) { // the first one fills the line
-                in.add(x);
-                out.add(y);
-            }
+        std::complex<double> response;
+        for (std::size_t n = 0; n < kBlockSize; ++n) {
+            response += h[n] * std::polar(1.0, -2.0 * std::numbers::pi * frequency *
+                                                   static_cast<double>(n));
         }
         curve.x.push_back(frequency);
-        curve.level.push_back(host::decibels(out.value() / in.value()));
+        curve.level.push_back(host::decibels(std::norm(response)));
         if (frequency >= kStopBand) {
             curve.end = std::max(curve.end, curve.level.back());
         }
@@ -322,11 +299,11 @@ Curve frequencyResponse(const Filter& filter) {
 struct Row {
     Curve own;
     std::optional<Curve> plainer;
-    Scene scene; // of one run, to time with
-    Signal nanoseconds;
+    Scene scene;        // of one run, for the timing
+    Signal nanoseconds; // per sample, of each pass
 };
 
-Row judge(const Job& job) {
+Row evaluate(const Job& job) {
     if (!job.scene) {
         const Signal x = white(kTimed, 1);
         return {frequencyResponse(job.filter.make(true)), {}, {x, x, {}}, {}};
@@ -342,14 +319,14 @@ Row judge(const Job& job) {
     return row;
 }
 
-// Processor time: what other processes take does not count.
+// Processor time, which other processes do not influence.
 double nanosecondsSoFar() {
     timespec t{};
     ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
     return 1e9 * static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec);
 }
 
-// Pass by pass in turn, so that a machine that slows down slows all alike; the median counts.
+// The filters take turns, so that a change of the clock rate affects all of them alike.
 void time(const std::vector<Job>& all, std::vector<Row>& rows) {
     for (int pass = 0; pass < kPasses; ++pass) {
         for (std::size_t k = 0; k < rows.size(); ++k) {
@@ -368,25 +345,23 @@ void time(const std::vector<Job>& all, std::vector<Row>& rows) {
     }
 }
 
-std::string samples(const Curve& curve) {
-    return curve.samples ? std::to_string(*curve.samples) : "never";
-}
-
-void run(const host::Arguments& arguments) {
-    arguments.files(0);
-    const std::string path = arguments.text("--curves");
+void runTour(const std::string& curvesPath) {
+    const auto samples = [](const Curve& curve) {
+        return curve.samples ? std::to_string(*curve.samples) : "never";
+    };
     const std::vector<Job> all = jobs();
     std::vector<Row> rows;
-    std::transform(all.begin(), all.end(), std::back_inserter(rows), judge);
+    std::transform(all.begin(), all.end(), std::back_inserter(rows), evaluate);
     time(all, rows);
 
     std::string missed;
-    std::printf("%-13s  %-31s  %9s  %7s  %8s  %9s  %s\n", "family", "job", "goal (dB)", "samples",
-                "end (dB)", "ns/sample", "plainer filter");
+    std::vector<Signal> curves;
+    std::printf("%-13s  %-31s  %9s  %17s  %8s  %9s  %s\n", "family", "job", "goal (dB)",
+                "to goal (samples)", "end (dB)", "ns/sample", "plainer filter (samples)");
     for (std::size_t k = 0; k < all.size(); ++k) {
         const Job& job = all[k];
         const Row& row = rows[k];
-        std::printf("%-13s  %-31s  %9.0f  %7s  %8.1f  %9.1f", job.filter.family.c_str(),
+        std::printf("%-13s  %-31s  %9.0f  %17s  %8.1f  %9.1f", job.filter.family.c_str(),
                     job.text.c_str(), job.goal, job.scene ? samples(row.own).c_str() : "-",
                     row.own.end, row.nanoseconds[kPasses / 2]);
         if (row.plainer) {
@@ -396,28 +371,26 @@ void run(const host::Arguments& arguments) {
         if (!(row.own.end < job.goal) || (job.scene && !row.own.samples)) {
             missed += " " + job.filter.family;
         }
-    }
-    if (!path.empty()) {
-        host::Table table(path);
-        for (const Row& row : rows) {
-            table.heading(
-                "samples, or cycles per sample; residual (dB), own and the plainer filter's");
-            for (std::size_t k = 0; k < row.own.x.size(); ++k) {
-                table.row(Signal{row.own.x[k], row.own.level[k],
-                                 row.plainer ? row.plainer->level[k] : NAN});
-            }
-            table.row({}); // two empty lines end a curve
-            table.row({});
+        for (std::size_t i = 0; i < row.own.x.size(); ++i) {
+            const double plainer = row.plainer ? row.plainer->level[i] : NAN;
+            curves.push_back({row.own.x[i], row.own.level[i], plainer});
         }
-        table.close();
+        curves.insert(curves.end(), 2, Signal{}); // two empty lines end a curve
     }
+    host::saveTable(curvesPath,
+                    "samples; residual (dB) of the family and of the plainer filter. First block: "
+                    "frequency (cycles per sample); response (dB)",
+                    curves);
     if (!missed.empty()) {
-        throw host::Failure("short of the goal:" + missed);
+        host::fail("above the goal", missed.substr(1));
     }
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    return host::runHost("tour", [&] { run({argc, argv, kUsage, {"--curves"}}); });
+    std::string curvesPath;
+    host::commandLine(argc, argv, "Runs each family of filters on a typical job.", {},
+                      {{"curves", "output file for the learning curves in dB", &curvesPath}});
+    return host::runHost(argv[0], [&] { runTour(curvesPath); });
 }

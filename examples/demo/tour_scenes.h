@@ -1,4 +1,4 @@
-// The signals of the tour, in double and without a unit; every seed gives others.
+// The signals of the tour, without a unit. Each seed gives another realisation.
 #ifndef MERLO64F_EXAMPLES_DEMO_TOUR_SCENES_H
 #define MERLO64F_EXAMPLES_DEMO_TOUR_SCENES_H
 
@@ -7,25 +7,24 @@
 #include <cstdint>
 #include <numbers>
 #include <utility>
-#include <vector>
 
 #include "filters.h"
 #include "host.h"
 
 namespace tour {
 
-using Signal = std::vector<double>;
+using host::Signal;
 
-constexpr double kNoise = 1e-3; // at the output of a system, re its amplitude: -60 dB
+constexpr double kNoise = 1e-3; // amplitude of the noise re the output of a system: -60 dB
 
 // ---- signals ---------------------------------------------------------------------------------
 
 struct Scene {
-    Signal x, d;   // what the filter gets
-    Signal wanted; // of its output
+    Signal x, d;   // input and desired signal
+    Signal wanted; // the ideal output
 };
 
-// Of power 1.
+// White noise of power 1.
 inline Signal white(std::size_t length, std::uint64_t seed) {
     host::WhiteNoise noise(seed);
     Signal x(length);
@@ -33,18 +32,17 @@ inline Signal white(std::size_t length, std::uint64_t seed) {
     return x;
 }
 
-// White noise through a pole; of power 1. The spectrum spans 20 log((1 + pole) / (1 - pole)) dB.
+// White noise through a pole, power 1. The spectrum spans 20 log((1 + pole) / (1 - pole)) dB.
 inline Signal coloured(std::size_t length, std::uint64_t seed, double pole) {
     Signal x = white(length, seed);
     double last = x[0];
     for (double& sample : x) {
-        last = pole * last + std::sqrt(1.0 - pole * pole) * sample;
-        sample = last;
+        sample = last = pole * last + std::sqrt(1.0 - pole * pole) * sample;
     }
     return x;
 }
 
-// Levels that come and go as those of syllables do, over 20 dB.
+// Coloured noise whose level varies by 20 dB, as that of speech does from syllable to syllable.
 inline Signal syllables(std::size_t length, std::uint64_t seed) {
     Signal x = coloured(length, seed, 0.7);
     for (std::size_t n = 0; n < length; ++n) {
@@ -53,9 +51,10 @@ inline Signal syllables(std::size_t length, std::uint64_t seed) {
     return x;
 }
 
-// Noise through two resonances, given by their poles' radius and frequency in cycles per sample.
+// White noise through two resonances.
 inline Signal resonant(std::size_t length, std::uint64_t seed) {
     Signal x = white(length, seed);
+    // Radius and frequency (cycles per sample) of the poles.
     for (const auto& [radius, frequency] : {std::pair{0.97, 0.06}, std::pair{0.9, 0.21}}) {
         const double a = 2.0 * radius * std::cos(2.0 * std::numbers::pi * frequency);
         double before = 0.0, last = 0.0;
@@ -67,7 +66,7 @@ inline Signal resonant(std::size_t length, std::uint64_t seed) {
     return x;
 }
 
-// Noise that dies away with a time constant of an eighth of the length; of energy 1.
+// A random response with a time constant of an eighth of its length and an energy of 1.
 inline Signal decaying(int32_t taps, std::uint64_t seed) {
     Signal h = white(static_cast<std::size_t>(taps), seed);
     double energy = 0.0;
@@ -75,30 +74,29 @@ inline Signal decaying(int32_t taps, std::uint64_t seed) {
         h[k] *= std::exp(-8.0 * static_cast<double>(k) / taps);
         energy += h[k] * h[k];
     }
-    for (double& tap : h) {
-        tap /= std::sqrt(energy);
-    }
+    host::scale(h, 1.0 / std::sqrt(energy));
     return h;
+}
+
+inline Signal withNoise(Signal signal, std::uint64_t seed, double amplitude) {
+    Signal noise = white(signal.size(), seed);
+    host::scale(noise, amplitude);
+    return host::sum(std::move(signal), noise);
 }
 
 // ---- jobs ------------------------------------------------------------------------------------
 
-// A system behind x, or one and then another, and faint noise at its output.
+// A system with noise at its output. With two systems, the second replaces the first at half of the
+// length.
 inline Scene identification(Signal x, std::uint64_t seed, int32_t taps, int systems = 1) {
-    Scene scene{std::move(x), {}, {}};
-    scene.wanted = host::through(decaying(taps, 1000 + seed), scene.x);
+    Signal wanted = host::through(decaying(taps, 1000 + seed), x);
     if (systems == 2) {
-        const Signal later = host::through(decaying(taps, 2000 + seed), scene.x);
-        const auto half = static_cast<std::ptrdiff_t>(later.size() / 2);
-        std::copy(later.begin() + half, later.end(), scene.wanted.begin() + half);
+        const Signal later = host::through(decaying(taps, 2000 + seed), x);
+        const auto half = std::ssize(later) / 2;
+        std::copy(later.begin() + half, later.end(), wanted.begin() + half);
     }
-    scene.d = scene.wanted;
-    const Signal noise = white(scene.x.size(), 3000 + seed);
-    const double amplitude = kNoise * std::sqrt(host::power(scene.wanted));
-    for (std::size_t n = 0; n < noise.size(); ++n) {
-        scene.d[n] += amplitude * noise[n];
-    }
-    return scene;
+    const double amplitude = kNoise * std::sqrt(host::power(wanted));
+    return {std::move(x), withNoise(wanted, 3000 + seed, amplitude), wanted};
 }
 
 inline Signal delayed(Signal h, std::size_t samples) {
@@ -106,33 +104,28 @@ inline Signal delayed(Signal h, std::size_t samples) {
     return h;
 }
 
-// The path from the loudspeaker to the error microphone, and what is known of it: 20 dB off.
+// The secondary path and its estimate, whose relative error is -20 dB.
 constexpr int32_t kPathLength = 16;
 inline const Signal kSecondary = delayed(decaying(kPathLength - 4, 8), 4);
 inline const Signal kEstimate = [] {
-    Signal h = decaying(kPathLength, 9);
-    for (std::size_t k = 0; k < h.size(); ++k) {
-        h[k] = kSecondary[k] + 0.1 * h[k];
-    }
-    return h;
+    Signal error = decaying(kPathLength, 9);
+    host::scale(error, 0.1);
+    return host::sum(kSecondary, error);
 }();
 
-// The noise takes eight samples longer to the error microphone than the loudspeaker's sound does.
+// Noise control: the primary path is eight samples longer than the secondary path.
 inline Scene duct(std::size_t length, std::uint64_t seed) {
-    Scene scene{coloured(length, seed, 0.5), {}, {}};
-    scene.d = host::through(delayed(decaying(12, 7), 12), scene.x);
-    const Signal noise = white(length, 3000 + seed);
-    for (std::size_t n = 0; n < length; ++n) {
-        scene.wanted.push_back(-scene.d[n]);
-        scene.d[n] += kNoise * noise[n];
-    }
-    return scene;
+    const Signal x = coloured(length, seed, 0.5);
+    const Signal d = host::through(delayed(decaying(12, 7), 12), x);
+    Signal wanted = d;
+    host::scale(wanted, -1.0);
+    return {x, withNoise(d, 3000 + seed, kNoise), wanted};
 }
 
-// The sample itself, or the one `delay` samples back.
+// The desired output is the input, delayed by `delay` samples.
 inline Scene prediction(const Signal& x, std::size_t delay) {
-    Signal wanted(delay);
-    wanted.insert(wanted.end(), x.begin(), x.end() - static_cast<std::ptrdiff_t>(delay));
+    Signal wanted = delayed(x, delay);
+    wanted.resize(x.size());
     return {x, x, std::move(wanted)};
 }
 

@@ -1,47 +1,32 @@
-# Draws the demo of the voice predictor from the table of `voice_predictor --frames`.
-# Set before: dir, the folder of the table and of the picture.
-
-if (strstrt(GPVAL_TERMINALS, "pngcairo") > 0) {
-    set terminal pngcairo size 1200,820 font "Sans,11" linewidth 1.2 background "#ffffff"
-} else {
-    set terminal png size 1200,820
-}
-set output dir."/voice_predictor.png"
-
-voice = "#2f5d8a"; forward = "#2e7d5b"; backward = "#e3a184"
+# Draws voice prediction from the table of `voice_predictor --frames`.
+# Set before: dir, the directory of the table and of the picture.
+call "picture.gp" "voice_predictor" 1200 840
 frames = dir."/voice_frames.dat"
-quiet = 30 # dB below the loudest frame, from where on a gain is not drawn
+quiet = 30 # dB below the loudest frame: no gain is drawn for weaker frames
 
 stats frames using 1 nooutput name "T"
 stats frames using (abs($2) > abs($3) ? abs($2) : abs($3)) nooutput name "A"
 stats frames using 4 nooutput name "L"
 step = (T_max - T_min) / (T_records - 1)
-before = 6 # columns in front of the reflection coefficients
-stages = (system("awk '!/^#/ { print NF; exit }' ".frames) - before) / 2
+before = 6 # columns before the reflection coefficients
+stages = (system("awk '!/^#/ { print NF; exit }' '".frames."'") - before) / 2
 full = ceil(10 * A_max) / 10.0
 
-set border 3 linecolor "#666666"
-set tics nomirror out scale 0.5 textcolor "#333333"
-set grid ytics linecolor "#dddddd" linewidth 0.6 linetype 1 dashtype solid
-unset key
-set multiplot
-set lmargin at screen 0.075
-set rmargin at screen 0.92
+unset key; set multiplot
+set lmargin at screen 0.075; set rmargin at screen 0.92
 set xrange [0:T_max + step / 2]
 set xtics 0,2
 set format x ""
 
 set title "Voice (1 = full scale)" offset 0,-0.7
 set tmargin at screen 0.955; set bmargin at screen 0.785
-set yrange [-full:full]
-set ytics 0.2
+set yrange [-full:full]; set ytics 0.2
 set ylabel "amplitude" offset 0.5
-plot frames using 1:2:3 with filledcurves fillstyle solid 1.0 noborder linecolor rgb voice
+plot frames using 1:2:3 with filledcurves fillstyle solid 1.0 noborder linecolor rgb blue
 
 set title "Reflection coefficients of the forward predictor"
 set tmargin at screen 0.735; set bmargin at screen 0.43
-set yrange [0.5:stages + 0.5]
-set ytics 1
+set yrange [0.5:stages + 0.5]; set ytics 1
 unset grid
 set ylabel "stage"
 set cbrange [-1:1]
@@ -52,17 +37,15 @@ plot frames matrix every 1:1:before:0:(before + stages - 1) \
         using (T_min + $2 * step):($1 - before + 1):3 with image
 unset colorbox
 
-set title "Prediction gain in loud frames"
+set title sprintf("Prediction gain over 20 ms (gaps: more than %d dB below the loudest frame)", quiet) offset -12,-0.7
 set tmargin at screen 0.38; set bmargin at screen 0.075
 set format x "%g"
-set xlabel "time (s)" offset 0,0.5
-set ylabel "prediction gain (dB)"
-set yrange [-5:*]
-set ytics 10
-set grid ytics linecolor "#dddddd" linewidth 0.6 linetype 1 dashtype solid
-set key at graph 1, graph 1.1 right horizontal samplen 1.5 textcolor "#333333"
+set xlabel "time (s)" offset 0,0.5; set ylabel "prediction gain (dB)"
+set yrange [-5:*]; set ytics 10
+set grid ytics
+set key at graph 1, graph 1.1 right horizontal samplen 1.5
 loud(level, gain) = level > L_max - quiet ? gain : NaN
-plot frames using 1:(loud($4, $6)) with lines linewidth 3.2 linecolor rgb backward title "backward", \
-     "" using 1:(loud($4, $5)) with lines linewidth 1.3 linecolor rgb forward title "forward"
+plot frames using 1:(loud($4, $6)) with lines linewidth 3.2 linecolor rgb "#e3a184" title "backward", \
+     "" using 1:(loud($4, $5)) with lines linewidth 1.3 linecolor rgb green title "forward"
 
 unset multiplot
