@@ -1,362 +1,446 @@
 /** @file
  * @ref merlo64f_hpp
- * @defgroup merlo64f_hpp merlo64f.hpp: the families for C++
- * For C++20 hosts: every function of a family by the type of its record, for code that works with any
- * family. Header only.
+ * @defgroup merlo64f_hpp merlo64f.hpp: filters for C++
+ * For C++20 hosts: one class template over the records, for whole arrays. Header only; needs -lm for
+ * the tables of the transform families.
+ *
+ *     #include <merlo64f/merlo64f.hpp>
+ *
+ *     merlo64f::Filter<nlms64fState> filter(32, 0.02); // the arguments of nlms64fInit()
+ *     filter.update(x, d, y, e);                       // arrays of doubles, of one length
+ *     filter->mu = 0.005;                              // the C record
+ *
+ * A filter owns all its memory: the record's buffers, a copy of the arrays that a family borrows, and
+ * the tables of the transform families, which are not among the arguments. It can be moved, and copied
+ * by copy(). A failure throws std::bad_alloc or std::invalid_argument and changes nothing. Orders above
+ * the limit of the family are reduced as in C: filter->order is the order that is used.
+ *
+ * @par Arrays
+ * All arrays of a call have the same length, which is any multiple of the block length in families with
+ * a block length, and any number in the others. A signal may be passed in pieces of any such lengths;
+ * the results are those of one call, to the bit. The output y may be x, and the error e may be d;
+ * otherwise arrays must not overlap. bnlms64f needs a y of its own.
+ *
+ * @par Mask
+ * `adapt`, where given, has an element per sample: false leaves the coefficients as they are for this
+ * sample (FilterOnly), as in double talk or in a quiet passage. Its error is d - y, or d + s through a
+ * secondary path. In families with a block length the mask must not change within a block.
+ *
+ * A filter belongs to one thread at a time; different filters need no locks.
  * @{ */
 #ifndef MERLO64F_HPP
 #define MERLO64F_HPP
 
-#include "adjlms64f.h"
-#include "bfdaf64f.h"
-#include "blms64f.h"
-#include "bnlms64f.h"
 #include "fft_tables.h"
-#include "fir64f.h"
-#include "fxlms64f.h"
-#include "lbpef64f.h"
-#include "lfpef64f.h"
-#include "lms64f.h"
-#include "lmslattice64f.h"
-#include "nlms64f.h"
-#include "pbfdaf64f.h"
-#include "rls64f.h"
-#include "rlslattice64f.h"
-#include "rlslbpef64f.h"
-#include "rlslfpef64f.h"
-#include "tdlms64f.h"
+#include "merlo64f_families.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <new>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+#include <vector>
 
 namespace merlo64f {
 
-/** The functions of a family, its name and the limit of its order, by the type of its record:
- * Family<lms64fState>::filterUpdate is lms64fFilterUpdate. An operation that a family does not have is
- * no member. */
-template <class State>
-struct Family;
-
 /** @cond */
-template <>
-struct Family<fir64fState> {
-    static constexpr auto name = "fir64f";
-    static constexpr int32_t maxOrder = MAX_TAPS;
-    static constexpr auto init = fir64fInit;
-    static constexpr auto initStatic = fir64fInitStatic;
-    static constexpr auto free = fir64fFree;
-    static constexpr auto filter = fir64fFilter;
-    static constexpr auto lcFilter = fir64fLCFilter;
-    static constexpr auto blockFilter = fir64fBlockFilter;
-    static constexpr auto resetDelayLine = fir64fResetDelayLine;
-    static constexpr auto getCoef = fir64fGetCoef;
-    static constexpr auto setCoef = fir64fSetCoef;
-    static constexpr auto getDelayLine = fir64fGetDelayLine;
-    static constexpr auto setDelayLine = fir64fSetDelayLine;
-    static constexpr auto resize = fir64fResize;
+namespace detail {
+
+template <class Family>
+[[noreturn]] void refuse(const char* what) {
+    throw std::invalid_argument(std::string(Family::name) + ": " + what);
+}
+
+template <class Family>
+void check(int32_t status) {
+    if (status == STS_NO_MEMORY) {
+        throw std::bad_alloc();
+    }
+    if (status == STS_NULL_PTR) {
+        refuse<Family>("a required pointer is null");
+    }
+    if (status < 0) {
+        refuse<Family>("an order, length, index or count is out of range");
+    }
+}
+
+template <class Tuple, class Visit>
+void forEach(const Tuple& tuple, Visit visit) {
+    std::apply([&](const auto&... elements) { (visit(elements), ...); }, tuple);
+}
+
+template <class State>
+concept Transforms = requires(State s) {
+    s.fftTable;
+};
+template <class State, class... Arguments>
+concept SetUpBy =
+    !Transforms<State> && std::is_invocable_v<decltype(Family<State>::init), State*, Arguments...>;
+template <class State>
+concept Blocks = requires(State s) {
+    s.blockLen;
+};
+template <class State>
+concept Borrows = requires {
+    Family<State>::borrowed;
+};
+template <class State>
+concept ThroughPath = requires(State s) {
+    s.secLen;
 };
 
-template <>
-struct Family<lms64fState> {
-    static constexpr auto name = "lms64f";
-    static constexpr int32_t maxOrder = MAX_TAPS;
-    static constexpr auto init = lms64fInit;
-    static constexpr auto initStatic = lms64fInitStatic;
-    static constexpr auto free = lms64fFree;
-    static constexpr auto filterUpdate = lms64fFilterUpdate;
-    static constexpr auto filterUpdateSignErr = lms64fFilterUpdateSignErr;
-    static constexpr auto filterUpdateSignReg = lms64fFilterUpdateSignReg;
-    static constexpr auto filterUpdateSignSign = lms64fFilterUpdateSignSign;
-    static constexpr auto lcFilterUpdate = lms64fLCFilterUpdate;
-    static constexpr auto lcFilterUpdateSignErr = lms64fLCFilterUpdateSignErr;
-    static constexpr auto lcFilterUpdateSignReg = lms64fLCFilterUpdateSignReg;
-    static constexpr auto lcFilterUpdateSignSign = lms64fLCFilterUpdateSignSign;
-    static constexpr auto filterOnly = lms64fFilterOnly;
-    static constexpr auto lcFilterOnly = lms64fLCFilterOnly;
-    static constexpr auto reset = lms64fReset;
-    static constexpr auto resetDelayLine = lms64fResetDelayLine;
-    static constexpr auto getCoef = lms64fGetCoef;
-    static constexpr auto setCoef = lms64fSetCoef;
-    static constexpr auto getDelayLine = lms64fGetDelayLine;
-    static constexpr auto setDelayLine = lms64fSetDelayLine;
-    static constexpr auto resize = lms64fResize;
+// Tables for transforms of up to `longest` points.
+struct Tables {
+    std::vector<int32_t> table;
+    std::vector<double> twiddles;
+
+    explicit Tables(int32_t longest)
+        : table(static_cast<size_t>(fftTableLen(longest))),
+          twiddles(static_cast<size_t>(fftTwiddlesLen(longest))) {
+        fillFftTables(longest, table.data(), twiddles.data());
+    }
+    bool cover(int32_t longest) const { return longest <= 2 * std::ssize(twiddles); }
 };
 
-template <>
-struct Family<nlms64fState> {
-    static constexpr auto name = "nlms64f";
-    static constexpr int32_t maxOrder = MAX_TAPS;
-    static constexpr auto init = nlms64fInit;
-    static constexpr auto initStatic = nlms64fInitStatic;
-    static constexpr auto free = nlms64fFree;
-    static constexpr auto filterUpdate = nlms64fFilterUpdate;
-    static constexpr auto lcFilterUpdate = nlms64fLCFilterUpdate;
-    static constexpr auto filterOnly = nlms64fFilterOnly;
-    static constexpr auto lcFilterOnly = nlms64fLCFilterOnly;
-    static constexpr auto reset = nlms64fReset;
-    static constexpr auto resetDelayLine = nlms64fResetDelayLine;
-    static constexpr auto getCoef = nlms64fGetCoef;
-    static constexpr auto setCoef = nlms64fSetCoef;
-    static constexpr auto getDelayLine = nlms64fGetDelayLine;
-    static constexpr auto setDelayLine = nlms64fSetDelayLine;
-    static constexpr auto resize = nlms64fResize;
+// What a filter owns beside the buffers of its record.
+template <class State>
+struct Owned {};
+template <Borrows State>
+struct Owned<State> {
+    std::array<std::vector<double>, std::tuple_size_v<decltype(Family<State>::borrowed)>> arrays;
+};
+template <Transforms State>
+struct Owned<State> {
+    Tables tables{8};
 };
 
-template <>
-struct Family<adjlms64fState> {
-    static constexpr auto name = "adjlms64f";
-    static constexpr int32_t maxOrder = MAX_TAPS;
-    static constexpr auto init = adjlms64fInit;
-    static constexpr auto initStatic = adjlms64fInitStatic;
-    static constexpr auto free = adjlms64fFree;
-    static constexpr auto filterUpdate = adjlms64fFilterUpdate;
-    static constexpr auto filterOnly = adjlms64fFilterOnly;
-    static constexpr auto reset = adjlms64fReset;
-    static constexpr auto resetDelayLine = adjlms64fResetDelayLine;
-    static constexpr auto getCoef = adjlms64fGetCoef;
-    static constexpr auto setCoef = adjlms64fSetCoef;
-    static constexpr auto getDelayLine = adjlms64fGetDelayLine;
-    static constexpr auto setDelayLine = adjlms64fSetDelayLine;
-    static constexpr auto resize = adjlms64fResize;
-};
-
-template <>
-struct Family<fxlms64fState> {
-    static constexpr auto name = "fxlms64f";
-    static constexpr int32_t maxOrder = MAX_TAPS;
-    static constexpr auto init = fxlms64fInit;
-    static constexpr auto initStatic = fxlms64fInitStatic;
-    static constexpr auto free = fxlms64fFree;
-    static constexpr auto filterUpdate = fxlms64fFilterUpdate;
-    static constexpr auto filterOnly = fxlms64fFilterOnly;
-    static constexpr auto reset = fxlms64fReset;
-    static constexpr auto resetDelayLine = fxlms64fResetDelayLine;
-    static constexpr auto getCoef = fxlms64fGetCoef;
-    static constexpr auto setCoef = fxlms64fSetCoef;
-    static constexpr auto getDelayLine = fxlms64fGetDelayLine;
-    static constexpr auto setDelayLine = fxlms64fSetDelayLine;
-    static constexpr auto resize = fxlms64fResize;
-};
-
-template <>
-struct Family<blms64fState> {
-    static constexpr auto name = "blms64f";
-    static constexpr int32_t maxOrder = MAX_TAPS;
-    static constexpr auto init = blms64fInit;
-    static constexpr auto initStatic = blms64fInitStatic;
-    static constexpr auto free = blms64fFree;
-    static constexpr auto filterUpdate = blms64fFilterUpdate;
-    static constexpr auto filterUpdateSignErr = blms64fFilterUpdateSignErr;
-    static constexpr auto filterUpdateSignReg = blms64fFilterUpdateSignReg;
-    static constexpr auto filterUpdateSignSign = blms64fFilterUpdateSignSign;
-    static constexpr auto filterOnly = blms64fFilterOnly;
-    static constexpr auto reset = blms64fReset;
-    static constexpr auto resetDelayLine = blms64fResetDelayLine;
-    static constexpr auto getCoef = blms64fGetCoef;
-    static constexpr auto setCoef = blms64fSetCoef;
-    static constexpr auto getDelayLine = blms64fGetDelayLine;
-    static constexpr auto setDelayLine = blms64fSetDelayLine;
-    static constexpr auto resize = blms64fResize;
-};
-
-template <>
-struct Family<bnlms64fState> {
-    static constexpr auto name = "bnlms64f";
-    static constexpr int32_t maxOrder = MAX_TAPS;
-    static constexpr auto init = bnlms64fInit;
-    static constexpr auto initStatic = bnlms64fInitStatic;
-    static constexpr auto free = bnlms64fFree;
-    static constexpr auto filterUpdate = bnlms64fFilterUpdate;
-    static constexpr auto filterOnly = bnlms64fFilterOnly;
-    static constexpr auto reset = bnlms64fReset;
-    static constexpr auto resetDelayLine = bnlms64fResetDelayLine;
-    static constexpr auto getCoef = bnlms64fGetCoef;
-    static constexpr auto setCoef = bnlms64fSetCoef;
-    static constexpr auto getDelayLine = bnlms64fGetDelayLine;
-    static constexpr auto setDelayLine = bnlms64fSetDelayLine;
-    static constexpr auto resize = bnlms64fResize;
-};
-
-template <>
-struct Family<bfdaf64fState> {
-    static constexpr auto name = "bfdaf64f";
-    static constexpr int32_t maxOrder = MAX_TAPS;
-    static constexpr auto init = bfdaf64fInit;
-    static constexpr auto initStatic = bfdaf64fInitStatic;
-    static constexpr auto free = bfdaf64fFree;
-    static constexpr auto filterUpdate = bfdaf64fFilterUpdate;
-    static constexpr auto filterOnly = bfdaf64fFilterOnly;
-    static constexpr auto reset = bfdaf64fReset;
-    static constexpr auto resetDelayLine = bfdaf64fResetDelayLine;
-    static constexpr auto getCoef = bfdaf64fGetCoef;
-    static constexpr auto setCoef = bfdaf64fSetCoef;
-    static constexpr auto resize = bfdaf64fResize;
-};
-
-template <>
-struct Family<pbfdaf64fState> {
-    static constexpr auto name = "pbfdaf64f";
-    static constexpr int32_t maxOrder = MAX_TAPS;
-    static constexpr auto init = pbfdaf64fInit;
-    static constexpr auto initStatic = pbfdaf64fInitStatic;
-    static constexpr auto free = pbfdaf64fFree;
-    static constexpr auto filterUpdate = pbfdaf64fFilterUpdate;
-    static constexpr auto filterOnly = pbfdaf64fFilterOnly;
-    static constexpr auto reset = pbfdaf64fReset;
-    static constexpr auto resetDelayLine = pbfdaf64fResetDelayLine;
-    static constexpr auto getCoef = pbfdaf64fGetCoef;
-    static constexpr auto setCoef = pbfdaf64fSetCoef;
-    static constexpr auto resize = pbfdaf64fResize;
-};
-
-template <>
-struct Family<tdlms64fState> {
-    static constexpr auto name = "tdlms64f";
-    static constexpr int32_t maxOrder = MAX_TAPS;
-    static constexpr auto init = tdlms64fInit;
-    static constexpr auto initStatic = tdlms64fInitStatic;
-    static constexpr auto free = tdlms64fFree;
-    static constexpr auto filterUpdate = tdlms64fFilterUpdate;
-    static constexpr auto filterOnly = tdlms64fFilterOnly;
-    static constexpr auto lcFilterUpdate = tdlms64fLCFilterUpdate;
-    static constexpr auto lcFilterOnly = tdlms64fLCFilterOnly;
-    static constexpr auto reset = tdlms64fReset;
-    static constexpr auto resetDelayLine = tdlms64fResetDelayLine;
-    static constexpr auto getCoef = tdlms64fGetCoef;
-    static constexpr auto setCoef = tdlms64fSetCoef;
-    static constexpr auto getDelayLine = tdlms64fGetDelayLine;
-    static constexpr auto setDelayLine = tdlms64fSetDelayLine;
-    static constexpr auto resize = tdlms64fResize;
-};
-
-template <>
-struct Family<lbpef64fState> {
-    static constexpr auto name = "lbpef64f";
-    static constexpr int32_t maxOrder = MAX_PEF_STAGES;
-    static constexpr auto init = lbpef64fInit;
-    static constexpr auto initStatic = lbpef64fInitStatic;
-    static constexpr auto free = lbpef64fFree;
-    static constexpr auto filterUpdate = lbpef64fFilterUpdate;
-    static constexpr auto filterOnly = lbpef64fFilterOnly;
-    static constexpr auto reset = lbpef64fReset;
-    static constexpr auto getCoef = lbpef64fGetCoef;
-    static constexpr auto setCoef = lbpef64fSetCoef;
-    static constexpr auto getParcor = lbpef64fGetParcor;
-    static constexpr auto setParcor = lbpef64fSetParcor;
-    static constexpr auto getDelayLine = lbpef64fGetDelayLine;
-    static constexpr auto setDelayLine = lbpef64fSetDelayLine;
-    static constexpr auto resize = lbpef64fResize;
-};
-
-template <>
-struct Family<lfpef64fState> {
-    static constexpr auto name = "lfpef64f";
-    static constexpr int32_t maxOrder = MAX_PEF_STAGES;
-    static constexpr auto init = lfpef64fInit;
-    static constexpr auto initStatic = lfpef64fInitStatic;
-    static constexpr auto free = lfpef64fFree;
-    static constexpr auto filterUpdate = lfpef64fFilterUpdate;
-    static constexpr auto filterOnly = lfpef64fFilterOnly;
-    static constexpr auto reset = lfpef64fReset;
-    static constexpr auto getCoef = lfpef64fGetCoef;
-    static constexpr auto setCoef = lfpef64fSetCoef;
-    static constexpr auto getParcor = lfpef64fGetParcor;
-    static constexpr auto setParcor = lfpef64fSetParcor;
-    static constexpr auto getDelayLine = lfpef64fGetDelayLine;
-    static constexpr auto setDelayLine = lfpef64fSetDelayLine;
-    static constexpr auto resize = lfpef64fResize;
-};
-
-template <>
-struct Family<lmslattice64fState> {
-    static constexpr auto name = "lmslattice64f";
-    static constexpr int32_t maxOrder = MAX_TAPS;
-    static constexpr auto init = lmslattice64fInit;
-    static constexpr auto initStatic = lmslattice64fInitStatic;
-    static constexpr auto free = lmslattice64fFree;
-    static constexpr auto filterUpdate = lmslattice64fFilterUpdate;
-    static constexpr auto filterOnly = lmslattice64fFilterOnly;
-    static constexpr auto reset = lmslattice64fReset;
-    static constexpr auto getCoef = lmslattice64fGetCoef;
-    static constexpr auto setCoef = lmslattice64fSetCoef;
-    static constexpr auto getParcor = lmslattice64fGetParcor;
-    static constexpr auto setParcor = lmslattice64fSetParcor;
-    static constexpr auto getDelayLine = lmslattice64fGetDelayLine;
-    static constexpr auto setDelayLine = lmslattice64fSetDelayLine;
-    static constexpr auto resize = lmslattice64fResize;
-};
-
-template <>
-struct Family<rls64fState> {
-    static constexpr auto name = "rls64f";
-    static constexpr int32_t maxOrder = MAX_TAPS;
-    static constexpr auto init = rls64fInit;
-    static constexpr auto initStatic = rls64fInitStatic;
-    static constexpr auto free = rls64fFree;
-    static constexpr auto filterUpdate = rls64fFilterUpdate;
-    static constexpr auto filterOnly = rls64fFilterOnly;
-    static constexpr auto lcFilterUpdate = rls64fLCFilterUpdate;
-    static constexpr auto lcFilterOnly = rls64fLCFilterOnly;
-    static constexpr auto reset = rls64fReset;
-    static constexpr auto resetDelayLine = rls64fResetDelayLine;
-    static constexpr auto getCoef = rls64fGetCoef;
-    static constexpr auto setCoef = rls64fSetCoef;
-    static constexpr auto getDelayLine = rls64fGetDelayLine;
-    static constexpr auto setDelayLine = rls64fSetDelayLine;
-    static constexpr auto resize = rls64fResize;
-};
-
-template <>
-struct Family<rlslattice64fState> {
-    static constexpr auto name = "rlslattice64f";
-    static constexpr int32_t maxOrder = MAX_TAPS;
-    static constexpr auto init = rlslattice64fInit;
-    static constexpr auto initStatic = rlslattice64fInitStatic;
-    static constexpr auto free = rlslattice64fFree;
-    static constexpr auto filterUpdate = rlslattice64fFilterUpdate;
-    static constexpr auto filterOnly = rlslattice64fFilterOnly;
-    static constexpr auto reset = rlslattice64fReset;
-    static constexpr auto getCoef = rlslattice64fGetCoef;
-    static constexpr auto getForwardParcors = rlslattice64fGetForwardParcors;
-    static constexpr auto getBackwardParcors = rlslattice64fGetBackwardParcors;
-    static constexpr auto getDelayLine = rlslattice64fGetDelayLine;
-    static constexpr auto setDelayLine = rlslattice64fSetDelayLine;
-    static constexpr auto resize = rlslattice64fResize;
-};
-
-template <>
-struct Family<rlslbpef64fState> {
-    static constexpr auto name = "rlslbpef64f";
-    static constexpr int32_t maxOrder = MAX_PEF_STAGES;
-    static constexpr auto init = rlslbpef64fInit;
-    static constexpr auto initStatic = rlslbpef64fInitStatic;
-    static constexpr auto free = rlslbpef64fFree;
-    static constexpr auto filterUpdate = rlslbpef64fFilterUpdate;
-    static constexpr auto filterOnly = rlslbpef64fFilterOnly;
-    static constexpr auto reset = rlslbpef64fReset;
-    static constexpr auto getCoef = rlslbpef64fGetCoef;
-    static constexpr auto getForwardParcors = rlslbpef64fGetForwardParcors;
-    static constexpr auto getBackwardParcors = rlslbpef64fGetBackwardParcors;
-    static constexpr auto getDelayLine = rlslbpef64fGetDelayLine;
-    static constexpr auto setDelayLine = rlslbpef64fSetDelayLine;
-    static constexpr auto resize = rlslbpef64fResize;
-};
-
-template <>
-struct Family<rlslfpef64fState> {
-    static constexpr auto name = "rlslfpef64f";
-    static constexpr int32_t maxOrder = MAX_PEF_STAGES;
-    static constexpr auto init = rlslfpef64fInit;
-    static constexpr auto initStatic = rlslfpef64fInitStatic;
-    static constexpr auto free = rlslfpef64fFree;
-    static constexpr auto filterUpdate = rlslfpef64fFilterUpdate;
-    static constexpr auto filterOnly = rlslfpef64fFilterOnly;
-    static constexpr auto reset = rlslfpef64fReset;
-    static constexpr auto getCoef = rlslfpef64fGetCoef;
-    static constexpr auto getForwardParcors = rlslfpef64fGetForwardParcors;
-    static constexpr auto getBackwardParcors = rlslfpef64fGetBackwardParcors;
-    static constexpr auto getDelayLine = rlslfpef64fGetDelayLine;
-    static constexpr auto setDelayLine = rlslfpef64fSetDelayLine;
-    static constexpr auto resize = rlslfpef64fResize;
-};
+} // namespace detail
 /** @endcond */
+
+/** visit(name, field) for every number of a record, in the order of the record. */
+template <class State, class Visit>
+void forEachField(State& state, Visit visit) {
+    detail::forEach(Family<std::remove_const_t<State>>::fields,
+                    [&](const auto& field) { visit(field.name, state.*field.member); });
+}
+
+/** visit(name, span) for every array in the buffers of a record. */
+template <class State, class Visit>
+void forEachArray(State& state, Visit visit) {
+    detail::forEach(Family<std::remove_const_t<State>>::arrays, [&](const auto& array) {
+        visit(array.name, std::span(state.*array.member, static_cast<size_t>(array.length(state))));
+    });
+}
+
+/** A filter of the family whose record is State. */
+template <class State>
+class Filter {
+  public:
+    using Family = merlo64f::Family<State>;
+    using Input = std::span<const double>;
+    using Output = std::span<double>;
+    using Mask = std::span<const bool>; /**< one element per sample, or empty: adapt always */
+
+    /** The arguments are those of Init in C, without the record and the tables. Borrowed arrays are
+     * copied. */
+    template <class... Arguments>
+    requires detail::SetUpBy<State, Arguments...>
+    explicit Filter(Arguments... arguments) {
+        detail::check<Family>(Family::init(&state_, arguments...));
+        try {
+            adopt();
+        } catch (...) {
+            Family::free(&state_);
+            throw;
+        }
+    }
+
+    /** For the transform families: order, then what follows it in C, without the tables. */
+    template <class... Arguments>
+    requires detail::Transforms<State>
+    explicit Filter(int32_t order, Arguments... arguments) {
+        cover(order, arguments...);
+        detail::check<Family>(Family::init(&state_, order, arguments..., owned_.tables.table.data(),
+                                           owned_.tables.twiddles.data()));
+    }
+
+    Filter(Filter&& other) noexcept
+        : state_(std::exchange(other.state_, State{})), owned_(std::move(other.owned_)) {}
+    Filter& operator=(Filter&& other) noexcept {
+        std::swap(state_, other.state_);
+        std::swap(owned_, other.owned_);
+        return *this;
+    }
+    ~Filter() { Family::free(&state_); }
+
+    /** A filter in the state of the record `saved`, which may be one that a host has filled from a
+     * file: its sizes and positions are tested, the lengths of its arrays are taken from its sizes. */
+    static Filter from(const State& saved) {
+        Filter filter = like(saved);
+        filter.assign(saved);
+        return filter;
+    }
+
+    /** A new filter of the sizes and parameters of a record, whose arrays are not read, except for
+     * those that it borrows. */
+    static Filter like(const State& saved) {
+        return std::apply([](auto... arguments) { return Filter(arguments...); },
+                          Family::arguments(saved));
+    }
+
+    /** A filter in the same state, which shares nothing with this one. */
+    Filter copy() const { return from(state_); }
+
+    /** The C record. Its buffers belong to the filter. */
+    State& state() { return state_; }
+    const State& state() const { return state_; }
+    State* operator->() { return &state_; }
+    const State* operator->() const { return &state_; }
+
+    /** Filters x, forms the errors and adapts. y: outputs, or s through a secondary path; e: errors. */
+    void update(Input x, Input d, Output y, Output e, Mask adapt = {}) {
+        run<Family::filterUpdate>(x, d, y, e, adapt);
+    }
+
+    /** The sign-error form. */
+    void updateSignErr(Input x, Input d, Output y, Output e, Mask adapt = {}) {
+        run<Family::filterUpdateSignErr>(x, d, y, e, adapt);
+    }
+
+    /** The sign-regressor form. */
+    void updateSignReg(Input x, Input d, Output y, Output e, Mask adapt = {}) {
+        run<Family::filterUpdateSignReg>(x, d, y, e, adapt);
+    }
+
+    /** The sign-sign form. */
+    void updateSignSign(Input x, Input d, Output y, Output e, Mask adapt = {}) {
+        run<Family::filterUpdateSignSign>(x, d, y, e, adapt);
+    }
+
+    /** The prediction-error lattices: y are the predictions, e the prediction errors. */
+    void update(Input x, Output y, Output e, Mask adapt = {}) {
+        requireLengths(x.size(), {y.size(), e.size()}, adapt.size());
+        for (size_t i = 0; i < x.size(); ++i) {
+            y[i] = adapt.empty() || adapt[i] ? Family::filterUpdate(&state_, x[i])
+                                             : Family::filterOnly(&state_, x[i]);
+            e[i] = state_.err;
+        }
+    }
+
+    /** Filters without adapting. Running powers, and P in rls64f, follow x, as FilterOnly does. */
+    void filter(Input x, Output y) {
+        requireLengths(x.size(), {y.size()}, 0);
+        if constexpr (requires { Family::blockFilter; }) {
+            constexpr size_t most = size_t{1} << 30;
+            for (size_t i = 0; i < x.size(); i += most) {
+                const auto count = static_cast<int32_t>(std::min(most, x.size() - i));
+                Family::blockFilter(&state_, x.data() + i, y.data() + i, count);
+            }
+        } else if constexpr (detail::Blocks<State>) {
+            for (size_t i = 0; i < x.size(); i += blockLen()) {
+                Family::filterOnly(&state_, x.data() + i, y.data() + i);
+            }
+        } else {
+            for (size_t i = 0; i < x.size(); ++i) {
+                y[i] = Family::filterOnly(&state_, x[i]);
+            }
+        }
+    }
+
+    /** Adapts on regressors from anywhere instead of a delay line: `order` elements of `rows` for
+     * each sample of d, which LCFilterUpdate takes as its linear line. */
+    void updateRegressors(Input rows, Input d, Output y, Output e) {
+        const auto order = static_cast<size_t>(state_.order);
+        requireLengths(d.size(), {y.size(), e.size()}, 0);
+        if (rows.size() != d.size() * order) {
+            detail::refuse<Family>("rows does not have order elements per sample");
+        }
+        for (size_t i = 0; i < d.size(); ++i) {
+            std::copy_n(rows.data() + i * order, order, state_.delayLine);
+            y[i] = Family::lcFilterUpdate(&state_, d[i]);
+            e[i] = state_.err;
+        }
+    }
+
+    void reset() { Family::reset(&state_); }
+    void resetDelayLine() { Family::resetDelayLine(&state_); }
+
+    /** The sizes of Resize in C. The tables grow as needed. */
+    template <class... Sizes>
+    requires std::is_invocable_v<decltype(Family::resize), State*, Sizes...>
+    void resize(Sizes... sizes) {
+        if constexpr (detail::Transforms<State>) {
+            cover(sizes...);
+            state_.fftTable = owned_.tables.table.data();
+            state_.fftTwiddles = owned_.tables.twiddles.data();
+        }
+        detail::check<Family>(Family::resize(&state_, sizes...));
+    }
+
+    /** The accessors of C. @return number of elements copied */
+    int32_t getCoef(Output buf, int32_t start = 0, bool reversed = false) {
+        return access(Family::getCoef, buf, start, reversed);
+    }
+    int32_t setCoef(Input buf, int32_t start = 0, bool reversed = false) {
+        return access(Family::setCoef, buf, start, reversed);
+    }
+    int32_t getParcor(Output buf, int32_t start = 0, bool reversed = false) {
+        return access(Family::getParcor, buf, start, reversed);
+    }
+    int32_t setParcor(Input buf, int32_t start = 0, bool reversed = false) {
+        return access(Family::setParcor, buf, start, reversed);
+    }
+    int32_t getForwardParcors(Output buf, int32_t start = 0, bool reversed = false) {
+        return access(Family::getForwardParcors, buf, start, reversed);
+    }
+    int32_t getBackwardParcors(Output buf, int32_t start = 0, bool reversed = false) {
+        return access(Family::getBackwardParcors, buf, start, reversed);
+    }
+    int32_t getDelayLine(Output buf, int32_t start = 0, bool reversed = false) {
+        return access(Family::getDelayLine, buf, start, reversed);
+    }
+    int32_t setDelayLine(Input buf, int32_t start = 0, bool reversed = false) {
+        return access(Family::setDelayLine, buf, start, reversed);
+    }
+
+  private:
+    // Makes the tables long enough for a record of these sizes. Its transform is no longer than the power
+    // of two that holds order - 1 + blockLen or, without blocks, order.
+    template <class... More>
+    void cover(int32_t order, More... more) {
+        int64_t length = std::clamp<int64_t>(order, 1, MAX_TAPS);
+        if constexpr (detail::Blocks<State>) {
+            length += int64_t{std::get<0>(std::tuple(more...))} - 1;
+        }
+        const int32_t exponent = nextPow2(length);
+        if (exponent > 30) {
+            return; // the set-up refuses these sizes
+        }
+        const int32_t longest = int32_t{1} << std::max(exponent, 3);
+        if (!owned_.tables.cover(longest)) {
+            owned_.tables = detail::Tables(longest); // has the same values for shorter transforms
+        }
+    }
+
+    size_t blockLen() const { return static_cast<size_t>(state_.blockLen); }
+
+    // Copies the borrowed arrays. There is room for the limit of the order: fir64fResize() needs it.
+    void adopt() {
+        if constexpr (detail::Borrows<State>) {
+            size_t i = 0;
+            detail::forEach(Family::borrowed, [&](const auto& array) {
+                const auto* const lent = state_.*array.member;
+                const auto length = static_cast<size_t>(array.length(state_));
+                std::vector<double>& own = owned_.arrays[i++];
+                own.resize(std::max(length, static_cast<size_t>(Family::maxOrder)));
+                std::copy_n(lent, length, own.data());
+                state_.*array.member = own.data();
+            });
+        }
+    }
+
+    void assign(const State& saved) {
+        detail::forEach(Family::fields, [&](const auto& field) {
+            using Field = std::remove_cvref_t<decltype(field)>;
+            auto& own = state_.*field.member;
+            const auto& value = saved.*field.member;
+            if constexpr (std::is_same_v<Field, Size<State>>) {
+                if (value != own) {
+                    refuse(field.name);
+                }
+            } else if constexpr (std::is_same_v<Field, Position<State>>) {
+                if (value < 0 || value >= field.limit(state_) || value % field.step(state_) != 0) {
+                    refuse(field.name);
+                }
+            }
+            own = value;
+        });
+        detail::forEach(Family::arrays, [&](const auto& array) {
+            std::copy_n(saved.*array.member, array.length(state_), state_.*array.member);
+        });
+    }
+
+    [[noreturn]] static void refuse(const char* field) {
+        detail::refuse<Family>(
+            (std::string(field) + " of the saved record is out of range").c_str());
+    }
+
+    void requireLengths(size_t n, std::initializer_list<size_t> lengths, size_t maskLength) const {
+        for (size_t length : lengths) {
+            if (length != n) {
+                detail::refuse<Family>("arrays of different lengths");
+            }
+        }
+        if (maskLength != 0 && maskLength != n) {
+            detail::refuse<Family>("a mask of another length than the arrays");
+        }
+        if constexpr (detail::Blocks<State>) {
+            if (n % blockLen() != 0) {
+                detail::refuse<Family>("the length is no multiple of blockLen");
+            }
+        }
+    }
+
+    template <auto updateOperation>
+    void run(Input x, Input d, Output y, Output e, Mask adapt) {
+        requireLengths(x.size(), {d.size(), y.size(), e.size()}, adapt.size());
+        if constexpr (detail::Blocks<State>) {
+            runBlocks<updateOperation>(x, d, y, e, adapt);
+        } else {
+            for (size_t i = 0; i < x.size(); ++i) {
+                if (adapt.empty() || adapt[i]) {
+                    y[i] = updateOperation(&state_, x[i], d[i]);
+                    e[i] = state_.err;
+                } else {
+                    y[i] = Family::filterOnly(&state_, x[i]);
+                    e[i] = detail::ThroughPath<State> ? d[i] + y[i] : d[i] - y[i];
+                }
+            }
+        }
+    }
+
+    template <auto updateOperation>
+    void runBlocks(Input x, Input d, Output y, Output e, Mask adapt) {
+        const size_t length = blockLen();
+        for (size_t i = 0; i < adapt.size(); i += length) {
+            const Mask block = adapt.subspan(i, length);
+            if (std::find(block.begin(), block.end(), !block[0]) != block.end()) {
+                detail::refuse<Family>("the mask changes within a block");
+            }
+        }
+        for (size_t i = 0; i < x.size(); i += length) {
+            if (adapt.empty() || adapt[i]) {
+                updateOperation(&state_, x.data() + i, d.data() + i, y.data() + i, e.data() + i);
+                continue;
+            }
+            Family::filterOnly(&state_, x.data() + i, y.data() + i);
+            for (size_t k = i; k < i + length; ++k) {
+                e[k] = d[k] - y[k];
+            }
+        }
+    }
+
+    template <class Accessor, class Element>
+    int32_t access(Accessor accessor, std::span<Element> buf, int32_t start, bool reversed) {
+        if (buf.size() > static_cast<size_t>(INT32_MAX)) {
+            buf = buf.first(static_cast<size_t>(INT32_MAX));
+        }
+        const int32_t count =
+            accessor(&state_, buf.data(), start, static_cast<int32_t>(buf.size()), reversed);
+        detail::check<Family>(count);
+        return count;
+    }
+
+    State state_{};
+    detail::Owned<State> owned_;
+};
 
 } // namespace merlo64f
 
