@@ -3,21 +3,28 @@
 
     bench/compare.py BENCHMARK BASE_DIR NEW_DIR [--filter REGEX] [--rounds N] [--above RATIO]
 
-BENCHMARK is a merlo64f_bench that is linked to the shared library. BASE_DIR and NEW_DIR hold the two
-libmerlo64f.so.1. The rounds alternate between them, pinned to one processor. For every operation the
-program prints the median time per sample with each library and the median of the ratios new / base
-within a round. --above lists only operations whose ratio exceeds the bound.
+BENCHMARK is a merlo64f_bench. BASE_DIR and NEW_DIR hold the two libmerlo64f.so.1 and, if the transform
+is to be compared too, libmerlo64f_transform.so. The rounds alternate between them, pinned to one
+processor. For every operation the program prints the median time per sample with each library and the
+median of the ratios new / base within a round. --above lists only operations whose ratio exceeds the
+bound.
 """
-import argparse, json, os, statistics, subprocess
+import argparse, json, os, statistics, subprocess, sys
+from pathlib import Path
 
 
 def one_round(benchmark, directory, pattern, seconds):
-    output = subprocess.run(
+    # Preloaded, since the loader may prefer another build in a subdirectory glibc-hwcaps.
+    library, transform = Path(directory) / "libmerlo64f.so.1", Path(directory) / "libmerlo64f_transform.so"
+    files = f"{library}:{transform}" if transform.exists() else f"{library}"
+    result = json.loads(subprocess.run(
         [benchmark, f"--benchmark_filter={pattern}", "--benchmark_format=json",
          "--benchmark_repetitions=1", f"--benchmark_min_time={seconds}"],
-        env={**os.environ, "LD_LIBRARY_PATH": directory}, check=True, capture_output=True, text=True).stdout
+        env={**os.environ, "LD_PRELOAD": files}, check=True, capture_output=True, text=True).stdout)
+    if not os.path.samefile(result["context"]["library"], library):
+        sys.exit(f"{result['context']['library']} was measured in place of {library}")
     return {run["name"].split("/repeats:")[0]: 1e9 / run["items_per_second"]
-            for run in json.loads(output)["benchmarks"]}
+            for run in sorted(result["benchmarks"], key=lambda run: run["family_index"])}
 
 
 def main():

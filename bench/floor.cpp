@@ -1,8 +1,5 @@
 #include "floor.h"
 
-#include "table.h"
-
-#include <cstdlib>
 #include <cstring>
 
 namespace bench::floor {
@@ -16,9 +13,11 @@ inline Pair load(const double* from) {
     return pair;
 }
 
-// Overlapping calls are bound by the loads, hence products in pairs, two loads for two taps.
+inline void store(double* to, Pair pair) { std::memcpy(to, &pair, sizeof pair); }
+
+// The loads limit calls that overlap, hence products in pairs: two loads for two taps.
 template <int kOrder>
-double straightDot(const double* x, const double* coef) {
+double linearDot(const double* x, const double* coef) {
     double sum = 0.0;
 #pragma GCC unroll 32
     for (int k = 0; k < kOrder; k += 2) {
@@ -29,28 +28,24 @@ double straightDot(const double* x, const double* coef) {
     return sum;
 }
 
-inline void store(double* to, Pair pair) { std::memcpy(to, &pair, sizeof pair); }
-
-// g * sgn(v), exactly: the sign is flipped where v >= 0 does not hold. The mask does not wait for g.
+// g * sgn(v), exact: flips the sign where v >= 0 does not hold. The mask does not depend on g.
 inline Pair timesSign(Pair g, Pair v) {
     using Bits = decltype(v >= v);
     const Bits flip = ~(v >= Pair{0.0, 0.0}) & reinterpret_cast<Bits>(Pair{-0.0, -0.0});
     return reinterpret_cast<Pair>(reinterpret_cast<Bits>(g) ^ flip);
 }
 
-// mu * sgn(e), exactly. A lane select, since a branch on noise is guessed wrong every other time.
-inline double stepOfSign(double mu, double e) {
+// mu * sgn(e), exact. A lane select: a branch on noise is mispredicted every other time.
+inline double gainOfSign(double mu, double e) {
     const Pair gain = Pair{e, e} >= Pair{0.0, 0.0} ? Pair{mu, mu} : Pair{-mu, -mu};
     return gain[0];
 }
 
-// A step that feeds the next one is bound by the chain: coefficient, product, sum, error, gain,
-// coefficient. One tap at a time is shortest (the empty asm forbids packing), since the next product
-// then waits for its own coefficient alone; only the sign of the sample is cheaper in pairs.
-template <int kOrder, Gradient kGradient>
-double straightStep(double* __restrict coef, const double* __restrict x, double d, double mu) {
-    constexpr bool kSignErr = kGradient == Gradient::SignErr || kGradient == Gradient::SignSign;
-    constexpr bool kSignReg = kGradient == Gradient::SignReg || kGradient == Gradient::SignSign;
+// The time of a step is the latency of the chain coefficient, product, sum, error, gain, coefficient.
+// It is shortest with one tap at a time (the empty asm prevents vectorisation), since each product
+// then depends on its own coefficient alone; only the sign of the sample is cheaper in pairs.
+template <int kOrder, bool kSignOfError, bool kSignOfSample>
+double linearStep(double* __restrict coef, const double* __restrict x, double d, double mu) {
     double sum = 0.0;
 #pragma GCC unroll 32
     for (int k = 0; k < kOrder; ++k) {
@@ -58,8 +53,8 @@ double straightStep(double* __restrict coef, const double* __restrict x, double 
         sum += x[k] * coef[k];
     }
     const double e = d - sum;
-    const double gain = kSignErr ? stepOfSign(mu, e) : mu * e;
-    if constexpr (kSignReg) {
+    const double gain = kSignOfError ? gainOfSign(mu, e) : mu * e;
+    if constexpr (kSignOfSample) {
 #pragma GCC unroll 32
         for (int k = 0; k < kOrder; k += 2) {
             store(coef + k, load(coef + k) + timesSign(Pair{gain, gain}, load(x + k)));
@@ -74,48 +69,23 @@ double straightStep(double* __restrict coef, const double* __restrict x, double 
     return sum;
 }
 
-// Calls pick(constant) with the order as a compile-time constant.
 template <int kOrder>
-struct Constant {
-    static constexpr int value = kOrder;
-};
-
-template <class Pick>
-auto withOrder(int order, Pick pick) {
-    static_assert(kOrders[0] == 8 && kOrders[1] == 16 && kOrders[2] == 32);
-    switch (order) {
-    case 8:
-        return pick(Constant<8>{});
-    case 16:
-        return pick(Constant<16>{});
-    case 32:
-        return pick(Constant<32>{});
-    default:
-        std::abort();
+Step stepOf(bool signOfError, bool signOfSample) {
+    if (signOfError) {
+        return signOfSample ? linearStep<kOrder, true, true> : linearStep<kOrder, true, false>;
     }
+    return signOfSample ? linearStep<kOrder, false, true> : linearStep<kOrder, false, false>;
 }
 
 } // namespace
 
 Dot dot(int order) {
-    return withOrder(order, [](auto n) -> Dot { return straightDot<decltype(n)::value>; });
+    return order == 8 ? linearDot<8> : order == 16 ? linearDot<16> : linearDot<32>;
 }
 
-Step step(int order, Gradient gradient) {
-    return withOrder(order, [gradient](auto n) -> Step {
-        constexpr int kOrder = decltype(n)::value;
-        switch (gradient) {
-        case Gradient::Plain:
-            return straightStep<kOrder, Gradient::Plain>;
-        case Gradient::SignErr:
-            return straightStep<kOrder, Gradient::SignErr>;
-        case Gradient::SignReg:
-            return straightStep<kOrder, Gradient::SignReg>;
-        case Gradient::SignSign:
-            return straightStep<kOrder, Gradient::SignSign>;
-        }
-        std::abort();
-    });
+Step step(int order, bool signOfError, bool signOfSample) {
+    const auto stepOfOrder = order == 8 ? stepOf<8> : order == 16 ? stepOf<16> : stepOf<32>;
+    return stepOfOrder(signOfError, signOfSample);
 }
 
 } // namespace bench::floor

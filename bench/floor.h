@@ -1,21 +1,19 @@
-// The floor: the same sum in the same order, one call a sample, with everything else taken away: the
-// line lies straight in memory, the compiler knows the order, no record is kept. A call that keeps the
-// bits does not get below it by more than a few percent, which an instruction set or an alignment can
-// make; a block operation does, since its outputs run side by side.
+// The floor of an operation: the same sum in the same order, one call per sample, on a linear line,
+// with the order known to the compiler and no record. An operation by the sample that keeps the bits
+// cannot be faster by more than a few percent (instruction set, alignment). Block operations can,
+// since they compute several outputs at once.
 #pragma once
 
 namespace bench::floor {
 
-// Sum of coef[k] * x[k]. Nothing in a call waits for the last one, so calls overlap.
+// Sum of coef[k] * x[k]. No call depends on the previous one, so calls overlap.
 using Dot = double (*)(const double* x, const double* coef);
 
-// The sum, then coef[k] += term; returns the sum. The next call waits for these coefficients.
+// The sum, then coef[k] += term; returns the sum. The next call depends on these coefficients.
 using Step = double (*)(double* coef, const double* x, double d, double mu);
 
-enum class Gradient { Plain, SignErr, SignReg, SignSign };
-
-// For one of the orders in kOrders.
+// For the orders 8, 16 and 32.
 Dot dot(int order);
-Step step(int order, Gradient gradient);
+Step step(int order, bool signOfError, bool signOfSample);
 
 } // namespace bench::floor
