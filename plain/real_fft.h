@@ -23,13 +23,13 @@ inline void put(double* a, int32_t k, Complex z) {
     a[2 * k + 1] = z.im;
 }
 
-// j of 0 .. n-1 with its bits in reverse order
-inline int32_t reversed(int32_t j, int32_t n) {
-    int32_t result = 0;
-    for (int32_t bit = 1; bit < n; bit *= 2) {
-        result = 2 * result + ((j & bit) != 0 ? 1 : 0);
+// The successor of k when the bits of 0 .. n-1 are counted in reverse order.
+inline int32_t nextReversed(int32_t k, int32_t n) {
+    int32_t bit = n / 2;
+    for (; (k & bit) != 0; bit /= 2) {
+        k ^= bit;
     }
-    return result;
+    return k | bit;
 }
 
 // The radix-4 butterfly at k with stride l, of block b; w holds the twiddle factors.
@@ -61,8 +61,7 @@ inline void butterfly(double* a, int32_t k, int32_t l, int32_t b, const double* 
 
 // The complex transform of h elements.
 inline void complexFft(double* a, int32_t h, const double* w) {
-    for (int32_t j = 0; j < h; ++j) {
-        const int32_t k = reversed(j, h);
+    for (int32_t j = 0, k = 0; j < h; ++j, k = nextReversed(k, h)) {
         if (j < k) {
             const Complex z = get(a, j);
             put(a, j, get(a, k));

@@ -19,15 +19,14 @@ inline double rlsStep(rls64fState* s, double d) {
         s->err = d - y;
     }
     for (int32_t i = 0; i < order; ++i) {
-        gain[i] = 0.0;
+        double sum = 0.0;
         for (int32_t j = 0; j <= i; ++j) {
-            gain[i] += P[i * (i + 1) / 2 + j] * line[j];
+            sum += P[i * (i + 1) / 2 + j] * line[j];
         }
-    }
-    for (int32_t i = 0; i < order - 1; ++i) {
         for (int32_t k = i + 1; k < order; ++k) {
-            gain[i] += P[k * (k + 1) / 2 + i] * line[k];
+            sum += P[k * (k + 1) / 2 + i] * line[k];
         }
+        gain[i] = sum;
     }
     const double q = dotLinear(line, gain, order);
     for (int32_t i = 0; i < order; ++i) {

@@ -247,8 +247,10 @@ TEST(FftTables, HoldTheNearestDoubles) {
         ASSERT_EQ(tables.table[0], area);
         ASSERT_EQ(tables.table[1], area);
         ASSERT_EQ(tables.twiddles.size(), at(2 * area));
+        int32_t reversed = 0; // i / 2 with its bits in reverse order
         for (int32_t i = 0; i < 2 * area; ++i) {
-            const int32_t angle = plain::reversed(i / 2, area / 2) + i % 2 * 3 * area / 2;
+            const int32_t angle = reversed + i % 2 * 3 * area / 2;
+            reversed = i % 2 == 0 ? reversed : plain::nextReversed(reversed, area / 2);
             const Quad exact = i < area    ? exactCosine(angle, 2 * area)
                                : i == area ? tables.twiddles[at(i)] // never read
                                            : exactCosine(i - area, nMax) / 2;
