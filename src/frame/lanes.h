@@ -4,17 +4,25 @@
 #pragma once
 
 #include "frame/barriers.h"
+#include "frame/scalar_pair.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 #include <utility>
 
 namespace merlo {
 
-// Two doubles, and as many as a vector register of the target holds: 2 with SSE2 and AArch64, 4 with AVX.
-// (clang's __BIGGEST_ALIGNMENT__ does not reflect AVX.)
+// Two doubles, and as many as a vector register of the target holds: 2 with SSE2, AArch64 and WebAssembly,
+// 4 with AVX. (clang's __BIGGEST_ALIGNMENT__ does not reflect AVX.)
+#if defined(__SSE2__) || defined(__aarch64__) || defined(__wasm_simd128__)
+constexpr bool kHasVectors = true;
 using Pair = double __attribute__((vector_size(16)));
+#else
+constexpr bool kHasVectors = false;
+using Pair = ScalarPair;
+#endif
 #ifdef __AVX__
 using Lanes = double __attribute__((vector_size(32)));
 #else
@@ -41,9 +49,15 @@ using Half = typename HalfOf<V>::Type;
 
 template <class V>
 inline V load(const double* from) {
-    V values;
-    std::memcpy(&values, from, sizeof values);
-    return values;
+    if constexpr (std::is_same_v<V, double>) {
+        return *from;
+    } else if constexpr (std::is_same_v<V, ScalarPair>) {
+        return {from[0], from[1]};
+    } else {
+        V values;
+        std::memcpy(&values, from, sizeof values);
+        return values;
+    }
 }
 
 // For vectors whose lanes are used one by one or shuffled.
@@ -56,7 +70,14 @@ inline V loadWhole(const double* from) {
 
 template <class V>
 inline void store(V values, double* to) {
-    std::memcpy(to, &values, sizeof values);
+    if constexpr (std::is_same_v<V, double>) {
+        *to = values;
+    } else if constexpr (std::is_same_v<V, ScalarPair>) {
+        to[0] = values[0];
+        to[1] = values[1];
+    } else {
+        std::memcpy(to, &values, sizeof values);
+    }
 }
 
 template <class V>
@@ -75,7 +96,13 @@ using Pattern = int32_t (*)(int32_t lane, int32_t lanes);
 template <Pattern from, class Out, class In>
 inline Out shuffle(In a, In b) {
     return [=]<size_t... lane>(std::index_sequence<lane...>) {
-        return __builtin_shufflevector(a, b, from(static_cast<int32_t>(lane), kLanesOf<In>)...);
+        constexpr int32_t n = kLanesOf<In>;
+        if constexpr (std::is_same_v<In, ScalarPair>) {
+            const auto at = [=](int32_t i) { return i < n ? a[i] : b[i - n]; };
+            return Out{at(from(static_cast<int32_t>(lane), n))...};
+        } else {
+            return __builtin_shufflevector(a, b, from(static_cast<int32_t>(lane), n)...);
+        }
     }
     (std::make_index_sequence<kLanesOf<Out>>());
 }

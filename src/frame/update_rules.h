@@ -12,12 +12,17 @@ namespace merlo {
 
 inline double sgn(double v) { return v >= 0.0 ? 1.0 : -1.0; }
 
-// sgn(e) * magnitude as a lane select. The sign of an error is unpredictable, and compilers branch on
-// it in the scalar form.
+// sgn(e) * magnitude, as a lane select where there are vectors. The sign of an error is unpredictable,
+// and compilers branch on it in the scalar form.
+template <class V = Pair>
 inline double withSign(double e, double magnitude) {
-    // unreached: both values are computed, no branch is taken
-    const Pair signs = Pair{e, e} >= Pair{0.0, 0.0} ? Pair{1.0, 1.0} : Pair{-1.0, -1.0};
-    return magnitude * signs[0];
+    if constexpr (kHasVectors) {
+        // unreached: both values are computed, no branch is taken
+        const V signs = V{e, e} >= V{0.0, 0.0} ? V{1.0, 1.0} : V{-1.0, -1.0};
+        return magnitude * signs[0];
+    } else {
+        return magnitude * sgn(e);
+    }
 }
 
 // Widrow and Hoff 1960

@@ -106,13 +106,15 @@ inline LastErrors runStages(const State* record, int32_t stages, double x, EachE
     double back = x;
     int32_t at = 0;
     // In long silence stages are computed one by one, without subnormal arithmetic.
-    if (x != 0.0 || !isSubnormalOrZero(state.power[0])) {
-        Lanes backs{};
-        backs[kLanes - 1] = x;
-        for (; at + kLanes <= stages; at += kLanes) {
-            runGroup<kAdapt>(state, at, f, backs, eachError);
+    if constexpr (kHasVectors) {
+        if (x != 0.0 || !isSubnormalOrZero(state.power[0])) {
+            Lanes backs{};
+            backs[kLanes - 1] = x;
+            for (; at + kLanes <= stages; at += kLanes) {
+                runGroup<kAdapt>(state, at, f, backs, eachError);
+            }
+            back = backs[kLanes - 1];
         }
-        back = backs[kLanes - 1];
     }
     for (; at < stages; ++at) {
         runGroup<kAdapt>(state, at, f, back, eachError);

@@ -17,7 +17,8 @@ namespace merlo {
 template <class V>
 constexpr int32_t kSide = kLanesOf<V>;
 template <class V>
-constexpr int32_t kRows = std::max(4, kSide<V>); // speed only: as many chains as the adder overlaps
+constexpr int32_t
+    kRows = std::max<int32_t>(4, kSide<V>); // speed only: as many chains as the adder overlaps
 
 // Row i of the triangle has i + 1 elements.
 constexpr int32_t rowStart(int32_t i) { return i * (i + 1) / 2; }

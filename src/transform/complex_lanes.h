@@ -26,7 +26,7 @@ inline V repeat(One z) {
 // Two lanes are shuffled as integers: in SSE2 that instruction does not overwrite its source.
 template <class V>
 inline V swapParts(V z) {
-    if constexpr (kLanesOf<V> == 2) {
+    if constexpr (kHasVectors && kLanesOf<V> == 2) {
         using Words = int32_t __attribute__((vector_size(16)));
         const auto words = std::bit_cast<Words>(z);
         return std::bit_cast<V>(__builtin_shufflevector(words, words, 2, 3, 0, 1));
@@ -49,12 +49,20 @@ inline V flip(V z, One signs) {
 
 template <class V>
 inline V negateReal(V z) {
-    return flip(z, One{-0.0, 0.0});
+    if constexpr (kHasVectors) {
+        return flip(z, One{-0.0, 0.0});
+    } else {
+        return {-z[0], z[1]};
+    }
 }
 
 template <class V>
 inline V conjugate(V z) {
-    return flip(z, One{0.0, -0.0});
+    if constexpr (kHasVectors) {
+        return flip(z, One{0.0, -0.0});
+    } else {
+        return {z[0], -z[1]};
+    }
 }
 
 template <class V>

@@ -101,18 +101,19 @@ inline void forEachTile(int32_t h, Visit visit) {
 
 // ---- The transform of h numbers
 
+constexpr auto kReversals = [] { // 0 .. 127 with their seven bits reversed
+    std::array<uint8_t, 128> reversals{};
+    for (size_t k = 0; k < reversals.size(); ++k) {
+        for (size_t bit = 0; bit < 7; ++bit) {
+            reversals[k] = static_cast<uint8_t>(2 * reversals[k] + (k >> bit) % 2);
+        }
+    }
+    return reversals;
+}();
+
 // k with its bits reversed, 0 <= k < h <= 128.
 inline int32_t reversed(int32_t k, int32_t h) {
-    static constexpr auto table = [] {
-        std::array<uint8_t, 128> reversals{};
-        for (size_t j = 0; j < reversals.size(); ++j) {
-            for (size_t bit = 0; bit < 7; ++bit) {
-                reversals[j] = static_cast<uint8_t>(2 * reversals[j] + (j >> bit) % 2);
-            }
-        }
-        return reversals;
-    }();
-    return table[static_cast<size_t>(k)] >> (7 - std::countr_zero(static_cast<uint32_t>(h)));
+    return kReversals[static_cast<size_t>(k)] >> (7 - std::countr_zero(static_cast<uint32_t>(h)));
 }
 
 // One stage of stride l but the last, in place. kSparse: the elements of odd number are 0 and not read.
@@ -171,12 +172,12 @@ template <bool kSparse, class V, class Emit>
 
 } // namespace batch
 
-// Whether there are points enough for a tile and few enough for the stack, and half of them at most are
-// taps.
+// Whether there are vector registers, points enough for a tile and few enough for the stack, and half of
+// them at most are taps.
 template <class V, class State>
 inline bool canConstrainTogether(const State* state) {
     const int32_t n = state->fftLen;
-    return n >= 32 && n / 4 > batch::Tile<V>::kNumbers && n <= kLongestBatch &&
+    return kHasVectors && n >= 32 && n / 4 > batch::Tile<V>::kNumbers && n <= kLongestBatch &&
            2 * state->order <= n;
 }
 
