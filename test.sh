@@ -101,8 +101,9 @@ count_tests() { # NAME BUILD_DIR; each case of GoogleTest is a test
         /^Test Passed/ { passed += single }
         / - .* \(Skipped\)$/ { ++skipped; --passed } # a script of ctest
         END { print passed + 0, skipped + 0 }' "$2/Testing/Temporary/LastTest.log" "$log")
-    passed+=("$1 $count tests")
-    end "$count tests, $([ "$skipped" -eq 0 ] || echo "$skipped skipped, ")"
+    count="$count test$([ "$count" -eq 1 ] || echo s)"
+    passed+=("$1 $count")
+    end "$count, $([ "$skipped" -eq 0 ] || echo "$skipped skipped, ")"
 }
 
 run_build() { # NAME CMAKE_OPTION...

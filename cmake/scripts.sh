@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Shared by test.sh and demo.sh: Debian packages, times, words on the command line.
 
 refuse() { # WORD
