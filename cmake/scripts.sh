@@ -38,9 +38,9 @@ need_packages() {
     log=$(mktemp)
     if "${sudo[@]}" true 2>/dev/null; then
         echo "installing ${missing[*]}"
-        if "${sudo[@]}" apt-get update -qq >"$log" 2>&1 &&
+        if "${sudo[@]}" apt-get -o DPkg::Lock::Timeout=600 update -qq >"$log" 2>&1 &&
             "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive \
-                apt-get install -y -qq "${missing[@]}" >>"$log" 2>&1; then
+                apt-get -o DPkg::Lock::Timeout=600 install -y -qq "${missing[@]}" >>"$log" 2>&1; then
             rm "$log"
             return 0
         fi
