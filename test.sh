@@ -60,7 +60,7 @@ need_packages_for() { # BUILD or MODE...
 
 excerpt() { # LOG: what failed in the tests, the errors of the compiler, or else the end
     if grep -q ' tests passed, ' "$1"; then
-        grep -vE ' Passed +[0-9.]+ sec|^ +Start +[0-9]+: ' "$1" | tail -n 60
+        grep -vE ' Passed +[0-9.]+ sec|^ +Start +[0-9]+: |^[0-9]+: |^test [0-9]+$|^$' "$1" | tail -n 60
     elif grep -qE 'error: |CMake Error|undefined reference' "$1"; then
         grep -E -A 4 'error: |CMake Error|undefined reference' "$1" | head -n 40
     else
