@@ -15,23 +15,23 @@ Usage: ./test.sh [BUILD...]         tests these builds; without a name: sanitize
        ./test.sh bits [BUILD...]    compares the bits of many builds, or of these
        ./test.sh packages | static | coverage | mutation | docs
 
-Builds                                                                    minutes on 2 cores
-  gcc        gcc -O3, examples, benchmark, installation                            1
-  clang      clang -O3                                                             1
-  sanitize   clang with the address and undefined-behaviour sanitizers             2
-  fuzz       the same sanitizers, some seconds of fuzzing                          1
-  threads    clang with the thread sanitizer                                       2
+Builds
+  gcc        gcc -O3, examples, benchmark, installation
+  clang      clang -O3
+  sanitize   clang with the address and undefined-behaviour sanitizers
+  fuzz       the same sanitizers, some seconds of fuzzing
+  threads    clang with the thread sanitizer
   gcc-v3     as gcc, for x86-64-v3
 Modes
   bits       gcc and clang, -O0 to -O3, x86-64 and x86-64-v3 (clang-O0, gcc-O3-v3, ...),
-             and under emulation: TARGETS
-  packages   the Debian packages, which remain in build/packages                   3
-  static     gcc and clang with warnings as errors, clang-tidy, cppcheck           5
-  coverage   regions and branches of src/ that the tests reach; fails unless all   2
-  mutation   small faults in src/ that the tests find                             30
-  docs       the reference as HTML, in build/docs/html                             1
+             and under emulation: TARGETS; takes half an hour or more
+  packages   the Debian packages, which remain in build/packages
+  static     gcc and clang with warnings as errors, clang-tidy, cppcheck
+  coverage   regions and branches of src/ that the tests reach; fails unless all
+  mutation   small faults in src/ that the tests find; takes half an hour or more
+  docs       the reference as HTML, in build/docs/html
 
-Each mode installs the Debian packages that it needs, as root or by sudo without a password;
+A build or mode installs the Debian packages that it needs, as root or by sudo without a password;
 otherwise it lists them and stops. Logs: build/logs.
 EOT
 }
