@@ -24,7 +24,7 @@ Builds
   gcc-v3     as gcc, for x86-64-v3
 Modes
   bits       gcc and clang, -O0 to -O3, x86-64 and x86-64-v3 (clang-O0, gcc-O3-v3, ...),
-             and under emulation: TARGETS; takes half an hour or more
+             and under emulation: TARGETS; takes longest
   packages   the Debian packages, which remain in build/packages
   static     gcc and clang with warnings as errors, clang-tidy, cppcheck
   coverage   regions and branches of src/ that the tests reach; fails unless all
