@@ -1,62 +1,193 @@
 #!/usr/bin/env bash
-# Configures, builds and tests. Usage:
-#   ./test.sh             the native builds: sanitizers, some seconds of fuzzing, clang, gcc
-#   ./test.sh bits        both compilers, -O0 to -O3, x86-64 and x86-64-v3, AArch64, s390x (qemu-user)
-#   ./test.sh packages    the Debian packages, which lie in build/packages then
-#   ./test.sh static      both compilers with warnings as errors, clang-tidy, cppcheck
-#   ./test.sh coverage    which lines and branches of src/ the tests reach: all of them, or it fails
-#   ./test.sh mutation    how many small faults in src/ the tests find (half an hour)
-#   ./test.sh PRESET...   builds of CMakePresets.json by name
+# Configures, builds and tests; "./test.sh --help" lists the modes.
 set -euo pipefail
-cd "$(dirname "$0")"
-. cmake/packages.sh
+cd "$(dirname "${BASH_SOURCE[0]}")"
+. cmake/scripts.sh
 
-quietly() { # LOG COMMAND...; what it says is shown if it fails
-    local log=$1
-    shift
-    mkdir -p build
-    "$@" >"$log" 2>&1 || { cat "$log"; exit 1; }
+jobs=$(nproc)
+logs=build/logs
+presets=(gcc gcc-v3 clang sanitize fuzz threads) # of CMakePresets.json
+passed=()
+
+usage() {
+    cat <<'EOT'
+Usage: ./test.sh [BUILD...]         tests these builds; without a name: sanitize fuzz clang gcc
+       ./test.sh bits [BUILD...]    compares the bits of many builds, or of these
+       ./test.sh packages | static | coverage | mutation | docs
+
+Builds
+  gcc        gcc -O3, examples, benchmark, installation
+  clang      clang -O3
+  sanitize   clang with the address and undefined-behaviour sanitizers
+  fuzz       the same sanitizers, some seconds of fuzzing
+  threads    clang with the thread sanitizer
+  gcc-v3     as gcc, for x86-64-v3
+Modes
+  bits       gcc and clang, -O0 to -O3, x86-64 and x86-64-v3 (clang-O0, gcc-O3-v3, ...),
+             and under emulation: TARGETS; takes longest
+  packages   the Debian packages, which remain in build/packages
+  static     gcc and clang with warnings as errors, clang-tidy, cppcheck
+  coverage   regions and branches of src/ that the tests reach; fails unless all
+  mutation   small faults in src/ that the tests find; takes half an hour or more
+  docs       the reference as HTML, in build/docs/html
+
+A build or mode installs the Debian packages that it needs, as root or by sudo without a password;
+otherwise it lists them and stops. Logs: build/logs.
+EOT
 }
 
-packages_for() { # a preset
+packages_for() { # BUILD or MODE
     echo build-essential cmake pkg-config libgtest-dev
     case $1 in
         clang*) echo clang ;;
-        fuzz) echo clang libclang-rt-14-dev ;;
-        coverage) echo clang llvm python3 ;;
+        sanitize | fuzz | threads) echo clang libclang-rt-dev ;;
         gcc | gcc-v3) echo libsndfile1-dev libbenchmark-dev ;;
-        packages) echo libsndfile1-dev dpkg-dev lintian ;;
-        aarch64 | s390x) echo "g++-$1-linux-gnu" qemu-user googletest ;;
+        packages) echo debhelper dpkg-dev lintian libsndfile1-dev ;;
+        static) echo clang clang-tidy cppcheck libsndfile1-dev libbenchmark-dev ;;
+        coverage) echo clang libclang-rt-dev llvm python3 ;;
+        docs) echo doxygen ;;
+        *) [ ! -e "cmake/targets/$1.cmake" ] || sed -n 's/^# Debian packages: //p' "cmake/targets/$1.cmake" ;;
     esac
+}
+
+need_packages_for() { # BUILD or MODE...
+    local name
+    # shellcheck disable=SC2046
+    need_packages $(for name in "$@"; do packages_for "$name"; done | tr ' ' '\n' | sort -u) || exit 1
+}
+
+# ---- Steps
+
+excerpt() { # LOG: what failed in the tests, the errors of the compiler, or else the end
+    if grep -q ' tests passed, ' "$1"; then
+        grep -vE ' Passed +[0-9.]+ sec|^ +Start +[0-9]+: |^[0-9]+: |^test [0-9]+$|^$' "$1" | tail -n 60
+    elif grep -qE 'error: |CMake Error|undefined reference' "$1"; then
+        grep -E -A 4 'error: |CMake Error|undefined reference' "$1" | head -n 40
+    else
+        tail -n 40 "$1"
+    fi
+}
+
+begin() { # WHAT; sets its log
+    printf '%-24s ' "$1"
+    what=$1 log=$logs/${1// /-}.log began=$SECONDS
+    mkdir -p "$logs"
+}
+
+logged() { # COMMAND...
+    "$@" >"$log" 2>&1 </dev/null || {
+        echo "failed after $(duration $((SECONDS - began)))"
+        excerpt "$log"
+        echo "failed: $what; its log: $log"
+        exit 1
+    }
+}
+
+end() { echo "$*$(duration $((SECONDS - began)))"; }
+
+step() { # WHAT COMMAND...
+    begin "$1"
+    shift
+    logged "$@"
+    end
+}
+
+count_tests() { # NAME BUILD_DIR; each case of GoogleTest is a test
+    local count skipped
+    read -r count skipped < <(awk '
+        /^Output:/ { single = 1 }
+        /^\[  PASSED  \]/ { passed += $4; single = 0 }
+        /^\[  SKIPPED \] [0-9]+ test/ { skipped += $4 }
+        /^Test Passed/ { passed += single }
+        / - .* \(Skipped\)$/ { ++skipped; --passed } # a script of ctest
+        END { print passed + 0, skipped + 0 }' "$2/Testing/Temporary/LastTest.log" "$log")
+    count="$count test$([ "$count" -eq 1 ] || echo s)"
+    passed+=("$1 $count")
+    end "$count, $([ "$skipped" -eq 0 ] || echo "$skipped skipped, ")"
+}
+
+run_build() { # NAME CMAKE_OPTION...
+    local name=$1
+    shift
+    step "$name configure" cmake -B "build/$name" "$@"
+    step "$name build" cmake --build "build/$name" --parallel "$jobs"
+    begin "$name test"
+    logged ctest --test-dir "build/$name" --parallel "$jobs" --output-on-failure --no-tests=error
+    count_tests "$name" "build/$name"
 }
 
 run_presets() {
     local preset
-    need_packages $(for preset in "$@"; do packages_for "$preset"; done | tr ' ' '\n' | sort -u)
+    need_packages_for "$@"
     for preset in "$@"; do
-        echo "== $preset"
-        quietly "build/$preset.log" cmake --preset "$preset"
-        quietly "build/$preset.log" cmake --build "build/$preset" --parallel "$(nproc)"
-        ctest --test-dir "build/$preset" --parallel "$(nproc)" --output-on-failure --no-tests=error
+        run_build "$preset" --preset "$preset"
     done
 }
 
-read_statically() {
-    local compiler tree
-    need_packages $(for compiler in gcc clang; do packages_for "$compiler"; done) clang-tidy cppcheck
-    for compiler in gcc clang; do
-        echo "== $("$compiler" --version | sed 1q)"
-        tree=build/static-$compiler
-        quietly "$tree.log" cmake --preset "$compiler" -B "$tree" \
-            -DCMAKE_COMPILE_WARNING_AS_ERROR=ON -DCMAKE_EXPORT_COMPILE_COMMANDS=ON
-        quietly "$tree.log" cmake --build "$tree" --parallel "$(nproc)"
+# ---- The same bits everywhere
+
+matrix() { # names of all builds: targets under emulation, and COMPILER-LEVEL[-INSTRUCTIONS]
+    local file compiler level
+    for file in cmake/targets/*.cmake; do
+        basename "$file" .cmake
     done
-    echo "== clang-tidy, $(clang-tidy --version | sed -n 's/^ *\(.*version.*\)/\1/p')"
-    quietly build/clang-tidy.log run-clang-tidy -quiet -j "$(nproc)" -p "$tree" "$PWD/src/"
-    echo "== $(cppcheck --version)"
-    quietly build/cppcheck.log cppcheck --project="$tree/compile_commands.json" \
+    for compiler in clang gcc; do
+        for level in O0 O1 O2 O3; do
+            echo "$compiler-$level"
+            [ "$(uname -m)" != x86_64 ] || echo "$compiler-$level-v3"
+        done
+    done
+}
+
+run_matrix() { # NAME...
+    local name compiler level instructions options
+    local -A cxx=([clang]=clang++ [gcc]=g++)
+    need_packages_for "$@"
+    for name in "$@"; do
+        options=(-DCMAKE_BUILD_TYPE=Release -DCMAKE_EXPORT_COMPILE_COMMANDS=ON -DMERLO64F_BUILD_TESTS=ON)
+        if [ -e "cmake/targets/$name.cmake" ]; then
+            options+=(--toolchain "$PWD/cmake/targets/$name.cmake")
+        else
+            IFS=- read -r compiler level instructions <<<"$name"
+            options+=("-DCMAKE_C_COMPILER=$compiler" "-DCMAKE_CXX_COMPILER=${cxx[$compiler]}"
+                "-DCMAKE_C_FLAGS_RELEASE=-$level" "-DCMAKE_CXX_FLAGS_RELEASE=-$level")
+            if [ -n "$instructions" ]; then
+                options+=("-DCMAKE_C_FLAGS=-march=x86-64-$instructions -mno-fma"
+                    "-DCMAKE_CXX_FLAGS=-march=x86-64-$instructions -mno-fma")
+            fi
+        fi
+        run_build "$name" "${options[@]}"
+    done
+}
+
+# ---- Modes
+
+make_packages() {
+    local output=build/packages
+    need_packages_for packages
+    rm -rf "$output"
+    mkdir -p "$output/source" # a copy: packaging leaves files in the tree, and packages beside it
+    tar -c --exclude=./build --exclude=./demo-output --exclude=./.git . | tar -x -C "$output/source"
+    begin "packages build"
+    logged env -C "$output/source" DEB_BUILD_OPTIONS="parallel=$jobs" dpkg-buildpackage -us -uc -b
+    count_tests packages "$output/source/build"
+    step "packages check" tests/package_test.sh "$output"
+    passed+=("$(find "$output" -name '*.deb' -not -name '*-dbgsym_*' | wc -l) packages in $output")
+}
+
+check_statically() {
+    local compiler tree
+    need_packages_for static
+    for compiler in gcc clang; do
+        tree=build/static-$compiler
+        step "static $compiler configure" cmake --preset "$compiler" -B "$tree" \
+            -DCMAKE_COMPILE_WARNING_AS_ERROR=ON
+        step "static $compiler build" cmake --build "$tree" --parallel "$jobs"
+    done
+    step "static clang-tidy" run-clang-tidy -quiet -j "$jobs" -p "$tree" "$PWD/src/"
+    step "static cppcheck" cppcheck --project="$tree/compile_commands.json" \
         --file-filter='*src/*' --enable=warning,performance,portability --quiet --error-exitcode=1
-    echo "no finding"
+    passed+=("static without a finding")
 }
 
 measure_coverage() {
@@ -64,19 +195,58 @@ measure_coverage() {
     export LLVM_PROFILE_FILE=$PWD/build/coverage/profiles/%2m.profraw
     run_presets coverage
     tools/coverage.py build/coverage
+    passed+=("full coverage")
 }
 
-case $* in
-    "") run_presets sanitize fuzz clang gcc ;;
+run_mutants() {
+    run_matrix gcc-O1 gcc-O1-v3
+    run_presets sanitize
+    tools/mutate.py
+    passed+=("mutation")
+}
+
+make_docs() {
+    need_packages_for docs
+    step "docs configure" cmake --preset docs
+    step "docs build" cmake --build --preset docs
+    passed+=("docs in build/docs/html")
+}
+
+require() { # every word of the first argument is one of the others
+    local word words=$1
+    shift
+    for word in $words; do
+        [[ " $* " == *" $word "* ]] || refuse "$word"
+    done
+}
+
+mode=${1-}
+case $mode in
+    -h | --help)
+        usage | sed "s/TARGETS/$(basename -as .cmake cmake/targets/*.cmake | paste -sd ' ')/"
+        exit
+        ;;
     bits)
-        run_presets aarch64 s390x \
-            {clang,gcc}{-O0,-O0-v3,-O1,-O1-v3,-O2,-O2-v3,-v3,}
+        mapfile -t builds < <(matrix)
+        require "${*:2}" "${builds[@]}"
+        [ $# -eq 1 ] || builds=("${@:2}")
+        run_matrix "${builds[@]}"
         ;;
-    static) read_statically ;;
-    coverage) measure_coverage ;;
-    mutation)
-        run_presets gcc-O1 gcc-O1-v3 sanitize
-        tools/mutate.py
+    packages | static | coverage | mutation | docs)
+        require "${*:2}"
+        case $mode in
+            packages) make_packages ;;
+            static) check_statically ;;
+            coverage) measure_coverage ;;
+            mutation) run_mutants ;;
+            docs) make_docs ;;
+        esac
         ;;
-    *) run_presets "$@" ;;
+    "") run_presets sanitize fuzz clang gcc ;;
+    *)
+        require "$*" "${presets[@]}"
+        run_presets "$@"
+        ;;
 esac
+printf -v list ', %s' "${passed[@]}"
+echo "passed: ${list:2}, in $(duration "$SECONDS")"

@@ -1,5 +1,5 @@
-# The reference as HTML, from the public headers. A name without a docstring, and any other warning,
-# fails the build.
+# The target docs: the reference as HTML, from the public headers. Any warning is an error, for
+# instance a public name without a docstring.
 find_package(Doxygen REQUIRED)
 
 set(DOXYGEN_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR})
@@ -22,6 +22,6 @@ set(DOXYGEN_INCLUDE_GRAPH NO)
 set(DOXYGEN_INCLUDED_BY_GRAPH NO)
 set(DOXYGEN_QUIET YES)
 set(DOXYGEN_WARN_NO_PARAMDOC NO)
-set(DOXYGEN_WARN_IF_INCOMPLETE_DOC NO) # the record goes without saying
+set(DOXYGEN_WARN_IF_INCOMPLETE_DOC NO) # the parameter for the record is not described
 set(DOXYGEN_WARN_AS_ERROR FAIL_ON_WARNINGS)
 doxygen_add_docs(docs ${MERLO64F_HEADERS})

@@ -1,5 +1,4 @@
-# Library, headers, pkg-config file and CMake package, in two components: what programs need to run,
-# and what is needed to build them.
+# Two components: runtime (the library) and development (headers, pkg-config file, CMake package).
 include(CMakePackageConfigHelpers)
 
 file(GLOB MERLO64F_HEADERS CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/include/*.h)
@@ -27,8 +26,8 @@ install(FILES
   ${CMAKE_CURRENT_BINARY_DIR}/merlo64f-config-version.cmake
   DESTINATION ${MERLO64F_PACKAGE_DIR} COMPONENT development)
 
-# The prefix is found from the file's own place, so that the tree can be moved. It is fixed where the
-# library directory is given as an absolute path, and for /usr, which pkg-config knows to leave out.
+# The prefix in merlo64f.pc is relative to the file, so that the installed tree can be moved. It is
+# absolute if the library directory is, and for /usr, where pkg-config omits the default directories.
 if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}" OR CMAKE_INSTALL_PREFIX STREQUAL "/usr")
   set(MERLO64F_PC_PREFIX ${CMAKE_INSTALL_PREFIX})
 else()
@@ -43,3 +42,6 @@ endforeach()
 configure_file(cmake/merlo64f.pc.in merlo64f.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/merlo64f.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+
+install(CODE "set(MERLO64F_LIBDIR ${CMAKE_INSTALL_LIBDIR})" COMPONENT development)
+install(SCRIPT cmake/after_install.cmake COMPONENT development)

@@ -1,11 +1,11 @@
 #!/bin/sh
-# The loader takes the library for x86-64-v3 where the processor can run it and the baseline where it
-# cannot, and both have the expected bits. Usage: hwcaps_test.sh DIGESTS EXPECTED LIBRARY_DIR
+# The loader selects the library for x86-64-v3 if the processor supports it, otherwise the baseline; both
+# compute the expected bits. Usage: hwcaps_test.sh DIGESTS EXPECTED LIBRARY_DIR
 set -eu
 digests=$1 expected=$2 libdir=$3
 
 if ! /lib64/ld-linux-x86-64.so.2 --help | grep -q 'x86-64-v3 (supported'; then
-    echo "skipped: this processor or loader does not know x86-64-v3"
+    echo "skipped: this processor or loader does not support x86-64-v3"
     exit 77
 fi
 

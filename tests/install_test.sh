@@ -1,6 +1,7 @@
 #!/bin/sh
-# Installs the build, or takes a ROOT with it under /usr, and builds hosts against that tree alone: in
-# C by pkg-config, the README's quick start by find_package, and the examples if there are any.
+# Installs the build, or takes a ROOT with the library under /usr, and builds hosts against that tree
+# only: in C by pkg-config, the README's quick start by find_package, and the examples if EXAMPLES_DIR is
+# not empty. Without a ROOT the build has compiled the examples already, so one of them is enough.
 # Usage: install_test.sh CMAKE BUILD_DIR WORK_DIR CC CXX EXAMPLES_DIR [ROOT]
 set -eu
 cmake=$1 build=$2 work=$3 cc=$4 cxx=$5 examples=$6 root=${7-}
@@ -31,10 +32,15 @@ find_package(merlo64f 1 REQUIRED)
 add_executable(host $build/tests/quick_start.c)
 target_link_libraries(host merlo64f::merlo64f)
 EOT
-for sources in "$work/by_package" $examples; do
-    hosts=$work/$(basename "$sources").build
-    "$cmake" -S "$sources" -B "$hosts" -DCMAKE_PREFIX_PATH="$tree" --no-warn-unused-cli \
+build_hosts() { # SOURCE_DIR TARGET
+    "$cmake" -S "$1" -B "$work/hosts/$2" -DCMAKE_PREFIX_PATH="$tree" --no-warn-unused-cli \
         -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$cxx" >/dev/null
-    "$cmake" --build "$hosts" --parallel 2 >/dev/null
-done
-"$work/by_package.build/host"
+    "$cmake" --build "$work/hosts/$2" --target "$2" --parallel 2 >/dev/null
+}
+build_hosts "$work/by_package" host
+"$work/hosts/host/host"
+if [ -n "$examples" ] && [ -n "$root" ]; then
+    build_hosts "$examples" all
+elif [ -n "$examples" ]; then
+    build_hosts "$examples" static_storage
+fi

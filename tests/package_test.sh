@@ -1,20 +1,23 @@
 #!/bin/sh
-# Makes the Debian packages, unpacks them into an empty root, and holds that against what an installed
-# tree must be good for. Usage: as install_test.sh, without a ROOT
+# Checks the Debian packages of DIRECTORY, which were built in DIRECTORY/source/build: lintian finds
+# nothing; unpacked into an empty root, they are as good as an installation.
+# Usage: package_test.sh DIRECTORY
 set -eu
-cmake=$1 build=$2 work=$3
-tests=$(dirname "$0")
-rm -rf "$work" "$build"/*.deb
+packages=$(cd "$1" && pwd) build=$packages/source/build work=$packages/test
+tests=$(cd "$(dirname "$0")" && pwd)
+rm -rf "$work"
 mkdir "$work"
-"$(dirname "$cmake")/cpack" --config "$build/CPackConfig.cmake" -B "$build" >/dev/null
-if command -v lintian >/dev/null; then
-    lintian --allow-root --fail-on error,warning "$build"/*.deb
-fi
-for package in "$build"/*.deb; do
+lintian --allow-root --fail-on error,warning "$packages"/*.changes
+
+for package in "$packages"/*.deb; do
     dpkg-deb -x "$package" "$work/root"
 done
-"$tests/install_test.sh" "$@" "$work/root"
 libdir=$(dirname "$(find "$work/root" -name libmerlo64f.so)")
+version=$(dpkg-parsechangelog -l "$packages/source/debian/changelog" -S Version)
+grep -qx "Version: $version" "$libdir/pkgconfig/merlo64f.pc" ||
+    { echo "debian/changelog says $version, merlo64f.pc $(grep Version "$libdir/pkgconfig/merlo64f.pc")"; exit 1; }
+
+"$tests/install_test.sh" cmake "$build" "$work" cc c++ "$tests/../examples" "$work/root"
 if [ -d "$libdir/glibc-hwcaps" ]; then
     "$tests/hwcaps_test.sh" "$build/tests/digests" "$tests/digests.txt" "$libdir" || [ $? -eq 77 ]
 fi

@@ -1,4 +1,4 @@
-# Debian's cross compiler for CMAKE_SYSTEM_PROCESSOR; programs run by qemu-user.
+# Debian's cross compiler for CMAKE_SYSTEM_PROCESSOR. qemu-user runs the programs.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_C_COMPILER ${CMAKE_SYSTEM_PROCESSOR}-linux-gnu-gcc)
 set(CMAKE_CXX_COMPILER ${CMAKE_SYSTEM_PROCESSOR}-linux-gnu-g++)

@@ -1,2 +1,0 @@
-set(CMAKE_SYSTEM_PROCESSOR s390x)
-include(${CMAKE_CURRENT_LIST_DIR}/cross.cmake)
