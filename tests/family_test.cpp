@@ -283,9 +283,9 @@ void registerTests() {
         {"FreesAFailedRecordWithoutHarm", FreesAFailedRecordWithoutHarm<F>},
         {"RefusesNullArraysAndRecordsWithoutTaps", RefusesNullArraysAndRecordsWithoutTaps<F>},
         {"RecoversFromNaN", RecoversFromNaN<F>}};
-    for (const auto& [name, body] : tests) {
-        testing::RegisterTest(F::Api::name, name, nullptr, nullptr, __FILE__, __LINE__,
-                              [body] { return new FamilyTest<F>(body); });
+    for (const auto& test : tests) {
+        testing::RegisterTest(F::Api::name, test.first, nullptr, nullptr, __FILE__, __LINE__,
+                              [body = test.second] { return new FamilyTest<F>(body); });
     }
 }
 
