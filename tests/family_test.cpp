@@ -146,6 +146,7 @@ void SurvivesEveryFailedAllocation() {
             EXPECT_EQ(heap::requests(), expected);
             EXPECT_EQ(state.order, 0);
             EXPECT_EQ(heap::live(), before);
+            heap::failAt(0);
             F::Api::free(&state);
             EXPECT_EQ(heap::live(), before);
 
