@@ -79,7 +79,7 @@ void LaysItsArraysOutInOrder() {
         Shape shape = shapeOf<F>(order);
         shape.blockLen = 50;
         const auto layout = F::layout(clamped<F>(shape));
-        const std::vector<int64_t> lengths = F::lengths(shape);
+        const Lengths lengths = F::lengths(shape);
         ASSERT_EQ(layout.size(), F::buffers);
         ASSERT_EQ(lengths.size(), F::buffers);
         Record<F> record(shape, Memory::kStatic);
@@ -291,7 +291,7 @@ void registerTests() {
 }
 
 template <class... F>
-bool registerAll(testing::Types<F...>) {
+bool registerAll(Types<F...>) {
     (registerTests<F>(), ...);
     return true;
 }

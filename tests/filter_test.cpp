@@ -47,7 +47,7 @@ Trace run(Filter<State>& filter, uint64_t seed, size_t piece = 360) {
 
 template <class F>
 class FilterOf : public testing::Test {};
-TYPED_TEST_SUITE(FilterOf, Families, NameOf);
+TYPED_TEST_SUITE(FilterOf, FamiliesIn<testing::Types>, NameOf);
 
 // The names and lengths of families.hpp are the tests' own.
 TYPED_TEST(FilterOf, KnowsTheArraysOfItsRecord) {

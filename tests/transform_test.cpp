@@ -8,7 +8,7 @@
 
 namespace {
 
-const FftTables& tables = Lent::tables;
+const auto& tables = Lent::tables;
 
 void expectNear(const Values& actual, const Values& expected, double tolerance) {
     ASSERT_EQ(actual.size(), expected.size());
@@ -187,7 +187,7 @@ TEST(Transforms, RefuseSizesThatFitNoTransform) {
     const int calls = heap::calls();
     Lent lent;
     int32_t* const table = lent.table;
-    const double* const twiddles = tables.twiddles.data();
+    const double* const twiddles = tables.twiddles;
     bfdaf64fState bf;
     pbfdaf64fState pb;
     tdlms64fState td;
