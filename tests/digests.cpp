@@ -11,7 +11,8 @@
 namespace {
 
 struct Line {
-    char family[32], digest[17];
+    char family[32];
+    uint64_t digest;
 };
 using Expected = List<Line, 32>;
 
@@ -21,7 +22,7 @@ bool read(const char*, Expected&) { return false; }
 bool read(const char* name, Expected& expected) {
     std::FILE* const file = std::fopen(name, "r");
     Line line;
-    while (file != nullptr && std::fscanf(file, "%31s %16s", line.family, line.digest) == 2) {
+    while (file != nullptr && std::fscanf(file, "%31s %" SCNx64, line.family, &line.digest) == 2) {
         expected.push_back(line);
     }
     if (file != nullptr) {
@@ -34,18 +35,14 @@ bool read(const char* name, Expected& expected) {
 template <class F>
 bool check(const Expected& expected) {
     const Trace trace = longRun<F, WithoutHeap>();
-    Line line;
-    std::snprintf(line.family, sizeof line.family, "%s", F::Api::name);
-    std::snprintf(line.digest, sizeof line.digest, "%016" PRIx64, trace.digest());
     const bool finite =
         trace.isFinite(); // bits of a NaN are no promise, so a run must not rest on them
     const bool good =
         expected.empty() || std::any_of(expected.begin(), expected.end(), [&](const Line& known) {
-            return std::strcmp(known.family, line.family) == 0 &&
-                   std::strcmp(known.digest, line.digest) == 0;
+            return std::strcmp(known.family, F::Api::name) == 0 && known.digest == trace.digest();
         });
-    std::printf("%s %s%s%s\n", line.family, line.digest, finite ? "" : "  not finite",
-                good ? "" : "  differs from the expected");
+    std::printf("%s %016" PRIx64 "%s%s\n", F::Api::name, trace.digest(),
+                finite ? "" : "  not finite", good ? "" : "  differs from the expected");
     return finite && good;
 }
 
@@ -61,7 +58,7 @@ bool checkAll(Types<F...>, const Expected& expected) {
 int main(int argc, char** argv) {
     Expected expected;
     if (argc > 1 && !read(argv[1], expected)) {
-        std::fprintf(stderr, "digests: %s has no digests\n", argv[1]);
+        std::printf("digests: %s has no digests\n", argv[1]);
         return EXIT_FAILURE;
     }
     return checkAll(Families{}, expected) ? EXIT_SUCCESS : EXIT_FAILURE;

@@ -2,7 +2,6 @@
 #include "heap.h"
 #include "random_host.h"
 
-#include <cstddef>
 #include <utility>
 
 namespace {
@@ -93,29 +92,6 @@ void LaysItsArraysOutInOrder() {
             EXPECT_EQ(*next, kGuard);
         }
     }
-}
-
-// The records are public: a moved field breaks every host that was built before.
-template <class F>
-void HasItsFieldsInOrder() {
-    static typename F::State state;
-    size_t end = 0, alignment = 1;
-    const auto placeNext = [&]<class T>(T F::State::*field) {
-        static_assert(std::is_same_v<T, int32_t> || std::is_same_v<T, double> ||
-                      std::is_pointer_v<T>);
-        struct Aligned {
-            char before;
-            T value;
-        };
-        constexpr size_t aligned = offsetof(Aligned, value);
-        end = (end + aligned - 1) / aligned * aligned;
-        alignment = std::max(alignment, aligned);
-        EXPECT_EQ(reinterpret_cast<char*>(&(state.*field)) - reinterpret_cast<char*>(&state),
-                  static_cast<ptrdiff_t>(end));
-        end += sizeof(T);
-    };
-    std::apply([&](auto... fields) { (placeNext(fields), ...); }, F::fields);
-    EXPECT_EQ(sizeof state, (end + alignment - 1) / alignment * alignment);
 }
 
 // Requests of up to 2^32 elements are asked of the heap in full. Free on the failed record does no harm.
@@ -279,7 +255,6 @@ void registerTests() {
         {"ClampsLargeOrdersAndRefusesSmallOnes", ClampsLargeOrdersAndRefusesSmallOnes<F>},
         {"RefusesNullBuffersAndLeavesTheOthersAlone", RefusesNullBuffersAndLeavesTheOthersAlone<F>},
         {"LaysItsArraysOutInOrder", LaysItsArraysOutInOrder<F>},
-        {"HasItsFieldsInOrder", HasItsFieldsInOrder<F>},
         {"SurvivesEveryFailedAllocation", SurvivesEveryFailedAllocation<F>},
         {"FreesAFailedRecordWithoutHarm", FreesAFailedRecordWithoutHarm<F>},
         {"RefusesNullArraysAndRecordsWithoutTaps", RefusesNullArraysAndRecordsWithoutTaps<F>},

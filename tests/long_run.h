@@ -11,7 +11,8 @@ template <class F>
 void filterAndAdapt(typename F::State* state, Signal& signal, Trace& trace, int calls) {
     const auto operations = F::operations();
     for (int i = 0; i < calls; ++i) {
-        operations[signal.choose(operations.size())].library(state, signal, trace, 0);
+        const auto chosen = static_cast<size_t>(signal.choose(operations.size()));
+        operations[chosen].library(state, signal, trace, 0);
     }
 }
 
