@@ -9,7 +9,7 @@ namespace {
 std::atomic<int> liveBlocks = 0;
 std::atomic<int> callsSeen = 0;
 std::atomic<int> countdown = 0;
-thread_local void* last = nullptr;
+std::atomic<void*> last = nullptr;
 
 // While an allocation is to fail: what was requested, and a stand-in for memory that no test machine
 // has. The library does not write to a buffer before it has all of them.
