@@ -110,8 +110,8 @@ inline LastErrors runStages(const State* record, int32_t stages, double x, EachE
     // In long silence stages are computed one by one, without subnormal arithmetic.
     if constexpr (kHasVectors) {
         if (x != 0.0 || !isSubnormalOrZero(state.power[0])) {
-            using V = std::conditional_t<kAdapt, Lanes,
-                                         Pair>; // speed only: four lanes lose 20 % at order 8
+            // speed only: with four lanes the fixed filter of order 8 takes 1.2 times as long
+            using V = std::conditional_t<kAdapt, Lanes, Pair>;
             constexpr int32_t lanes = kLanesOf<V>;
             V backs{};
             backs[lanes - 1] = x;
