@@ -107,9 +107,6 @@ draw() {
 
 tour() {
     "$bin/tour" --curves "$out/tour.dat" | tee "$out/tour.txt"
-    local headers=("$root"/include/*64f.h) # one a family, and merlo64f.h
-    [ "$(grep -c '^[a-z]*64f ' "$out/tour.txt")" -eq $((${#headers[@]} - 1)) ] ||
-        die "the tour does not run every family"
     draw gallery
 }
 
