@@ -42,7 +42,7 @@
  *
  * ## After a failure
  * A failed `Init` or `InitStatic` stores 0 in `order`, leaves nothing allocated and does not write
- * to the host's buffers. The fields that `Free` releases are null then, so `Free` does no harm; the
+ * to the host's buffers. The fields that `Free` releases are null then, so `Free` is allowed; the
  * other fields are undefined. Any other call that fails leaves the record and its buffers bit for
  * bit as they were, and a live record goes on working.
  *
