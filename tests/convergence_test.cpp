@@ -1,5 +1,5 @@
-// What the filters are for: they find systems from white noise and predict their input. What they do
-// after silence, NaN and extreme samples.
+// Identification of systems from white noise, prediction, and the effect of silence, NaN and extreme
+// samples.
 #include "record.h"
 
 namespace {
@@ -11,8 +11,8 @@ struct Job {
     int blockLen = 1;
 };
 
-// Learns a known system from white noise, then filters new samples without adapting. Filters with a
-// secondary path find the negated system in front of the path.
+// Identifies a known system from white noise, then filters new samples without adapting. Filters with a
+// secondary path converge to the negated system.
 template <class F>
 void findsTheSystem(Job job) {
     SCOPED_TRACE(F::Api::name);

@@ -1,4 +1,4 @@
-// What every family owes to the contract: what it computes, what it refuses, what it survives.
+// The contract, for every family: results, refused arguments, failed allocations, layout.
 #include "heap.h"
 #include "random_host.h"
 
@@ -7,7 +7,7 @@
 
 namespace {
 
-// The fuzzer continues this with inputs that reach new code.
+// The fuzzer runs the same with inputs that reach new code.
 template <class F>
 void DoesWhatThePlainRecursionDoes() {
     for (uint64_t seed = 0; seed < 60; ++seed) {
@@ -95,7 +95,7 @@ void LaysItsArraysOutInOrder() {
     }
 }
 
-// The records are public: a moved field breaks every host that was built before.
+// The records are public: a field at another place breaks every host that has been compiled.
 template <class F>
 void HasItsFieldsInOrder() {
     static typename F::State state;
@@ -118,7 +118,7 @@ void HasItsFieldsInOrder() {
     EXPECT_EQ(sizeof state, (end + alignment - 1) / alignment * alignment);
 }
 
-// Requests of up to 2^32 elements are asked of the heap in full. Free on the failed record does no harm.
+// Requests of up to 2^32 elements are asked of the heap in full. Free on the failed record releases nothing.
 // (The random hosts fail a Resize of usual sizes.)
 template <class F>
 void SurvivesEveryFailedAllocation() {
@@ -164,7 +164,7 @@ void SurvivesEveryFailedAllocation() {
     }
 }
 
-// A set-up that fails for its arguments leaves null in what Free releases, too.
+// The same for a set-up that fails because of its arguments.
 template <class F>
 void FreesAFailedRecordWithoutHarm() {
     typename F::State state;
@@ -203,7 +203,7 @@ void RefusesNullArraysAndRecordsWithoutTaps() {
         }
     }
     const Shape smaller = shapeOf<F>(3);
-    if constexpr (std::is_same_v<F, Fir>) { // its taps are the host's, so the line is what it needs
+    if constexpr (std::is_same_v<F, Fir>) { // its taps are the host's, so its line is tested
         without(&F::State::delayLine, [&] { return resize(&s, smaller); });
         return;
     }
@@ -212,7 +212,7 @@ void RefusesNullArraysAndRecordsWithoutTaps() {
         without(&F::State::coef, [&] { return resize(&s, smaller); });
     }
     const int32_t order = std::exchange(s.order, 0);
-    if constexpr (requires { s.bwdEnergy; }) { // carried over stage by stage: none is no failure
+    if constexpr (requires { s.bwdEnergy; }) { // stages are copied one by one: no stage is no failure
         EXPECT_EQ(resetsOf<F>()[0].reset(&s), STS_OK);
     } else {
         EXPECT_EQ(resize(&s, smaller), STS_BAD_SIZE);
@@ -221,7 +221,7 @@ void RefusesNullArraysAndRecordsWithoutTaps() {
     s.order = order;
 }
 
-// What the headers name as the remedy after a NaN: a record that got it runs like a fresh one.
+// After the remedy of its header a record that has had a NaN works like a new one.
 template <class F>
 void RecoversFromNaN() {
     Shape shape = shapeOf<F>(6);

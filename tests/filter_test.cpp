@@ -1,4 +1,4 @@
-// merlo64f::Filter, the class over the records: whole arrays give what call after call of C gives.
+// merlo64f::Filter, the class over the records: results of whole arrays equal those of the C functions.
 #include "heap.h"
 #include "merlo64f.hpp"
 #include "record.h"
@@ -49,7 +49,7 @@ template <class F>
 class FilterOf : public testing::Test {};
 TYPED_TEST_SUITE(FilterOf, Families, NameOf);
 
-// The names and lengths of families.hpp are the tests' own.
+// The arrays and lengths in merlo64f_families.hpp equal those that the tests state.
 TYPED_TEST(FilterOf, KnowsTheArraysOfItsRecord) {
     using F = TypeParam;
     const Shape shape = shapeOf<F>(7);
@@ -146,7 +146,7 @@ TEST(Filter, CallsTheOperationsInTurn) {
     }
     fxlms64fFree(&s);
 
-    // y in the place of x, e in that of d
+    // y is x, e is d
     Filter<blms64fState> block(6, 10, 0.01);
     Filter<lms64fState> sample(6, 0.01);
     Values inOut = x, error = d;

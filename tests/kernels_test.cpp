@@ -1,4 +1,4 @@
-// The exported kernels and the inline ones below the families.
+// The exported kernels and the inline ones that the families use.
 #include "frame/kernels.h"
 #include "frame/subnormal.h"
 #include "heap.h"
@@ -107,7 +107,7 @@ TEST(Kernels, RefuseNullArraysWithNothingTouched) {
     EXPECT_EQ(a[0], 1);
 }
 
-// The ring kernels against the definition, for every head and every number of taps of short lines.
+// The ring kernels compared with the definition, for every head and every number of taps of short lines.
 TEST(Kernels, RingDotProductsFollowTheirDefinition) {
     Signal signal(3);
     for (int32_t lineLen : {1, 2, 5, 11}) {
@@ -143,7 +143,7 @@ TEST(Kernels, RingDotProductsFollowTheirDefinition) {
     }
 }
 
-// The integer product for running powers below the normal range, against the processor's own.
+// The integer product for running powers below the normal range, compared with the processor's product.
 TEST(Kernels, SubnormalPowersDecayWithTheSameBits) {
     Signal signal(9);
     for (double factor :
