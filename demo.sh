@@ -68,7 +68,7 @@ run() { # TITLE FUNCTION
 
 has_recordings() { compgen -G "$recordings/*_*.wav" >/dev/null; }
 
-# Asks for a package only where the tool is missing, whoever brought the tool.
+# Asks for a package only if the tool is missing: it may come from elsewhere.
 prepare_machine() {
     local wanted=()
     type -P c++ cc make >/dev/null || wanted+=(build-essential)
