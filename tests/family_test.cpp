@@ -9,7 +9,7 @@ namespace {
 
 // The fuzzer runs the same with inputs that reach new code.
 template <class F>
-void DoesWhatThePlainRecursionDoes() {
+void EqualsThePlainRecursion() {
     for (uint64_t seed = 0; seed < 60; ++seed) {
         SCOPED_TRACE(seed);
         Signal random(seed);
@@ -44,7 +44,7 @@ void ClampsLargeOrdersAndRefusesSmallOnes() {
 }
 
 template <class F>
-void RefusesNullBuffersAndLeavesTheOthersAlone() {
+void RefusesNullBuffersAndWritesNone() {
     std::vector<double> buffer(16 * MAX_TAPS, kGuard);
     Lent lent;
     const int calls = heap::calls();
@@ -74,7 +74,7 @@ void RefusesNullBuffersAndLeavesTheOthersAlone() {
 
 // Hosts find the arrays in their buffers, in the order and with the lengths of the headers.
 template <class F>
-void LaysItsArraysOutInOrder() {
+void HasItsArraysInOrder() {
     for (int32_t order : {7, 15, 40}) { // above each limit, and with blocks that fill a transform
         Shape shape = shapeOf<F>(order);
         shape.blockLen = 50;
@@ -166,7 +166,7 @@ void SurvivesEveryFailedAllocation() {
 
 // The same for a set-up that fails because of its arguments.
 template <class F>
-void FreesAFailedRecordWithoutHarm() {
+void AllowsFreeAfterAFailure() {
     typename F::State state;
     Lent lent;
     double* const none[] = {nullptr, nullptr};
@@ -212,7 +212,9 @@ void RefusesNullArraysAndRecordsWithoutTaps() {
         without(&F::State::coef, [&] { return resize(&s, smaller); });
     }
     const int32_t order = std::exchange(s.order, 0);
-    if constexpr (requires { s.bwdEnergy; }) { // stages are copied one by one: no stage is no failure
+    if constexpr (requires {
+                      s.bwdEnergy;
+                  }) { // stages are copied one by one: no stage is no failure
         EXPECT_EQ(resetsOf<F>()[0].reset(&s), STS_OK);
     } else {
         EXPECT_EQ(resize(&s, smaller), STS_BAD_SIZE);
@@ -274,13 +276,13 @@ class FamilyTest : public testing::Test {
 template <class F>
 void registerTests() {
     const std::pair<const char*, void (*)()> tests[] = {
-        {"DoesWhatThePlainRecursionDoes", DoesWhatThePlainRecursionDoes<F>},
+        {"EqualsThePlainRecursion", EqualsThePlainRecursion<F>},
         {"ClampsLargeOrdersAndRefusesSmallOnes", ClampsLargeOrdersAndRefusesSmallOnes<F>},
-        {"RefusesNullBuffersAndLeavesTheOthersAlone", RefusesNullBuffersAndLeavesTheOthersAlone<F>},
-        {"LaysItsArraysOutInOrder", LaysItsArraysOutInOrder<F>},
+        {"RefusesNullBuffersAndWritesNone", RefusesNullBuffersAndWritesNone<F>},
+        {"HasItsArraysInOrder", HasItsArraysInOrder<F>},
         {"HasItsFieldsInOrder", HasItsFieldsInOrder<F>},
         {"SurvivesEveryFailedAllocation", SurvivesEveryFailedAllocation<F>},
-        {"FreesAFailedRecordWithoutHarm", FreesAFailedRecordWithoutHarm<F>},
+        {"AllowsFreeAfterAFailure", AllowsFreeAfterAFailure<F>},
         {"RefusesNullArraysAndRecordsWithoutTaps", RefusesNullArraysAndRecordsWithoutTaps<F>},
         {"RecoversFromNaN", RecoversFromNaN<F>}};
     for (const auto& test : tests) {

@@ -37,7 +37,7 @@ TEST(Kernels, NextPow2CountsTheExponent) {
     EXPECT_EQ(nextPow2(INT64_MAX), 63);
 }
 
-TEST(Kernels, FillWholeBitPatternsAndNothingBeyond) {
+TEST(Kernels, FillBitPatternsWithinBounds) {
     for (double value : {1.5, -0.0, std::bit_cast<double>(0x7ff4000000000001)}) {
         double buf[] = {9, 9, 9, 9};
         EXPECT_EQ(set64f(value, buf, 0), STS_OK);
@@ -56,7 +56,7 @@ TEST(Kernels, FillWholeBitPatternsAndNothingBeyond) {
 }
 
 // The library clears arrays of more bytes than 32 bits count.
-TEST(Kernels, ResetsLargeArraysWhole) {
+TEST(Kernels, ResetArraysOfMoreThan32Bits) {
     if (SANITIZED) {
         GTEST_SKIP() << "sanitizers replace memset";
     }
@@ -89,7 +89,7 @@ TEST(Kernels, WorkElementByElement) {
     EXPECT_EQ(std::vector(b, b + 4), (std::vector<double>{16, 4, 8, 60}));
 }
 
-TEST(Kernels, RefuseNullArraysWithNothingTouched) {
+TEST(Kernels, RefuseNullArraysAndWriteNothing) {
     double a[] = {1};
     EXPECT_EQ(reset64f(nullptr, 0), STS_NULL_PTR);
     EXPECT_EQ(set64f(3, nullptr, 0), STS_NULL_PTR);

@@ -125,7 +125,7 @@ TEST(RealFft, IsAsAccurateAsItsDefinitionAllows) {
     }
 }
 
-TEST(RealFft, IsLinearAndTurnsWithAShift) {
+TEST(RealFft, IsLinearAndObeysTheShiftTheorem) {
     Tables tables(kLongest);
     Signal signal(2);
     for (int32_t n = 2; n <= kLongest; n *= 2) {
@@ -183,7 +183,7 @@ Trace trace(const std::vector<double>& values) {
 // With tables of the transform's own length, so that reading past them is found, and with the longest tables,
 // whose work area it may write in part. In tables of a host the sines may differ in the last place from the
 // equal cosines, and the two areas may differ in length.
-TEST(RealFft, KeepsTheBitsOfItsFormulas) {
+TEST(RealFft, HasTheBitsOfItsFormulas) {
     const auto tables = [](int32_t longestLen) {
         Tables made(longestLen);
         for (int32_t j = 1; j < made.table[0]; j += 2) {
@@ -228,7 +228,7 @@ TEST(RealFft, KeepsTheBitsOfItsFormulas) {
 }
 
 // Longer than any of the tables above, and both kinds of bit reversal.
-TEST(RealFft, KeepsTheBitsOfLongTransforms) {
+TEST(RealFft, HasTheBitsOfItsFormulasAtGreatLength) {
     Signal signal(4);
     for (const int32_t n : {1 << 14, 1 << 15, 1 << 20}) {
         Tables tables(n);
@@ -271,7 +271,7 @@ TEST(FftTables, AreTheSameOnEveryMachine) {
     EXPECT_EQ(digest, 12076013271301038583U);
 }
 
-TEST(FftTables, RefuseWhatTheTransformCannotUse) {
+TEST(FftTables, RefuseInvalidLengths) {
     int32_t table[8] = {7};
     double twiddles[8] = {7.0};
     for (const int32_t nMax : {INT32_MIN, -8, 0, 1, 2, 4, 7, 12, INT32_MAX}) {

@@ -267,7 +267,7 @@ TEST(PackedSpectrum, KeepsTheTwoRealBinsApart) {
     EXPECT_EQ(Values(power, power + 3), (Values{9, 6.25, 25}));
 }
 
-TEST(PackedSpectrum, RefusesNullArraysWithNothingTouched) {
+TEST(PackedSpectrum, RefusesNullArraysAndWritesNothing) {
     double values[3][4] = {{1, 2, 3, 4}, {5, 6, 7, 8}, {9, 10, 11, 12}};
     for (int missing = 0; missing < 3; ++missing) {
         double* a[] = {values[0], values[1], values[2]};

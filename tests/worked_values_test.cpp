@@ -242,7 +242,7 @@ TEST(Rls, HandWorkedSteps) {
     EXPECT_DOUBLE_EQ(state.invCorr[2], 16.0 / 9);
 }
 
-TEST(Rls, TestsDeltaBeforeItsPointersAndTakesAnyLambda) {
+TEST(Rls, TestsDeltaBeforePointersAndAcceptsAnyLambda) {
     double coef[] = {7.0};
     double work[] = {7.0, 7.0, 7.0};
     rls64fState state;
