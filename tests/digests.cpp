@@ -1,5 +1,5 @@
-// One digest per family over its long run. Every build compares them with tests/digests.txt: the bits are
-// the same everywhere. Usage: digests [FILE with the expected lines].
+// One digest per family over its long run: the promise about bits, held against tests/digests.txt on
+// every build. Usage: digests [FILE with the expected lines].
 #include "long_run.h"
 
 #include <cinttypes>
@@ -20,13 +20,13 @@ bool check(const Expected& expected) {
     std::snprintf(digest, sizeof digest, "%016" PRIx64, trace.digest());
     std::printf("%s %s", F::Api::name, digest);
     bool good = true;
-    if (!trace.isFinite()) { // the bits of a NaN are not defined
+    if (!trace.isFinite()) { // bits of a NaN are no promise, so a run must not rest on them
         std::printf("  not finite");
         good = false;
     }
     if (!expected.empty() &&
         (!expected.contains(F::Api::name) || expected.at(F::Api::name) != digest)) {
-        std::printf("  differs from the expected digest");
+        std::printf("  differs from the expected");
         good = false;
     }
     std::printf("\n");

@@ -1,5 +1,5 @@
-// Tables for the transform from additions, divisions and square roots alone, so they have the same bits on
-// every machine.
+// Tables for the transform from additions, divisions and square roots alone: the same bits on every
+// machine, whatever its sine does.
 #pragma once
 
 #include <cmath>

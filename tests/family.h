@@ -30,12 +30,12 @@ struct Operation {
     Call library, plain;
 };
 
-// An accessor, and the same without the library: `read` and `write`, from `start` on.
+// An accessor: what it copies by hand is `read` and `write`, from `start` on.
 template <class S>
 struct Accessor {
     int32_t (*get)(S*, double*, int32_t, int32_t, int32_t);
     int32_t (*set)(S*, const double*, int32_t, int32_t, int32_t); // null: there is none
-    double* S::*array;                                            // null in it is refused
+    double* S::*array;                                            // its null is refused
     int32_t (*length)(const S&);
     Values (*read)(S&);
     void (*write)(S&, int32_t start, const Values&);

@@ -44,7 +44,7 @@ void ClampsLargeOrdersAndRefusesSmallOnes() {
 }
 
 template <class F>
-void RefusesNullBuffersAndWritesNone() {
+void RefusesNullBuffersAndLeavesTheOthersAlone() {
     std::vector<double> buffer(16 * MAX_TAPS, kGuard);
     Lent lent;
     const int calls = heap::calls();
@@ -74,7 +74,7 @@ void RefusesNullBuffersAndWritesNone() {
 
 // Hosts find the arrays in their buffers, in the order and with the lengths of the headers.
 template <class F>
-void HasItsArraysInOrder() {
+void LaysItsArraysOutInOrder() {
     for (int32_t order : {7, 15, 40}) { // above each limit, and with blocks that fill a transform
         Shape shape = shapeOf<F>(order);
         shape.blockLen = 50;
@@ -95,7 +95,7 @@ void HasItsArraysInOrder() {
     }
 }
 
-// The records are public: a field at another place breaks every host that has been compiled.
+// The records are public: a moved field breaks every host that was built before.
 template <class F>
 void HasItsFieldsInOrder() {
     static typename F::State state;
@@ -118,7 +118,7 @@ void HasItsFieldsInOrder() {
     EXPECT_EQ(sizeof state, (end + alignment - 1) / alignment * alignment);
 }
 
-// Requests of up to 2^32 elements are asked of the heap in full. Free on the failed record releases nothing.
+// Requests of up to 2^32 elements are asked of the heap in full. Free on the failed record does no harm.
 // (The random hosts fail a Resize of usual sizes.)
 template <class F>
 void SurvivesEveryFailedAllocation() {
@@ -278,8 +278,8 @@ void registerTests() {
     const std::pair<const char*, void (*)()> tests[] = {
         {"EqualsThePlainRecursion", EqualsThePlainRecursion<F>},
         {"ClampsLargeOrdersAndRefusesSmallOnes", ClampsLargeOrdersAndRefusesSmallOnes<F>},
-        {"RefusesNullBuffersAndWritesNone", RefusesNullBuffersAndWritesNone<F>},
-        {"HasItsArraysInOrder", HasItsArraysInOrder<F>},
+        {"RefusesNullBuffersAndLeavesTheOthersAlone", RefusesNullBuffersAndLeavesTheOthersAlone<F>},
+        {"LaysItsArraysOutInOrder", LaysItsArraysOutInOrder<F>},
         {"HasItsFieldsInOrder", HasItsFieldsInOrder<F>},
         {"SurvivesEveryFailedAllocation", SurvivesEveryFailedAllocation<F>},
         {"AllowsFreeAfterAFailure", AllowsFreeAfterAFailure<F>},

@@ -56,7 +56,7 @@ TEST(Kernels, FillBitPatternsWithinBounds) {
 }
 
 // The library clears arrays of more bytes than 32 bits count.
-TEST(Kernels, ResetArraysOfMoreThan32Bits) {
+TEST(Kernels, ResetsLargeArraysWhole) {
     if (SANITIZED) {
         GTEST_SKIP() << "sanitizers replace memset";
     }
