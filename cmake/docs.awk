@@ -27,12 +27,11 @@ function resolved(link, path) {
 }
 
 # The link [text](target): pages below the folder of a README.md become its subpages.
-function reference(text, target, anchor, path) {
-    anchor = target
+function reference(text, target, path) {
     if (target ~ /^[a-z]+:/ || target ~ /^#/) {
         return "[" text "](" target ")"
     }
-    sub(/#.*/, "", target)
+    sub(/#.*/, "", target) # the place within a page is lost
     path = resolved(target)
     if (path ~ /\.png$/) {
         sub(/.*\//, "", path)
