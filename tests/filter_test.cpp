@@ -47,7 +47,7 @@ Trace run(Filter<State>& filter, uint64_t seed, size_t piece = 360) {
 
 template <class F>
 class FilterOf : public testing::Test {};
-TYPED_TEST_SUITE(FilterOf, Families, NameOf);
+TYPED_TEST_SUITE(FilterOf, FamiliesIn<testing::Types>, NameOf);
 
 // The arrays and lengths in merlo64f_families.hpp equal those that the tests state.
 TYPED_TEST(FilterOf, ListsTheArraysOfTheRecord) {

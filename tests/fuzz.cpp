@@ -19,7 +19,7 @@ bool runIfNamed(std::string_view name, Choices choices) {
 }
 
 template <class... F>
-void run(testing::Types<F...>, std::string_view name, Choices choices) {
+void run(Types<F...>, std::string_view name, Choices choices) {
     static_cast<void>((runIfNamed<F>(name, choices) || ...));
 }
 
@@ -37,7 +37,7 @@ void writeSeeds(const std::string& directory) {
 }
 
 template <class... F>
-void writeAllSeeds(testing::Types<F...>, const std::string& directory) {
+void writeAllSeeds(Types<F...>, const std::string& directory) {
     (writeSeeds<F>(directory), ...);
 }
 

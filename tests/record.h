@@ -5,6 +5,8 @@
 #include "families.h"
 #include "heap.h"
 
+#include <gtest/gtest.h>
+
 #include <cmath>
 #include <cstring>
 #include <deque>
