@@ -220,7 +220,7 @@ Signal levels(std::span<const double> signal, std::size_t intervals) {
 }
 
 void controlFan(const Settings& settings) {
-    host::requireDistinct({}, {settings.levelsPath, settings.estimatePath});
+    host::checkOutputs({}, {settings.levelsPath, settings.estimatePath});
     std::printf("fan:");
     for (int32_t k = 1; k <= settings.tones; ++k) {
         std::printf(" %g", k * settings.frequency);

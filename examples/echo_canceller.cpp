@@ -210,7 +210,7 @@ void cancelEcho(const std::vector<std::string>& files, const Settings& settings)
     constexpr double kLevelInterval = 0.05; // s
     audio::Reader farEnd(files[0]), microphone(files[1]);
     audio::requireSameShape(farEnd, microphone);
-    host::requireDistinct({files[0], files[1]}, {files[2], settings.levelsPath, settings.tapsPath});
+    host::checkOutputs({files[0], files[1]}, {files[2], settings.levelsPath, settings.tapsPath});
     const int rate = farEnd.rate();
     const auto partitions = static_cast<int32_t>(std::ceil(1e-3 * settings.tail * rate / kBlock));
 

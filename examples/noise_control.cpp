@@ -223,7 +223,7 @@ struct Settings {
 };
 
 void controlNoise(const Settings& settings) {
-    host::requireDistinct({}, {settings.levelsPath, settings.spectraPath});
+    host::checkOutputs({}, {settings.levelsPath, settings.spectraPath});
     const Duct duct = makeDuct(static_cast<std::size_t>(settings.seconds * kRate));
     const Signal estimate = identify(duct.secondary);
     Signal padded = estimate;
