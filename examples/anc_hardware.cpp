@@ -1,13 +1,10 @@
 // Active noise control of a real plant, one that the library does not see.
 //
-//     fan --> reference microphone ------ duct ------> error microphone
-//                   |                                      ^       |
-//                   v                                      |       v
-//     record()  reference                          loudspeaker   residual
-//                   |                                      ^       |
-//                   +----------> adaptive filter --------> +       |
-//                                      ^   play()                  |
-//                                      +---------------------------+
+//     fan --> reference microphone --------- duct ---------> error microphone
+//                      |                                        ^     |
+//             record() |        play() +--> loudspeaker --------+     | record()
+//                      v               |                              v
+//                  reference --> adaptive filter <---------------- residual
 //
 // The host has an audio device only: it reads two microphones and plays one sample per turn. The
 // filters of noise_control compute what arrives at the error microphone from the secondary path that
