@@ -114,9 +114,9 @@
  * For finite input every output, error and record field has the same bits on every compiler,
  * optimisation level and processor. Formulas are evaluated in the order and grouping in which the
  * docstrings state them, sums run in tap order in one accumulator, and nothing is fused or held in
- * a wider format. Three things are outside the promise: a process that changes the arithmetic
- * (subnormals flushed to zero, another rounding mode), the sign and payload of a NaN, which are the
- * processor's, and the transform tables, which the host computes. */
+ * a wider format. The transform tables of fft_tables.h are the same everywhere too. Outside the
+ * promise are a process that changes the arithmetic (subnormals flushed to zero, another rounding
+ * mode), and the sign and payload of a NaN, which are the processor's. */
 
 /** @file
  * @ref contract and @ref merlo64f

@@ -1,8 +1,7 @@
 /** @file
  * @ref merlo64f_hpp
  * @defgroup merlo64f_hpp merlo64f.hpp: filters for C++
- * For C++20 hosts: one class template over the records, for whole arrays. Header only; needs -lm for
- * the tables of the transform families.
+ * For C++20 hosts: one class template over the records, for whole arrays. Header only.
  *
  *     #include <merlo64f/merlo64f.hpp>
  *
