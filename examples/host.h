@@ -72,7 +72,7 @@ inline std::string shortest(double value) {
 struct Option {
     const char *name, *what;
     std::variant<int32_t*, double*, std::string*> target; // a string is the path of an output file
-    double least = 0.0, most = 0.0; // of a number: 0 < value, least <= value <= most
+    double least = 0.0, most = 0.0; // of a number; 0 itself is no value of a double
 
     std::string range() const {
         return target.index() == 0 ? "whole number from " + std::to_string(std::lround(least)) +
@@ -93,8 +93,8 @@ struct Option {
                 return true;
             } else {
                 const auto [end, error] = std::from_chars(word.begin(), word.end(), *value);
-                return error == std::errc{} && end == word.end() && *value > 0 && *value >= least &&
-                       *value <= most;
+                return error == std::errc{} && end == word.end() && *value >= least &&
+                       *value <= most && (*value > 0 || !std::is_same_v<decltype(value), double*>);
             }
         };
         return std::visit(stored, target);

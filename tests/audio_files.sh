@@ -1,14 +1,22 @@
-# For the tests of hosts that read audio: small WAV files, and input that must be refused.
+# For the tests of the example hosts: input that must be refused, and small WAV files.
 # Set before: tool, the path of the host.
 
-refuses() { # part of the message, arguments...
+refuses() { # part of the message, arguments...: status 1 or 2 and one line on stderr
     message=$1
     shift
-    if "$tool" "$@" >out.txt 2>&1; then
-        echo "accepted: $*"
+    status=0
+    "$tool" "$@" >refused.out 2>refused.txt || status=$?
+    case $status in
+        1 | 2) ;;
+        *)
+            echo "status $status: $*"
+            exit 1
+            ;;
+    esac
+    if [ "$(wc -l <refused.txt)" -ne 1 ] || ! grep -q "$message" refused.txt; then
+        echo "$* says: $(cat refused.txt)"
         exit 1
     fi
-    grep -q "$message" out.txt || { echo "$* says: $(cat out.txt)"; exit 1; }
 }
 
 byte() { printf "\\$(printf %03o "$1")"; }
@@ -37,6 +45,7 @@ refuses_bad_audio() {
 
     "$tool" mono.wav --step 0.5 mono.wav -- result.wav # files and options in any order
     refuses usage mono.wav mono.wav
+    echo kept >result.wav
     refuses "nope.wav: No such file" nope.wav mono.wav result.wav
     refuses "text.wav: cannot be read" mono.wav text.wav result.wav
     refuses "empty.wav: contains no samples" mono.wav empty.wav result.wav
@@ -45,4 +54,5 @@ refuses_bad_audio() {
     refuses "faster.wav: has" mono.wav faster.wav result.wav
     refuses "mono.wav: is in use" mono.wav mono.wav mono.wav
     refuses "nodir/result.wav: No such" mono.wav mono.wav nodir/result.wav
+    [ "$(cat result.wav)" = kept ]
 }
