@@ -10,17 +10,21 @@ out=$root/demo-output
 recordings=/usr/share/sounds/alsa
 least_improvement=15 # dB of the canceller, over the whole file
 least_attenuation=30 # dB of either filter for control, in the end
+least_reduction=40     # dB of the residual by either filter on hardware
 least_enhancement=20 # dB of echo return loss, before and after both ends speak
+least_hum=(12 17)    # dB of hum reduction, by prediction and by reference
 least_gain=14        # dB of prediction of either predictor, median over loud frames
 least_remedy=20      # dB by which the remedy of a mistake is better
 most_samples=10000   # that either least-squares filter needs to identify a system to -60 dB
-steps=(tour noise_canceller noise_control echo_canceller voice_predictor
+steps=(tour noise_canceller noise_control anc_hardware echo_canceller line_enhancer voice_predictor
     system_identification static_storage pitfalls) # each a function below
 declare -A titles=(
     [tour]="Tour: a typical job for each family"
     [noise_canceller]="Noise canceller: voice in fan noise, a second microphone at the fan"
     [noise_control]="Active noise control: fan noise in a duct, simulated, with two filters"
+    [anc_hardware]="Active noise control on hardware: identify the path, then control the fan's tones"
     [echo_canceller]="Echo canceller: loudspeaker and microphone in one room, voices at both ends"
+    [line_enhancer]="Line enhancer: mains hum in a voice, removed by prediction and by a sine reference"
     [voice_predictor]="Voice predictor: linear prediction of the same voice, forwards and backwards"
     [system_identification]="System identification: five filters on the same coloured input"
     [static_storage]="Static storage: two filters without a heap"
@@ -101,6 +105,16 @@ expect() {
     [ -z "$low" ] || die "$3: $low, at least $1 $2 expected"
 }
 
+# refused COMMAND...: it fails, and says why in one line.
+refused() {
+    local message
+    if message=$("$@" 2>&1 >/dev/null); then
+        die "accepted: $*"
+    fi
+    say "${*#"$bin/"}"
+    say "    $message"
+}
+
 draw() {
     quietly "$build/gnuplot.log" env GNUPLOT_LIB="$root/examples/demo" \
         gnuplot -e "dir='$out'" "$1.gp"
@@ -132,6 +146,17 @@ noise_control() {
         expect "$least_attenuation" dB "the attenuation"
 }
 
+anc_hardware() {
+    "$bin/anc_hardware" --levels "$out/anc_levels.dat" --save-estimate "$out/anc_estimate.dat" |
+        tee "$out/reduction.txt"
+    # Two mistakes, for the picture: both must diverge.
+    refused "$bin/anc_hardware" --estimate 16 --levels "$out/anc_short_estimate.dat"
+    refused "$bin/anc_hardware" --step 0.5 --levels "$out/anc_large_step.dat"
+    draw anc_hardware
+    awk '$1 ~ /lms64f$/ { print $2 }' "$out/reduction.txt" |
+        expect "$least_reduction" dB "the reduction"
+}
+
 echo_canceller() {
     "$bin/echo_scene" make "$out" ${voices[@]+"${voices[@]}"}
     "$bin/echo_canceller" "$out/far_end.wav" "$out/microphone.wav" "$out/echo_free.wav" \
@@ -139,6 +164,17 @@ echo_canceller() {
     "$bin/echo_scene" score "$out"
     draw echo_canceller
     expect "$least_enhancement" dB "the echo return loss enhancement" <"$out/erle.txt"
+}
+
+line_enhancer() {
+    "$bin/hum_scene" make "$out" ${voices[@]+"${voices[@]}"}
+    # First with the usual mistake, for comparison: a delay of one sample.
+    "$bin/line_enhancer" "$out/humming.wav" "$out/undelayed.wav" "$out/referred.wav" --delay 0.125
+    "$bin/line_enhancer" "$out/humming.wav" "$out/predicted.wav" "$out/referred.wav"
+    "$bin/hum_scene" score "$out"
+    draw line_enhancer
+    sed -n 2p "$out/hum_reduction.txt" | expect "${least_hum[0]}" dB "the hum reduction by prediction"
+    sed -n 3p "$out/hum_reduction.txt" | expect "${least_hum[1]}" dB "the hum reduction by reference"
 }
 
 voice_predictor() {

@@ -20,7 +20,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <complex>
 #include <cstdio>
 #include <numbers>
 #include <span>
@@ -210,34 +209,10 @@ Signal levels(std::span<const double> signal) {
     return result;
 }
 
-// Levels of the bins of the discrete Fourier transform between 0 Hz and half the sampling rate, by
-// the mean over half-overlapping segments under a Hann window, scaled so that the sum of the bin
-// powers is the power of the signal.
+// Of the bins between 0 Hz and half the sampling rate.
 Signal spectrum(std::span<const double> signal) {
-    std::array<std::complex<double>, kSegment> turn;
-    for (std::size_t n = 0; n < kSegment; ++n) {
-        turn[n] = std::polar(1.0, 2.0 * std::numbers::pi * static_cast<double>(n) / kSegment);
-    }
-    Signal bins(kSegment / 2 - 1);
-    double windows = 0.0;
-    for (; signal.size() >= kSegment; signal = signal.subspan(kSegment / 2)) {
-        std::array<double, kSegment> windowed;
-        for (std::size_t n = 0; n < kSegment; ++n) {
-            const double window = 1.0 - turn[n].real();
-            windowed[n] = signal[n] * window;
-            windows += window * window;
-        }
-        for (std::size_t bin = 1; bin <= bins.size(); ++bin) {
-            std::complex<double> sum;
-            for (std::size_t n = 0; n < kSegment; ++n) {
-                sum += windowed[n] * turn[n * bin % kSegment];
-            }
-            bins[bin - 1] += std::norm(sum);
-        }
-    }
-    for (double& power : bins) {
-        power = soundPressureLevel(power * 2.0 / (windows * kSegment));
-    }
+    Signal bins = host::binPowers(signal, kSegment, kSegment / 2 - 1);
+    std::transform(bins.begin(), bins.end(), bins.begin(), soundPressureLevel);
     return bins;
 }
 

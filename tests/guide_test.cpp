@@ -287,6 +287,18 @@ TEST(Conversion, MemoryOfTheForgettingFactor) {
     }
 }
 
+// By how much the error is above the noise in the end: 0.5 dB at a tenth of the bound, half at half the
+// step; RLS 0.2 dB with a memory of 10 * order samples, twice as much with half the memory.
+TEST(Conversion, CostOfTheStep) {
+    const Scene scene(200000, 0.01);
+    const double noise = decibels(1e-4 / 3.0);
+    const auto above = [&](const Values& e) { return level(e, 20000, e.size()) - noise; };
+    EXPECT_NEAR(above(errors<nlms64fState>(scene, kOrder, 0.1 * 2.0 / kOrder)), 0.5, 0.1);
+    EXPECT_NEAR(above(errors<nlms64fState>(scene, kOrder, 0.05 * 2.0 / kOrder)), 0.25, 0.05);
+    EXPECT_NEAR(above(errors<rls64fState>(scene, kOrder, 1.0 - 0.1 / kOrder, 1.0)), 0.2, 0.05);
+    EXPECT_NEAR(above(errors<rls64fState>(scene, kOrder, 1.0 - 0.2 / kOrder, 1.0)), 0.4, 0.1);
+}
+
 // A gradient lattice whose power has weights 0.98 and 0.02, which add up to 1.
 TEST(Conversion, LatticeStepIsHalfTheUsual) {
     constexpr double theirs = 0.01;
@@ -426,6 +438,19 @@ TEST(Accident, Silence) {
         }
         EXPECT_LT(learner.learn(scene), -60.0);
     });
+}
+
+// A gradient lattice whose input fades away, and one whose host replaces such samples by 0.
+TEST(Accident, FadingInput) {
+    for (bool replaced : {false, true}) {
+        Filter<lfpef64fState> filter(4, 0.005);
+        Signal signal(3);
+        for (int n = 0; n < 100000; ++n) {
+            const double x = signal.next() * std::pow(0.99, n);
+            lfpef64fFilterUpdate(&filter.state(), replaced && std::fabs(x) < 1e-150 ? 0.0 : x);
+        }
+        EXPECT_EQ(std::isfinite(filter->parcor[0]), replaced);
+    }
 }
 
 // One sample of 1e200: its square is infinite. RLS goes on. Families that divide by a running power keep

@@ -37,28 +37,7 @@ std::span<const double> interval(std::span<const double> signal, double from, do
     return signal.subspan(samples(from), samples(to) - samples(from));
 }
 
-double amplitude(double decibels) { return std::pow(10.0, decibels / 20.0); }
-
 // ---- the scene -------------------------------------------------------------------------------
-
-// `seconds` of a voice at kRate. A pitch other than 1 also changes the speed. Resampling is linear
-// interpolation after a low-pass, which is accurate enough for a voice.
-Signal makeVoice(const std::vector<std::string>& recordings, double seconds, double pitch) {
-    const double needed = seconds * pitch + 0.1; // s
-    int rate = kSyntheticRate;
-    const Signal voice = recordings.empty() ? syntheticVoice(needed)
-                                            : recordedVoice(recordings, needed, needed, rate);
-    const double advance = pitch * rate / kRate;
-    const Signal smooth = host::through(host::lowPass(0.425 / std::max(1.0, advance), 0.5), voice);
-    Signal result;
-    const double last = static_cast<double>(smooth.size() - 1);
-    for (double at = 0.0; at < last; at = advance * static_cast<double>(result.size())) {
-        const auto before = static_cast<std::size_t>(at);
-        result.push_back(std::lerp(smooth[before], smooth[before + 1], at - std::floor(at)));
-    }
-    result.resize(samples(seconds));
-    return result;
-}
 
 // The direct sound after 2 ms, six reflections, and reverberation that decays by 60 dB in 200 ms.
 Signal roomResponse() {
@@ -70,7 +49,7 @@ Signal roomResponse() {
     host::WhiteNoise white(30);
     for (std::size_t n = samples(kTailFrom); n < response.size(); ++n) {
         const double t = static_cast<double>(n) / kRate;
-        response[n] = kTailGain * white.next() * amplitude(-60.0 * t / kT60);
+        response[n] = kTailGain * white.next() * host::amplitude(-60.0 * t / kT60);
     }
     for (std::size_t k = 0; k < kDelays.size(); ++k) {
         response[samples(kDelays[k] / 1000.0)] += kGains[k];
@@ -83,9 +62,9 @@ void makeScene(const std::string& dir, const std::vector<std::string>& recording
     const auto at = [](Signal& signal, double seconds) {
         return signal.begin() + static_cast<std::ptrdiff_t>(samples(seconds));
     };
-    Signal farVoice = makeVoice(recordings, kNearFrom + kEnd - kFarAgain, 1.0);
+    Signal farVoice = resampledVoice(recordings, kRate, kNearFrom + kEnd - kFarAgain, 1.0);
     const Signal nearVoice =
-        makeVoice({recordings.rbegin(), recordings.rend()}, kFarAgain - kBothFrom, 0.8);
+        resampledVoice({recordings.rbegin(), recordings.rend()}, kRate, kFarAgain - kBothFrom, 0.8);
     Signal farEnd(samples(kEnd)), nearEnd(samples(kEnd));
     std::copy(farVoice.begin(), at(farVoice, kNearFrom), farEnd.begin());
     std::copy(at(farVoice, kNearFrom), farVoice.end(), at(farEnd, kFarAgain));
@@ -95,15 +74,15 @@ void makeScene(const std::string& dir, const std::vector<std::string>& recording
     host::scale(farEnd, kFarPeak / std::max(-low, high));
     Signal response = roomResponse();
     const Signal unscaled = host::through(response, farEnd);
-    host::scale(response,
-                amplitude(kEchoLevel) * std::sqrt(host::power(farEnd) / host::power(unscaled)));
+    host::scale(response, host::amplitude(kEchoLevel) *
+                              std::sqrt(host::power(farEnd) / host::power(unscaled)));
     const Signal echo = host::through(response, farEnd);
     const double echoPower = host::power(interval(echo, 0.0, kNearFrom));
     const double nearPower = host::power(interval(nearEnd, kBothFrom, kFarAgain));
-    host::scale(nearEnd, amplitude(kNearLevel) * std::sqrt(echoPower / nearPower));
+    host::scale(nearEnd, host::amplitude(kNearLevel) * std::sqrt(echoPower / nearPower));
 
     host::WhiteNoise white(31);
-    const double noise = amplitude(kNoiseLevel) * std::sqrt(3.0 * echoPower);
+    const double noise = host::amplitude(kNoiseLevel) * std::sqrt(3.0 * echoPower);
     Signal microphone = host::sum(echo, nearEnd);
     for (double& x : microphone) {
         x += noise * white.next();
