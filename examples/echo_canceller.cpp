@@ -16,6 +16,11 @@
 // filter is better for long, so the foreground filter keeps its coefficients. Ochiai, Araseki and
 // Ogihara 1977, Echo canceler with two echo path models.
 //
+// The background filter divides its step by the power of the far end. While the far end is quiet,
+// there is no echo to learn from, and a small power makes a large step. So it adapts only while the
+// power of the far end is above --floor. (Here the second filter and the working level, below, limit
+// the damage of quiet passages already. The noise canceller shows them without such protection.)
+//
 // --step is relative to 2 / (block length * partitions), the stability limit for white noise. With
 // voices, whose spectra change, 1 is stable in most rooms; values far above 1 diverge.
 #include <algorithm>
@@ -84,6 +89,10 @@ class RoomFilter {
     void adapt(ConstBlock x, ConstBlock d, Block y, Block e) {
         pbfdaf64fFilterUpdate(&state_, x.data(), d.data(), y.data(), e.data());
     }
+    void filter(ConstBlock x, ConstBlock d, Block y, Block e) {
+        filter(x, y);
+        std::transform(d.begin(), d.end(), y.begin(), e.begin(), std::minus<>());
+    }
     host::Signal taps() {
         host::Signal taps(static_cast<std::size_t>(state_.partitions) * kBlockSize);
         pbfdaf64fGetCoef(&state_, taps.data(), 0, static_cast<int32_t>(taps.size()), 0);
@@ -108,25 +117,29 @@ class EchoCanceller {
         double reduction = 0.0; // dB, microphone power re background error power at that time
     };
 
-    // gain  from full scale to the level at the filter inputs
-    EchoCanceller(int rate, int32_t partitions, double mu, double gain)
+    // gain  from full scale to the level at the filter inputs; floor  mean square of the far end, below
+    // which the background filter does not adapt
+    EchoCanceller(int rate, int32_t partitions, double mu, double gain, double floor)
         : foreground_(tables_, partitions, 0.0), background_(tables_, partitions, mu),
-          blockRate_(static_cast<double>(rate) / kBlock), gain_(gain) {}
+          blockRate_(static_cast<double>(rate) / kBlock), gain_(gain), floor_(floor) {}
 
     void process(ConstBlock farEnd, ConstBlock microphone, Block output) {
         constexpr double kMemory = 0.03; // s, time constant of the smoothed powers
         std::array<double, kBlockSize> x, d, y, e, backgroundY, backgroundE;
         emphasise(farEnd, gain_, lastFarEnd_, x);
         emphasise(microphone, gain_, lastMicrophone_, d);
-        foreground_.filter(x, y);
-        std::transform(d.begin(), d.end(), y.begin(), e.begin(), std::minus<>());
-        background_.adapt(x, d, backgroundY, backgroundE);
-        deemphasise(e, 1.0 / gain_, lastOutput_, output);
-
         const double keep = std::exp(-1.0 / (kMemory * blockRate_));
         const auto smooth = [&](double& power, ConstBlock samples) {
             power = keep * power + (1.0 - keep) * host::power(samples);
         };
+        smooth(farPower_, farEnd);
+        foreground_.filter(x, d, y, e);
+        if (farPower_ >= floor_) {
+            background_.adapt(x, d, backgroundY, backgroundE);
+        } else {
+            background_.filter(x, d, backgroundY, backgroundE);
+        }
+        deemphasise(e, 1.0 / gain_, lastOutput_, output);
         smooth(microphonePower_, d);
         smooth(foregroundPower_, e);
         smooth(backgroundPower_, backgroundE);
@@ -165,9 +178,9 @@ class EchoCanceller {
     host::TransformTables tables_{2 * kBlock};
     RoomFilter foreground_, background_;
     double blockRate_; // Hz
-    double gain_;
+    double gain_, floor_;
     double lastFarEnd_ = 0.0, lastMicrophone_ = 0.0, lastOutput_ = 0.0;
-    double microphonePower_ = 0.0, foregroundPower_ = 0.0, backgroundPower_ = 0.0;
+    double farPower_ = 0.0, microphonePower_ = 0.0, foregroundPower_ = 0.0, backgroundPower_ = 0.0;
     double highestPower_ = 0.0;  // of the microphone so far
     int better_ = 0, worse_ = 0; // blocks for which the background filter has been so
     std::int64_t blocks_ = 0;
@@ -177,8 +190,9 @@ class EchoCanceller {
 // ---- files -----------------------------------------------------------------------------------
 
 struct Settings {
-    int32_t tail = 128; // ms
+    int32_t tail = 96; // ms
     double step = 0.6;
+    int32_t floor = -50; // dB re full scale
     std::string levelsPath, tapsPath;
 };
 
@@ -201,6 +215,7 @@ void cancelEcho(const std::vector<std::string>& files, const Settings& settings)
     const auto partitions = static_cast<int32_t>(std::ceil(1e-3 * settings.tail * rate / kBlock));
 
     // The first pass measures the power of the emphasised far end, the second one cancels.
+    microphone.requireFinite();
     host::ProgressBar progress("cancelling", 2 * farEnd.frames(), rate);
     std::array<double, audio::kBlockFrames> farBlock, microphoneBlock, outputBlock;
     host::MeanSquare farPower;
@@ -215,7 +230,7 @@ void cancelEcho(const std::vector<std::string>& files, const Settings& settings)
     const bool silent = farPower.value() < host::kSilence;
     const double gain = silent ? 1.0 : std::sqrt(kWorkingPower / farPower.value());
     const double mu = silent ? 0.0 : settings.step * 2.0 / (kBlock * partitions);
-    EchoCanceller canceller(rate, partitions, mu, gain);
+    EchoCanceller canceller(rate, partitions, mu, gain, host::fromDecibels(settings.floor));
 
     audio::Writer output(files[2], rate, audio::formatLike(files[2], microphone));
     Levels whole, echo, interval;
@@ -262,6 +277,7 @@ void cancelEcho(const std::vector<std::string>& files, const Settings& settings)
 
     std::printf("tail %d ms: %d partitions of %d taps, %d Hz, %.2f s -> %s\n", settings.tail,
                 partitions, kBlock, rate, farEnd.seconds(), files[2].c_str());
+    // The second level leaves out most of the near-end voice, the third one most of the convergence.
     std::printf("microphone level minus output level:\n");
     std::printf("  %5.1f dB over the whole file, near-end voice included\n", whole.reduction());
     if (echo.output.count() > 0) {
@@ -287,6 +303,8 @@ int main(int argc, char** argv) {
         {"FAR.wav", "MICROPHONE.wav", "OUT.wav"},
         {{"tail", "length of the room response in ms", &s.tail, 1, 2000},
          {"step", "step size relative to the stability limit for white noise", &s.step, 0.0, 10.0},
+         {"floor", "power of the far end in dB re full scale, below which no filter adapts",
+          &s.floor, -200, 0},
          {"levels", "output file for levels in dB every 50 ms", &s.levelsPath},
          {"save-taps", "output file for the final taps, one per line", &s.tapsPath}});
     return host::runHost(argv[0], [&] { cancelEcho(files, s); });

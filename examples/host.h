@@ -221,7 +221,8 @@ constexpr double kSilence = 1e-20;
 
 inline double decibels(double powerRatio) { return 10.0 * std::log10(powerRatio); }
 
-inline double amplitude(double decibels) { return std::pow(10.0, decibels / 20.0); }
+inline double fromDecibels(double level) { return std::pow(10.0, level / 10.0); } // power ratio
+inline double amplitude(double level) { return std::pow(10.0, level / 20.0); }
 
 class MeanSquare {
   public:

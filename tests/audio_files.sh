@@ -35,7 +35,15 @@ pcm() { # channels, kHz (8 or 16), samples: a short 16-bit WAV of silence
     head -c $((2 * $1 * $3)) /dev/zero
 }
 
+not_finite() { # 40 samples of 32-bit floats, the last of which is NaN
+    printf 'RIFF\304\000\000\000WAVEfmt \020\000\000\000\003\000\001\000\100\037\000\000'
+    printf '\000\175\000\000\004\000\040\000data\240\000\000\000'
+    head -c 156 /dev/zero
+    printf '\000\000\300\177'
+}
+
 bad_audio() {
+    not_finite >nan.wav
     pcm 1 8 40 >mono.wav
     pcm 1 8 39 >short.wav
     pcm 1 16 40 >faster.wav
@@ -56,13 +64,22 @@ refuses_bad_audio_of_one() {
     done
     refuses "empty.wav: contains no samples" empty.wav result.wav other.wav
     refuses "stereo.wav: has 2 channels" stereo.wav result.wav other.wav
+    refuses "nan.wav: sample 39 is not a finite number" nan.wav result.wav other.wav
     refuses "mono.wav: is in use" mono.wav result.wav mono.wav
     [ "$(cat result.wav)" = kept ] && [ ! -e other.wav ]
     "$tool" mono.wav result.wav other.wav
 }
 
 # For a host that reads two recordings and writes a third one.
-refuses_bad_audio() {
+refuses_not_finite() { # 40 samples of 32-bit floats, the last of which is NaN
+    printf 'RIFF\304\000\000\000WAVEfmt \020\000\000\000\003\000\001\000\100\037\000\000'
+    printf '\000\175\000\000\004\000\040\000data\240\000\000\000'
+    head -c 156 /dev/zero
+    printf '\000\000\300\177'
+}
+
+bad_audio() {
+    not_finite >nan.wav
     bad_audio
     refuses usage mono.wav mono.wav
     refuses "nope.wav: No such file" nope.wav mono.wav result.wav
@@ -71,6 +88,8 @@ refuses_bad_audio() {
     done
     refuses "empty.wav: contains no samples" mono.wav empty.wav result.wav
     refuses "stereo.wav: has 2 channels" stereo.wav mono.wav result.wav
+    refuses "nan.wav: sample 39 is not a finite number" nan.wav mono.wav result.wav
+    refuses "nan.wav: sample 39 is not a finite number" mono.wav nan.wav result.wav
     refuses "short.wav: has 39 samples" mono.wav short.wav result.wav
     refuses "faster.wav: has" mono.wav faster.wav result.wav
     refuses "mono.wav: is in use" mono.wav mono.wav mono.wav

@@ -2,8 +2,9 @@
 //
 //   echo_scene make DIR [VOICE.wav ...]   writes far end, near end and microphone signal, and the
 //                                         response of the room
-//   echo_scene score DIR                  compares echo_free.wav with the near end, and
-//                                         echo_taps.txt with the response
+//   echo_scene score DIR                  compares echo_free.wav with the near end, also
+//                                         echo_ungated.wav, the output of a canceller that always
+//                                         adapts, and echo_taps.txt with the response
 //
 // A telephone call in a living room: the loudspeaker plays the far end. The microphone picks up its
 // echo, the near-end voice and noise.
@@ -23,13 +24,15 @@ using namespace scene;
 constexpr int kRate = 16000; // Hz
 
 // Far end alone, double talk, near end alone, far end alone again.
-constexpr double kBothFrom = 9.0, kNearFrom = 12.5, kFarAgain = 14.5, kEnd = 18.0; // s
+constexpr double kBothFrom = 24.0, kNearFrom = 27.5, kFarAgain = 29.5, kEnd = 33.0; // s
 constexpr double kJudged = 2.0; // s, length of the intervals that are evaluated
 
 constexpr double kFarPeak = 0.7;      // re full scale
 constexpr double kEchoLevel = -6.0;   // dB re the far end
 constexpr double kNearLevel = 0.0;    // dB re the echo
 constexpr double kNoiseLevel = -45.0; // dB re the echo
+constexpr double kLineNoise = -75.0;  // dB re full scale, of the far end, in its pause too
+constexpr double kOnset = 0.05;       // s after the pause, evaluated on its own
 
 std::size_t samples(double seconds) { return static_cast<std::size_t>(seconds * kRate); }
 
@@ -39,9 +42,9 @@ std::span<const double> interval(std::span<const double> signal, double from, do
 
 // ---- the scene -------------------------------------------------------------------------------
 
-// The direct sound after 2 ms, six reflections, and reverberation that decays by 60 dB in 200 ms.
+// The direct sound after 2 ms, six reflections, and reverberation that decays by 60 dB in 150 ms.
 Signal roomResponse() {
-    constexpr double kT60 = 0.2;                                            // s
+    constexpr double kT60 = 0.15;                                           // s
     constexpr double kTailFrom = 0.004, kTailGain = 0.12;                   // s, gain
     constexpr std::array kDelays = {2.0, 5.3, 7.9, 11.2, 14.6, 19.1, 24.8}; // ms
     constexpr std::array kGains = {1.0, -0.45, 0.38, -0.3, 0.26, 0.2, -0.16};
@@ -72,6 +75,10 @@ void makeScene(const std::string& dir, const std::vector<std::string>& recording
 
     const auto [low, high] = std::ranges::minmax(farEnd);
     host::scale(farEnd, kFarPeak / std::max(-low, high));
+    host::WhiteNoise line(32);
+    for (double& x : farEnd) {
+        x += std::sqrt(3.0) * host::amplitude(kLineNoise) * line.next();
+    }
     Signal response = roomResponse();
     const Signal unscaled = host::through(response, farEnd);
     host::scale(response, host::amplitude(kEchoLevel) *
@@ -99,8 +106,9 @@ void makeScene(const std::string& dir, const std::vector<std::string>& recording
 
 void scoreResult(const std::string& dir) {
     audio::Reader farFile(dir + "/far_end.wav"), nearFile(dir + "/near_end.wav"),
-        microphoneFile(dir + "/microphone.wav"), outputFile(dir + "/echo_free.wav");
-    for (const auto* file : {&nearFile, &microphoneFile, &outputFile}) {
+        microphoneFile(dir + "/microphone.wav"), outputFile(dir + "/echo_free.wav"),
+        ungatedFile(dir + "/echo_ungated.wav");
+    for (const auto* file : {&nearFile, &microphoneFile, &outputFile, &ungatedFile}) {
         audio::requireSameShape(farFile, *file);
     }
     if (farFile.rate() != kRate || static_cast<std::size_t>(farFile.frames()) != samples(kEnd)) {
@@ -115,21 +123,28 @@ void scoreResult(const std::string& dir) {
     const auto enhancement = [&](double from, double to) {
         return host::ratio(interval(before, from, to), interval(after, from, to));
     };
-    const double first = enhancement(kBothFrom - kJudged, kBothFrom);
-    const double last = enhancement(kEnd - kJudged, kEnd);
+    const Signal enhancements = {enhancement(kBothFrom - kJudged, kBothFrom),
+                                 enhancement(kBothFrom, kNearFrom),
+                                 enhancement(kEnd - kJudged, kEnd)};
     std::printf("echo return loss enhancement (level difference without the near-end voice):\n");
     const auto print = [](const char* who, double from, double to, double value) {
-        std::printf("  %-15s %4.1f .. %4.1f s  %6.1f dB\n", who, from, to, value);
+        std::printf("  %-15s %5.2f .. %5.2f s  %6.1f dB\n", who, from, to, value);
     };
-    print("far end alone,", kBothFrom - kJudged, kBothFrom, first);
-    print("double talk,", kBothFrom, kNearFrom, enhancement(kBothFrom, kNearFrom));
-    print("far end alone,", kEnd - kJudged, kEnd, last);
+    print("far end alone,", kBothFrom - kJudged, kBothFrom, enhancements[0]);
+    print("double talk,", kBothFrom, kNearFrom, enhancements[1]);
+    print("far end alone,", kEnd - kJudged, kEnd, enhancements[2]);
+    print("after the pause", kFarAgain, kFarAgain + kOnset,
+          enhancement(kFarAgain, kFarAgain + kOnset));
+    const Signal ungated = host::difference(load(ungatedFile), nearEnd);
+    print("- without floor", kFarAgain, kFarAgain + kOnset,
+          host::ratio(interval(before, kFarAgain, kFarAgain + kOnset),
+                      interval(ungated, kFarAgain, kFarAgain + kOnset)));
 
-    std::printf("near-end voice re echo and noise:   microphone   output\n");
+    std::printf("near-end voice re echo and noise:     microphone   output\n");
     for (const auto& [who, from, to] : {std::tuple{"double talk,", kBothFrom, kNearFrom},
                                         {"near end alone,", kNearFrom + 0.5, kFarAgain}}) {
         const auto voice = interval(nearEnd, from, to);
-        std::printf("  %-15s %4.1f .. %4.1f s  %6.1f dB  %6.1f dB\n", who, from, to,
+        std::printf("  %-15s %5.2f .. %5.2f s  %6.1f dB  %6.1f dB\n", who, from, to,
                     host::ratio(voice, interval(before, from, to)),
                     host::ratio(voice, interval(after, from, to)));
     }
@@ -137,7 +152,7 @@ void scoreResult(const std::string& dir) {
     taps.resize(room.size());
     std::printf("misalignment of the final taps re the response of the room: %.1f dB\n",
                 host::ratio(host::difference(taps, room), room));
-    host::saveColumn(dir + "/erle.txt", std::array{first, last});
+    host::saveColumn(dir + "/erle.txt", enhancements);
 
     saveWaveforms(dir + "/echo_waveforms.dat", kRate, {&farEnd, &microphone, &output});
     host::saveTable(dir + "/intervals.txt", "", {{kBothFrom, kNearFrom, kFarAgain}});

@@ -97,7 +97,8 @@ void scoreResult(const std::string& dir) {
                 "  prediction                 %6.1f dB\n"
                 "  reference                  %6.1f dB\n",
                 kJudged, reductions[0], reductions[1], reductions[2]);
-    host::saveColumn(dir + "/hum_reduction.txt", reductions);
+    host::saveColumn(dir + "/hum_reduction.txt",
+                     std::array{reductions[1], reductions[2], reductions[0]});
     host::saveTable(dir + "/hum_levels.dat",
                     "time (s); what is left of the hum and missing of the voice (dB re the hum): "
                     "prediction without a delay, prediction, reference",
