@@ -15,9 +15,10 @@ least_enhancement=(34 30 34)   # dB of echo return loss: before, while and after
 least_synthetic=(27 27 27)     # the same with the synthetic voice
 least_hum=(12 17)              # dB of hum reduction: by prediction, by reference
 least_gain=14                  # dB of prediction of either predictor, median over loud frames
+least_remedy=20                # dB by which the remedy of a mistake is better
 most_samples=10000             # that either least-squares filter needs to identify a system to -60 dB
 steps=(tour noise_canceller noise_control anc_hardware echo_canceller line_enhancer voice_predictor
-    system_identification static_storage) # each a function below
+    system_identification static_storage pitfalls) # each a function below
 declare -A titles=(
     [tour]="Tour: a typical job for each family"
     [noise_canceller]="Noise canceller: voice in fan noise, a second microphone at the fan"
@@ -28,6 +29,7 @@ declare -A titles=(
     [voice_predictor]="Voice predictor: linear prediction of the same voice, forwards and backwards"
     [system_identification]="System identification: five filters on the same coloured input"
     [static_storage]="Static storage: two filters without a heap"
+    [pitfalls]="Pitfalls: the usual mistakes and their remedies"
 )
 
 . "$root/cmake/scripts.sh"
@@ -205,6 +207,13 @@ system_identification() {
 }
 
 static_storage() { "$bin/static_storage" || die "static storage: the level falls by less than 40 dB"; }
+
+pitfalls() {
+    "$bin/pitfalls" --curves "$out/pitfalls.dat" | tee "$out/pitfalls.txt"
+    draw pitfalls
+    awk 'NR > 1 { print $(NF - 1) - $NF }' "$out/pitfalls.txt" |
+        expect "$least_remedy" dB "the gain of a remedy"
+}
 
 chosen=("$@")
 for word in "${chosen[@]}"; do
