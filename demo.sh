@@ -75,7 +75,7 @@ run() { # TITLE FUNCTION
 
 has_recordings() { compgen -G "$recordings/*_*.wav" >/dev/null; }
 
-# Asks for a package only where the tool is missing, whoever brought the tool.
+# Asks for a package only if the tool is missing: it may come from elsewhere.
 prepare_machine() {
     local wanted=()
     type -P c++ cc make >/dev/null || wanted+=(build-essential)
@@ -134,9 +134,6 @@ draw() {
 
 tour() {
     "$bin/tour" --curves "$out/tour.dat" | tee "$out/tour.txt"
-    local headers=("$root"/include/*64f.h) # one a family, and merlo64f.h
-    [ "$(grep -c '^[a-z]*64f ' "$out/tour.txt")" -eq $((${#headers[@]} - 1)) ] ||
-        die "the tour does not run every family"
     draw gallery
 }
 

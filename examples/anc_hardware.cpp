@@ -1,13 +1,10 @@
 // Active noise control of a real plant, one that the library does not see.
 //
-//     fan --> reference microphone ------ duct ------> error microphone
-//                   |                                      ^       |
-//                   v                                      |       v
-//     record()  reference                          loudspeaker   residual
-//                   |                                      ^       |
-//                   +----------> adaptive filter --------> +       |
-//                                      ^   play()                  |
-//                                      +---------------------------+
+//     fan --> reference microphone --------- duct ---------> error microphone
+//                      |                                        ^     |
+//             record() |        play() +--> loudspeaker --------+     | record()
+//                      v               |                              v
+//                  reference --> adaptive filter <---------------- residual
 //
 // The host has an audio device only: it reads two microphones and plays one sample per turn. The
 // filters of noise_control compute what arrives at the error microphone from the secondary path that
@@ -220,7 +217,7 @@ Signal levels(std::span<const double> signal, std::size_t intervals) {
 }
 
 void controlFan(const Settings& settings) {
-    host::requireDistinct({}, {settings.levelsPath, settings.estimatePath});
+    host::checkOutputs({}, {settings.levelsPath, settings.estimatePath});
     std::printf("fan:");
     for (int32_t k = 1; k <= settings.tones; ++k) {
         std::printf(" %g", k * settings.frequency);

@@ -31,10 +31,9 @@
 #include <string>
 #include <vector>
 
-#include <pbfdaf64f.h>
+#include <merlo64f.hpp>
 
 #include "audio_file.h"
-#include "filters.h"
 #include "host.h"
 
 namespace {
@@ -74,37 +73,13 @@ void deemphasise(std::span<const double> x, double gain, double& last, std::span
     }
 }
 
-class RoomFilter {
-  public:
-    RoomFilter(host::TransformTables& tables, int32_t partitions, double mu) {
-        host::require(pbfdaf64fInit(&state_, kBlock, kBlock, partitions, mu, 1, tables.table.data(),
-                                    tables.twiddles.data()),
-                      "pbfdaf64f");
-    }
-    RoomFilter(const RoomFilter&) = delete;
-    RoomFilter& operator=(const RoomFilter&) = delete;
-    ~RoomFilter() { pbfdaf64fFree(&state_); }
+using RoomFilter = merlo64f::Filter<pbfdaf64fState>;
 
-    void filter(ConstBlock x, Block y) { pbfdaf64fFilterOnly(&state_, x.data(), y.data()); }
-    void adapt(ConstBlock x, ConstBlock d, Block y, Block e) {
-        pbfdaf64fFilterUpdate(&state_, x.data(), d.data(), y.data(), e.data());
-    }
-    void filter(ConstBlock x, ConstBlock d, Block y, Block e) {
-        filter(x, y);
-        std::transform(d.begin(), d.end(), y.begin(), e.begin(), std::minus<>());
-    }
-    host::Signal taps() {
-        host::Signal taps(static_cast<std::size_t>(state_.partitions) * kBlockSize);
-        pbfdaf64fGetCoef(&state_, taps.data(), 0, static_cast<int32_t>(taps.size()), 0);
-        return taps;
-    }
-    void setTaps(const host::Signal& taps) {
-        pbfdaf64fSetCoef(&state_, taps.data(), 0, static_cast<int32_t>(taps.size()), 0);
-    }
-
-  private:
-    pbfdaf64fState state_;
-};
+host::Signal tapsOf(RoomFilter& filter) {
+    host::Signal taps(static_cast<std::size_t>(filter->partitions) * kBlockSize);
+    filter.getCoef(taps);
+    return taps;
+}
 
 // ---- the canceller ---------------------------------------------------------------------------
 
@@ -120,7 +95,8 @@ class EchoCanceller {
     // gain  from full scale to the level at the filter inputs; floor  mean square of the far end, below
     // which the background filter does not adapt
     EchoCanceller(int rate, int32_t partitions, double mu, double gain, double floor)
-        : foreground_(tables_, partitions, 0.0), background_(tables_, partitions, mu),
+        : foreground_(kBlock, kBlock, partitions, 0.0, 1),
+          background_(kBlock, kBlock, partitions, mu, 1),
           blockRate_(static_cast<double>(rate) / kBlock), gain_(gain), floor_(floor) {}
 
     void process(ConstBlock farEnd, ConstBlock microphone, Block output) {
@@ -133,12 +109,10 @@ class EchoCanceller {
             power = keep * power + (1.0 - keep) * host::power(samples);
         };
         smooth(farPower_, farEnd);
-        foreground_.filter(x, d, y, e);
-        if (farPower_ >= floor_) {
-            background_.adapt(x, d, backgroundY, backgroundE);
-        } else {
-            background_.filter(x, d, backgroundY, backgroundE);
-        }
+        std::array<bool, kBlockSize> adapt{};
+        foreground_.update(x, d, y, e, adapt); // never adapts
+        adapt.fill(farPower_ >= floor_);
+        background_.update(x, d, backgroundY, backgroundE, adapt);
         deemphasise(e, 1.0 / gain_, lastOutput_, output);
         smooth(microphonePower_, d);
         smooth(foregroundPower_, e);
@@ -152,7 +126,7 @@ class EchoCanceller {
     bool mostlyEcho() const { return backgroundPower_ < 0.25 * microphonePower_; }
     bool diverged() const { return !(backgroundPower_ <= 100.0 * highestPower_); }
     const Copies& copies() const { return copies_; }
-    host::Signal taps() { return foreground_.taps(); }
+    host::Signal taps() { return tapsOf(foreground_); }
 
   private:
     // An adaptive filter can follow a near-end vowel while it lasts, because neighbouring blocks of
@@ -163,19 +137,18 @@ class EchoCanceller {
         better_ = mostlyEcho() && backgroundPower_ < kBetter * foregroundPower_ ? better_ + 1 : 0;
         worse_ = backgroundPower_ > kWorse * foregroundPower_ ? worse_ + 1 : 0;
         if (better_ > kBetterTime * blockRate_) {
-            foreground_.setTaps(background_.taps());
+            foreground_.setCoef(tapsOf(background_));
             foregroundPower_ = backgroundPower_;
             better_ = 0;
             copies_ = {copies_.count + 1, static_cast<double>(blocks_) / blockRate_,
                        host::decibels(microphonePower_ / backgroundPower_)};
         } else if (worse_ > kWorseTime * blockRate_ && !diverged()) {
-            background_.setTaps(foreground_.taps());
+            background_.setCoef(tapsOf(foreground_));
             backgroundPower_ = foregroundPower_;
             worse_ = 0;
         }
     }
 
-    host::TransformTables tables_{2 * kBlock};
     RoomFilter foreground_, background_;
     double blockRate_; // Hz
     double gain_, floor_;
@@ -210,7 +183,7 @@ void cancelEcho(const std::vector<std::string>& files, const Settings& settings)
     constexpr double kLevelInterval = 0.05; // s
     audio::Reader farEnd(files[0]), microphone(files[1]);
     audio::requireSameShape(farEnd, microphone);
-    host::requireDistinct({files[0], files[1]}, {files[2], settings.levelsPath, settings.tapsPath});
+    host::checkOutputs({files[0], files[1]}, {files[2], settings.levelsPath, settings.tapsPath});
     const int rate = farEnd.rate();
     const auto partitions = static_cast<int32_t>(std::ceil(1e-3 * settings.tail * rate / kBlock));
 

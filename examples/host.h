@@ -151,17 +151,26 @@ inline std::vector<std::string> commandLine(int argc, char** argv, const std::st
 
 // ---- output files ----------------------------------------------------------------------------
 
-// Opening an output empties it, so no output may be an input or another output. An empty path
-// stands for no file.
-inline void requireDistinct(std::vector<std::string> used,
-                            std::initializer_list<std::string> outputs) {
+// Called before any output is opened, which empties it: no output may be an input or another output,
+// and each needs a directory to lie in. An empty path stands for no file.
+inline void checkOutputs(std::vector<std::string> used,
+                         std::initializer_list<std::string> outputs) {
+    std::error_code ignored;
     for (const std::string& output : outputs) {
+        if (output.empty()) {
+            continue;
+        }
         for (const std::string& path : used) {
-            std::error_code ignored;
-            if (!output.empty() &&
-                (output == path || std::filesystem::equivalent(output, path, ignored))) {
+            if (output == path || std::filesystem::equivalent(output, path, ignored)) {
                 fail(output, "is in use already and would be overwritten");
             }
+        }
+        const std::filesystem::path directory = std::filesystem::path(output).parent_path();
+        if (!directory.empty() && !std::filesystem::is_directory(directory, ignored)) {
+            fail(output, std::strerror(ENOENT));
+        }
+        if (std::filesystem::is_directory(output, ignored)) {
+            fail(output, std::strerror(EISDIR));
         }
         used.push_back(output);
     }

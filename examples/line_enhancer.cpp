@@ -98,7 +98,7 @@ class Reference {
 
 void removeHum(const std::vector<std::string>& files, const Settings& settings) {
     audio::Reader recording(files[0]);
-    host::requireDistinct({files[0]}, {files[1], files[2]});
+    host::checkOutputs({files[0]}, {files[1], files[2]});
     const int rate = recording.rate();
     if (settings.frequency * settings.harmonics >= 0.5 * rate) {
         host::fail(files[0], "has " + std::to_string(rate) +

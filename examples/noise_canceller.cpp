@@ -34,7 +34,7 @@ struct Settings {
 void cancelNoise(const std::vector<std::string>& files, const Settings& settings) {
     audio::Reader primary(files[0]), reference(files[1]);
     audio::requireSameShape(primary, reference);
-    host::requireDistinct({files[0], files[1]}, {files[2], settings.tapsPath});
+    host::checkOutputs({files[0], files[1]}, {files[2], settings.tapsPath});
     primary.requireFinite();
     reference.requireFinite();
 

@@ -71,15 +71,7 @@ refuses_bad_audio_of_one() {
 }
 
 # For a host that reads two recordings and writes a third one.
-refuses_not_finite() { # 40 samples of 32-bit floats, the last of which is NaN
-    printf 'RIFF\304\000\000\000WAVEfmt \020\000\000\000\003\000\001\000\100\037\000\000'
-    printf '\000\175\000\000\004\000\040\000data\240\000\000\000'
-    head -c 156 /dev/zero
-    printf '\000\000\300\177'
-}
-
-bad_audio() {
-    not_finite >nan.wav
+refuses_bad_audio() {
     bad_audio
     refuses usage mono.wav mono.wav
     refuses "nope.wav: No such file" nope.wav mono.wav result.wav

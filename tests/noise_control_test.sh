@@ -2,7 +2,7 @@
 # Noise control with default options, above the stability limit, and with options it must refuse.
 # Usage: noise_control_test.sh BIN_DIR WORK_DIR
 set -eu
-bin=$1 work=$2 tool=$1/noise_control
+tool=$1/noise_control work=$2
 . "$(dirname "$0")/audio_files.sh"
 rm -rf "$work"
 mkdir -p "$work"
