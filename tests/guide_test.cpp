@@ -538,6 +538,36 @@ TEST(Accident, FadingInput) {
     }
 }
 
+// An infinity in x makes all later errors NaN.
+TEST(Accident, Infinity) {
+    const Scene scene(2000);
+    forEachLearner([&]<class State>(Learner<State>& learner) {
+        learner.learn(scene);
+        learner.update(HUGE_VAL, 0.0);
+        EXPECT_TRUE(std::isnan(learner.learn(scene)));
+    });
+}
+
+// The predictors after one sample of 1e200.
+template <class State>
+void isRuined(double rate) {
+    SCOPED_TRACE(merlo64f::Family<State>::name);
+    Filter<State> filter(4, rate);
+    Scene scene(500);
+    scene.x[100] = 1e200;
+    Values y(500), e(500);
+    filter.update(scene.x, y, e);
+    EXPECT_TRUE(std::isfinite(e[99]));
+    EXPECT_TRUE(std::isnan(e[499]));
+}
+
+TEST(Accident, OverflowOfPredictors) {
+    isRuined<lfpef64fState>(0.005);
+    isRuined<lbpef64fState>(0.005);
+    isRuined<rlslfpef64fState>(0.99);
+    isRuined<rlslbpef64fState>(0.99);
+}
+
 // One sample of 1e200: its square is infinite. RLS goes on. Families that divide by a running power keep
 // their coefficients, but learn no more until the host stores a power. The others end in NaN.
 TEST(Accident, Overflow) {
