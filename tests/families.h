@@ -1,16 +1,16 @@
 // The families as the tests see them, a struct each. A family joins the tests by its struct here, its
 // name in `Families` at the end, and its line in digests.txt.
 //
-// A struct says by hand what a family owes:
+// A struct states the expected properties of a family, independently of the library:
 //     fields       of the record, in their order
 //     arguments    of Init
 //     lengths      of the buffers of InitStatic, as the header gives them
 //     layout       of the arrays in these buffers
-//     start        what Init leaves in the fields, and in the arrays what is not 0
-//     carry        what Resize carries over; `to` has been set up
+//     start        the fields after Init, and the elements of arrays that are not 0
+//     carry        copies what Resize keeps; `to` has been set up
 //     operations   the filter operations, each with its plain one
 // and, where it differs from Common: what Free changes (freed), what Reset and ResetDelayLine clear
-// (learned, history), how taps are reached behind a spectrum (tapCount, inTime).
+// (learned, history), how taps are read from a spectrum (tapCount, inTime).
 #pragma once
 
 #include "family.h"
@@ -367,7 +367,7 @@ struct Lmslattice : GradientLattice<lmslattice64fState> {
     }
 };
 
-// ---- Transform families; the host lends the tables.
+// ---- Transform families; the tables belong to the host.
 
 inline int32_t powerOfTwo(int32_t n) {
     int32_t power = 1;
@@ -564,7 +564,7 @@ struct Tdlms : Spectral<tdlms64fState> {
         s.head = s.fftLen - 1;
     }
     static int32_t tapCount(const State& s) { return std::min(s.order, s.fftLen); }
-    // A tap is fftLen times its position. Those that visit() leaves alone are not divided again.
+    // A tap is fftLen times its position. Those that visit() does not change are not divided again.
     template <class Visit>
     static void inTime(State& s, Visit visit) {
         plain::inverse(&s, s.coef);

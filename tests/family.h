@@ -13,8 +13,8 @@
 #include <string>
 #include <tuple>
 
-// An array of a record. A Layout lists the buffers of InitStatic in their order, and in each the arrays
-// that lie in it, in theirs.
+// An array of a record. A Layout lists the buffers of InitStatic in order, and for each buffer its
+// arrays in order.
 template <class S>
 struct Array {
     double* S::*field;
@@ -96,7 +96,7 @@ void filterLinear(S* s, Signal&, Trace& out, unsigned) {
     out.add(f(s));
 }
 
-// The variants put y in the place of x and e in that of d or x, where that is allowed.
+// In some variants y is x, and e is d or x, where that is allowed.
 template <auto f, class S>
 void updateBlock(S* s, Signal& in, Trace& out, unsigned variant) {
     const int32_t n = s->blockLen;
@@ -284,7 +284,7 @@ void carryArray(const S& from, S& to, double* S::*field, int32_t more = 0) {
     std::copy_n(from.*field, std::min(from.order, to.order) + more, to.*field);
 }
 
-// The newest samples of a ring line, age by age.
+// The newest samples of a ring line, in order of age.
 inline void carryRing(const double* from, int32_t fromLen, int32_t fromHead, double* to,
                       int32_t toLen, int32_t toHead) {
     for (int32_t age = 0; age < std::min(fromLen, toLen); ++age) {

@@ -1,4 +1,4 @@
-// What every family owes to the contract: what it computes, what it refuses, what it survives.
+// The contract, for every family: results, refused arguments, failed allocations, layout.
 #include "heap.h"
 #include "random_host.h"
 
@@ -6,9 +6,9 @@
 
 namespace {
 
-// The fuzzer continues this with inputs that reach new code.
+// The fuzzer runs the same with inputs that reach new code.
 template <class F>
-void DoesWhatThePlainRecursionDoes() {
+void EqualsThePlainRecursion() {
     for (uint64_t seed = 0; seed < 60; ++seed) {
         SCOPED_TRACE(seed);
         Signal random(seed);
@@ -141,9 +141,9 @@ void SurvivesEveryFailedAllocation() {
     }
 }
 
-// A set-up that fails for its arguments leaves null in what Free releases, too.
+// The same for a set-up that fails because of its arguments.
 template <class F>
-void FreesAFailedRecordWithoutHarm() {
+void AllowsFreeAfterAFailure() {
     typename F::State state;
     Lent lent;
     double* const none[] = {nullptr, nullptr};
@@ -180,7 +180,7 @@ void RefusesNullArraysAndRecordsWithoutTaps() {
         }
     }
     const Shape smaller = shapeOf<F>(3);
-    if constexpr (std::is_same_v<F, Fir>) { // its taps are the host's, so the line is what it needs
+    if constexpr (std::is_same_v<F, Fir>) { // its taps are the host's, so its line is tested
         without(&F::State::delayLine, [&] { return resize(&s, smaller); });
         return;
     }
@@ -189,7 +189,9 @@ void RefusesNullArraysAndRecordsWithoutTaps() {
         without(&F::State::coef, [&] { return resize(&s, smaller); });
     }
     const int32_t order = std::exchange(s.order, 0);
-    if constexpr (requires { s.bwdEnergy; }) { // carried over stage by stage: none is no failure
+    if constexpr (requires {
+                      s.bwdEnergy;
+                  }) { // stages are copied one by one: no stage is no failure
         EXPECT_EQ(resetsOf<F>()[0].reset(&s), STS_OK);
     } else {
         EXPECT_EQ(resize(&s, smaller), STS_BAD_SIZE);
@@ -198,7 +200,7 @@ void RefusesNullArraysAndRecordsWithoutTaps() {
     s.order = order;
 }
 
-// What the headers name as the remedy after a NaN: a record that got it runs like a fresh one.
+// After the remedy of its header a record that has had a NaN works like a new one.
 template <class F>
 void RecoversFromNaN() {
     Shape shape = shapeOf<F>(6);
@@ -251,12 +253,12 @@ class FamilyTest : public testing::Test {
 template <class F>
 void registerTests() {
     const std::pair<const char*, void (*)()> tests[] = {
-        {"DoesWhatThePlainRecursionDoes", DoesWhatThePlainRecursionDoes<F>},
+        {"EqualsThePlainRecursion", EqualsThePlainRecursion<F>},
         {"ClampsLargeOrdersAndRefusesSmallOnes", ClampsLargeOrdersAndRefusesSmallOnes<F>},
         {"RefusesNullBuffersAndLeavesTheOthersAlone", RefusesNullBuffersAndLeavesTheOthersAlone<F>},
         {"LaysItsArraysOutInOrder", LaysItsArraysOutInOrder<F>},
         {"SurvivesEveryFailedAllocation", SurvivesEveryFailedAllocation<F>},
-        {"FreesAFailedRecordWithoutHarm", FreesAFailedRecordWithoutHarm<F>},
+        {"AllowsFreeAfterAFailure", AllowsFreeAfterAFailure<F>},
         {"RefusesNullArraysAndRecordsWithoutTaps", RefusesNullArraysAndRecordsWithoutTaps<F>},
         {"RecoversFromNaN", RecoversFromNaN<F>}};
     for (const auto& test : tests) {

@@ -1,4 +1,4 @@
-// What a host asks for and lends when it sets up a record.
+// The sizes, parameters and borrowed arrays with which a host sets up a record.
 #pragma once
 
 #include "exact_tables.h"

@@ -2,7 +2,7 @@
 # Installs the build, or takes a ROOT with the library under /usr, and builds hosts against that tree
 # only: in C and C++ by pkg-config, the README's quick start by find_package, each with the shared and with
 # the static library, and the examples if EXAMPLES_DIR is not empty. Without a ROOT the build has compiled
-# the examples already, so one of them is enough.
+# the examples before, so one of them is enough.
 # Usage: install_test.sh CMAKE BUILD_DIR WORK_DIR CC CXX NM EXAMPLES_DIR [ROOT]
 # Environment: RUN, the command that runs the hosts, if they do not run by themselves;
 # CMAKE_TOOLCHAIN_FILE, for CMake.

@@ -1,6 +1,6 @@
-// A long run of a family through everything that a host may call on the signal path, with resizes in
-// between. The samples are white noise in stretches: ordinary, silent, subnormal, and so large that what
-// the filter learned from them has to be cleared.
+// A long run of a family: all calls of the signal path, with resizes in between. The samples are white noise
+// in stretches of different level: ordinary, zero, subnormal, and so large that the coefficients have to be
+// cleared afterwards.
 #pragma once
 
 #include "families.h"

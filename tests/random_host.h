@@ -1,5 +1,5 @@
-// A random host: bytes select a sequence of legal calls. Each is applied to a record of the library and
-// to its model; afterwards both must agree bit for bit, or the host throws.
+// A random host: bytes select a sequence of valid calls. Each is applied to a record of the library and to
+// its model. Throws if they differ afterwards in any bit.
 #pragma once
 
 #include "heap.h"

@@ -1,4 +1,4 @@
-// Samples by exact arithmetic, the same on every machine, and the trace of what a run returns.
+// Samples by exact arithmetic, the same on every machine, and the trace of all results of a run.
 #pragma once
 
 #include <algorithm>
@@ -56,7 +56,7 @@ class Signal {
     uint64_t choose(uint64_t choices) { return bits_() % choices; }
     void setScale(int exponent) { exponent_ = exponent; }
     void setSilent(bool silent) { silent_ = silent; }
-    // Zeros, infinities, NaN and the like among the samples.
+    // Zeros, infinities, NaN and other special values among the samples.
     void setWild(bool wild) { wild_ = wild; }
 
   private:
