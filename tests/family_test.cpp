@@ -148,6 +148,7 @@ void SurvivesEveryFailedAllocation() {
             EXPECT_EQ(heap::live(), before);
             F::Api::free(&state);
             EXPECT_EQ(heap::live(), before);
+            heap::failAt(0);
 
             Shape now = shape; // Resize does not change the paths
             now.secLen = Shape().secLen;
