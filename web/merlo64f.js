@@ -173,12 +173,12 @@ export function instantiate(module) {
     return value;
   }
 
-  const SIZES = ['order', 'blockLen', 'partitions'];
+  const SIZES = ['order', 'blockLen', 'partitions']; // the arguments of Resize
   function checked({ name: argument, type }, value, family) {
     if (argument === 'order') {
       return order(value, family);
     }
-    if (SIZES.includes(argument)) {
+    if (SIZES.includes(argument) || argument.endsWith('Len')) {
       return size(value, argument, family.name);
     }
     return (type === 'integer' ? integer : real)(value, argument, family.name);
