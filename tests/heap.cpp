@@ -4,6 +4,8 @@
 #include <array>
 #include <atomic>
 #include <cstddef>
+#include <cstdlib>
+#include <new>
 
 namespace {
 std::atomic<int> liveBlocks = 0;
@@ -62,6 +64,17 @@ void* __wrap_memset(void* to, int value, size_t count) {
     return __real_memset(to, value, count);
 }
 }
+
+// A static C++ library is linked with --wrap too; what it allocates is not counted.
+void* operator new(size_t size) {
+    void* const block = std::malloc(size);
+    if (block == nullptr) {
+        throw std::bad_alloc();
+    }
+    return block;
+}
+void operator delete(void* block) noexcept { __real_free(block); }
+void operator delete(void* block, size_t) noexcept { __real_free(block); }
 
 namespace heap {
 int live() { return liveBlocks; }
