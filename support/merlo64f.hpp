@@ -264,8 +264,12 @@ class Filter {
         if (rows.size() != d.size() * order) {
             detail::refuse<Family>("rows does not have order elements per sample");
         }
+        size_t length = order;
+        if constexpr (detail::Transforms<State>) { // tdlms64f of 2^k + 1 taps has a line of 2^k
+            length = std::min(order, static_cast<size_t>(state_.fftLen));
+        }
         for (size_t i = 0; i < d.size(); ++i) {
-            std::copy_n(rows.data() + i * order, order, state_.delayLine);
+            std::copy_n(rows.data() + i * order, length, state_.delayLine);
             y[i] = Family::lcFilterUpdate(&state_, d[i]);
             e[i] = state_.err;
         }
@@ -324,19 +328,10 @@ class Filter {
     }
 
   private:
-    // Makes the tables long enough for a record of these sizes. Its transform is no longer than the power
-    // of two that holds order - 1 + blockLen or, without blocks, order.
+    // Makes the tables long enough for a record of these sizes.
     template <class... More>
     void cover(int32_t order, More... more) {
-        int64_t length = std::clamp<int64_t>(order, 1, MAX_TAPS);
-        if constexpr (detail::Blocks<State>) {
-            length += int64_t{std::get<0>(std::tuple(more...))} - 1;
-        }
-        const int32_t exponent = nextPow2(length);
-        if (exponent > 30) {
-            return; // the set-up refuses these sizes
-        }
-        const int32_t longest = int32_t{1} << std::max(exponent, 3);
+        const int32_t longest = transformLength<State>(order, more...);
         if (!owned_.tables.cover(longest)) {
             owned_.tables = detail::Tables(longest); // has the same values for shorter transforms
         }

@@ -4,12 +4,14 @@
 #include <array>
 #include <atomic>
 #include <cstddef>
+#include <cstdlib>
+#include <new>
 
 namespace {
 std::atomic<int> liveBlocks = 0;
 std::atomic<int> callsSeen = 0;
 std::atomic<int> countdown = 0;
-thread_local void* last = nullptr;
+std::atomic<void*> last = nullptr;
 
 // While an allocation is to fail: the requested sizes, and a substitute for more memory than a test machine
 // has. The library does not write to a buffer before it has all of them.
@@ -62,6 +64,17 @@ void* __wrap_memset(void* to, int value, size_t count) {
     return __real_memset(to, value, count);
 }
 }
+
+// A static C++ library is linked with --wrap too; what it allocates is not counted.
+void* operator new(size_t size) {
+    void* const block = std::malloc(size);
+    if (block == nullptr) {
+        throw std::bad_alloc();
+    }
+    return block;
+}
+void operator delete(void* block) noexcept { __real_free(block); }
+void operator delete(void* block, size_t) noexcept { __real_free(block); }
 
 namespace heap {
 int live() { return liveBlocks; }
