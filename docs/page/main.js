@@ -122,7 +122,7 @@ function makeCharts() {
   const { curve, inSamples, range, sounds } = JOBS[state.job];
   const view = $('#view').value;
   const tall = Math.min(320, Math.max(220, innerHeight * 0.36));
-  chart('curve', [inSamples ? 'Time (samples)' : 'Time (s)', curve], sideSeries(), tall,
+  chart('curve', [inSamples ? 'Time (samples)' : 'Time (s)', curve], sideSeries(), innerWidth < 736 ? 190 : tall,
     (_, low, high) => [Math.min(range[0], Math.max(low ?? 0, -120)), Math.max(range[1], Math.min(high ?? 0, 60))]);
   const dots = { points: { show: true, size: 5 } };
   const truth = state.job === 'control' || state.job === 'line' ? [] : [['truth', 'truth', { width: 3 }]];
