@@ -1,7 +1,7 @@
 // The jobs: their signals as streams that can be disturbed, and how a family is set up for them.
 import {
-  WhiteNoise, acousticPath, bladeTones, coloured, decaying, ductPath, fanNoise, make, power, roomResponse,
-  scaled, voice, voiceAt,
+  WhiteNoise, acousticPath, bladeTones, coloured, decaying, ductPath, energy, fanNoise, make, power,
+  roomResponse, scaled, voice, voiceAt,
 } from './signals.js';
 
 export const BLOCK = 32; // samples; the block length of the families that have one
@@ -301,7 +301,7 @@ export const JOBS = {
     title: 'Identification',
     about: 'An unknown system of 32 taps, with noise 60 dB below its output. The filter sees input and output.',
     curve: 'Residual re system output (dB)', Stream: Identification, rate: 48000, point: 32, inSamples: true,
-    pace: 6000, inputs: { white: 'white noise', coloured: 'coloured noise, 26 dB span' },
+    pace: 3000, inputs: { white: 'white noise', coloured: 'coloured noise, 26 dB span' },
     families: TRANSVERSAL, start: [['lms64f', { step: 0.25 }], ['rls64f', { memory: 1000 }]],
     range: [-70, 10], sounds: ['system output', 'residual'],
   },
@@ -314,8 +314,8 @@ export const JOBS = {
   },
   line: {
     title: 'Line enhancement',
-    about: 'Two tones in white noise as strong as each of them twice. The filter predicts the next sample: ' +
-      'tones can be predicted, white noise cannot.',
+    about: 'Two tones in white noise of the same power. The filter predicts the next sample: tones can be ' +
+      'predicted, white noise cannot.',
     curve: 'Residual re tones (dB)', Stream: LineEnhancement, rate: 48000, point: 480, pace: 48000,
     families: ['lms64f', 'nlms64f', 'tdlms64f', 'lfpef64f', 'rls64f', 'rlslfpef64f', 'lmslattice64f'],
     start: [['nlms64f', { step: 0.02 }], ['rls64f', { memory: 5000 }]],
@@ -364,10 +364,11 @@ export function options(family, { order, step, memory }, stream) {
       order: BLOCK, blockLen: BLOCK, partitions: order / BLOCK, mu: step * limit, constrained: 1,
     };
     case 'fxlms64f':
-    case 'adjlms64f': return {
-      order, mu: (step * 2) / (order + stream.estimate.length),
-      secCoef: stream.secondary, estCoef: stream.estimate,
-    };
+    case 'adjlms64f': { // fxlms64f divides by the power of the filtered reference, adjlms64f by that of x
+      const gain = family === 'adjlms64f' ? energy(stream.estimate) : 1;
+      const mu = (step * 2) / (order + stream.estimate.length) / gain;
+      return { order, mu, secCoef: stream.secondary, estCoef: stream.estimate };
+    }
     case 'lfpef64f': return { order, mu: 0.02 * step };
     case 'lmslattice64f': return { order, mu: 0.01, muCoef: step * limit };
     case 'rls64f': return { order, lambda, delta: 1 };

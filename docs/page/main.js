@@ -15,10 +15,10 @@ const newWorker = () => {
   return new Worker(url);
 };
 const SIDES = ['A', 'B'];
-const KEPT = 600; // points of the learning curve
+const KEPT = 1500; // points of the learning curve
 
-// What the tests read.
-const page = (window.merlo64fPage = { done: 0, curve: [[], [], []], digests: {}, frames: 0, errors: [] });
+// What the tests read. The curve: samples, levels of A and B in dB, power that they relate to.
+const page = (window.merlo64fPage = { done: 0, curve: [[], [], [], []], digests: {}, frames: 0, errors: [] });
 
 // ---- Settings
 
@@ -48,7 +48,7 @@ const send = (message) => worker.postMessage(message);
 function start() {
   const { job, input, filters, pace, hold, running } = state;
   page.done = 0;
-  page.curve = [[], [], []];
+  page.curve = [[], [], [], []];
   latest = {};
   send({ type: 'start', job, input, filters, pace, hold, running });
   showStatus([false, false]);
@@ -122,7 +122,7 @@ function makeCharts() {
   const { curve, inSamples, range, sounds } = JOBS[state.job];
   const view = $('#view').value;
   const tall = Math.min(320, Math.max(220, innerHeight * 0.36));
-  chart('curve', [inSamples ? 'Time (samples)' : 'Time (s)', curve], sideSeries(), tall,
+  chart('curve', [inSamples ? 'Time (samples)' : 'Time (s)', curve], sideSeries(), innerWidth < 736 ? 190 : tall,
     (_, low, high) => [Math.min(range[0], Math.max(low ?? 0, -120)), Math.max(range[1], Math.min(high ?? 0, 60))]);
   const dots = { points: { show: true, size: 5 } };
   const truth = state.job === 'control' || state.job === 'line' ? [] : [['truth', 'truth', { width: 3 }]];
@@ -151,8 +151,8 @@ function draw() {
   }
   latest.fresh = false;
   const { inSamples, rate } = JOBS[state.job];
-  const [done, ...levels] = page.curve;
-  charts.curve.setData([inSamples ? done.slice() : done.map((n) => n / rate), ...levels.map((l) => l.slice())]);
+  const [done, a, b] = page.curve;
+  charts.curve.setData([inSamples ? done.slice() : done.map((n) => n / rate), a.slice(), b.slice()]);
   if (!latest.spectra || latest === drawn) {
     return;
   }
@@ -240,7 +240,7 @@ function makeFilter(index) {
     show: (value) => `${value} taps`,
   }, (value) => change({ order: value }));
   const rate = hasMemory(family)
-    ? slider('Memory', ...scaled('memory', settings.memory, (v) => `${v} samples`, (memory) => change({ memory })))
+    ? slider('Memory', ...scaled('memory', settings.memory, (v) => `${v.toLocaleString('en')} samples`, (memory) => change({ memory })))
     : slider('Step', ...scaled('step', settings.step, (v) => `${v} of limit`, (step) => change({ step })));
   const box = element('fieldset', { className: 'filter' }, [
     element('legend', { textContent: `Filter ${SIDES[index]}` }),

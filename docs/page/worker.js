@@ -189,7 +189,7 @@ class Run {
       const level = decibels(learner.residual / this.reference);
       learner.residual = 0;
       return silent || learner.diverged ? null : level;
-    })]);
+    }), this.reference / this.job.point]);
     this.reference = 0;
     this.inPoint = 0;
   }
