@@ -6,12 +6,12 @@ cd "$(dirname "${BASH_SOURCE[0]}")"
 
 jobs=$(nproc)
 logs=build/logs
-presets=(gcc gcc-v3 clang sanitize fuzz threads web) # of CMakePresets.json
+presets=(gcc gcc-v3 clang sanitize threads web) # of CMakePresets.json
 passed=()
 
 usage() {
     cat <<'EOT'
-Usage: ./test.sh [BUILD...]         tests these builds; without a name: sanitize fuzz clang gcc, and web if
+Usage: ./test.sh [BUILD...]         tests these builds; without a name: sanitize clang gcc, and web if
                                     its tools are installed
        ./test.sh bits [BUILD...]    compares the bits of many builds, or of these
        ./test.sh packages | static | coverage | mutation | docs | page
@@ -19,8 +19,7 @@ Usage: ./test.sh [BUILD...]         tests these builds; without a name: sanitize
 Builds
   gcc        gcc -O3, examples, benchmark, installation
   clang      clang -O3
-  sanitize   clang with the address and undefined-behaviour sanitizers
-  fuzz       the same sanitizers, some seconds of fuzzing
+  sanitize   clang with the address and undefined-behaviour sanitizers, and some seconds of fuzzing
   threads    clang with the thread sanitizer
   gcc-v3     as gcc, for x86-64-v3
   web        the npm package, under node
@@ -47,7 +46,7 @@ packages_for() { # BUILD or MODE
     echo build-essential cmake pkg-config libgtest-dev
     case $1 in
         clang*) echo clang ;;
-        sanitize | fuzz | threads) echo clang libclang-rt-dev ;;
+        sanitize | threads) echo clang libclang-rt-dev ;;
         gcc | gcc-v3) echo libsndfile1-dev libbenchmark-dev ;;
         packages) echo debhelper dpkg-dev lintian libsndfile1-dev ;;
         static) echo clang clang-tidy cppcheck libsndfile1-dev libbenchmark-dev ;;
@@ -276,7 +275,7 @@ case $mode in
         esac
         ;;
     "")
-        run_presets sanitize fuzz clang gcc
+        run_presets sanitize clang gcc
         # shellcheck disable=SC2046
         mapfile -t missing < <(missing_packages $(packages_for web))
         if [ ${#missing[@]} -eq 0 ]; then

@@ -65,7 +65,8 @@ void* __wrap_memset(void* to, int value, size_t count) {
 }
 }
 
-// A static C++ library is linked with --wrap too; what it allocates is not counted.
+#if defined(_WIN32) || defined(__wasm__)
+// The C++ library is static there and so linked with --wrap; what it allocates is not counted.
 void* operator new(size_t size) {
     void* const block = std::malloc(size);
     if (block == nullptr) {
@@ -75,6 +76,7 @@ void* operator new(size_t size) {
 }
 void operator delete(void* block) noexcept { __real_free(block); }
 void operator delete(void* block, size_t) noexcept { __real_free(block); }
+#endif
 
 namespace heap {
 int live() { return liveBlocks; }
