@@ -237,8 +237,8 @@ test_page() {
     step "page demo configure" cmake -B build/demo -DCMAKE_BUILD_TYPE=Release -DMERLO64F_BUILD_EXAMPLES=ON
     step "page demo build" cmake --build build/demo --parallel "$jobs"
     begin "page test"
-    logged env MERLO64F_NPM="$npm" MERLO64F_PAGE="$PWD/build/page" MERLO64F_DEMO="$PWD/build/demo/examples" \
-        node --test --test-reporter=tap web/test/page.test.js
+    logged env MERLO64F_NPM="$npm" MERLO64F_PACKAGE="$PWD/build/web/web/package" MERLO64F_PAGE="$PWD/build/page" \
+        MERLO64F_DEMO="$PWD/build/demo/examples" node --test --test-reporter=tap web/test/page.test.js
     end
     passed+=("the page in build/page, its screenshots in build/page/screenshots")
 }

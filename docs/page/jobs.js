@@ -300,7 +300,7 @@ export const JOBS = {
   identification: {
     title: 'Identification',
     about: 'An unknown system of 32 taps, with noise 60 dB below its output. The filter sees input and output.',
-    curve: 'Residual re system output (dB)', Stream: Identification, rate: 48000, point: 32, inSamples: true,
+    curve: 'residual re system output', Stream: Identification, rate: 48000, point: 32, inSamples: true,
     pace: 3000, inputs: { white: 'white noise', coloured: 'coloured noise, 26 dB span' },
     families: TRANSVERSAL, start: [['lms64f', { step: 0.25 }], ['rls64f', { memory: 1000 }]],
     range: [-70, 10], sounds: ['system output', 'residual'],
@@ -308,7 +308,7 @@ export const JOBS = {
   noise: {
     title: 'Noise cancelling',
     about: 'A voice beside a fan, 5 dB below its noise. A second microphone at the fan hears the noise only.',
-    curve: 'Residual noise re noise (dB)', Stream: NoiseCancelling, rate: 48000, point: 1200, pace: 48000,
+    curve: 'residual noise re noise', Stream: NoiseCancelling, rate: 48000, point: 1200, pace: 48000,
     families: TRANSVERSAL, start: [['lms64f', { step: 0.0015 }], ['rls64f', { memory: 200000 }]],
     range: [-50, 10], sounds: ['voice and noise', 'voice'],
   },
@@ -316,7 +316,7 @@ export const JOBS = {
     title: 'Line enhancement',
     about: 'Two tones in white noise of the same power. The filter predicts the next sample: tones can be ' +
       'predicted, white noise cannot.',
-    curve: 'Residual re tones (dB)', Stream: LineEnhancement, rate: 48000, point: 480, pace: 48000,
+    curve: 'residual re tones', Stream: LineEnhancement, rate: 48000, point: 480, pace: 48000,
     families: ['lms64f', 'nlms64f', 'tdlms64f', 'lfpef64f', 'rls64f', 'rlslfpef64f', 'lmslattice64f'],
     start: [['nlms64f', { step: 0.02 }], ['rls64f', { memory: 5000 }]],
     range: [-30, 10], sounds: ['tones and noise', 'tones'], outputIsWanted: true,
@@ -325,7 +325,7 @@ export const JOBS = {
     title: 'Echo, double talk',
     about: 'A telephone in a living room with 0.2 s of reverberation. From 9 s to 14.5 s of every 18 s the near ' +
       'end speaks too.',
-    curve: 'Residual echo re echo (dB)', Stream: Echo, rate: 16000, point: 1600, pace: 16000,
+    curve: 'residual echo re echo', Stream: Echo, rate: 16000, point: 1600, pace: 16000,
     families: ['pbfdaf64f', 'bfdaf64f', 'nlms64f', 'bnlms64f'],
     start: [['pbfdaf64f', { order: 2048, step: 0.6 }], ['nlms64f', { step: 0.25 }]],
     range: [-45, 15], sounds: ['microphone', 'without echo'],
@@ -334,7 +334,7 @@ export const JOBS = {
     title: 'Active control',
     about: 'Fan noise in a duct. The loudspeaker adds a sound that cancels it at the error microphone, through ' +
       'a secondary path that was identified before.',
-    curve: 'Level re noise without control (dB)', Stream: Control, rate: 4000, point: 400, pace: 8000,
+    curve: 'noise with control re noise without', Stream: Control, rate: 4000, point: 400, pace: 8000,
     families: ['fxlms64f', 'adjlms64f'],
     start: [['fxlms64f', { step: 0.05 }], ['adjlms64f', { step: 0.05 }]],
     range: [-50, 10], sounds: ['without control', 'with control'],

@@ -119,10 +119,10 @@ const sideSeries = () => SIDES.map((side, k) =>
   [`${side} ${state.filters[k].family}`, side.toLowerCase()]);
 
 function makeCharts() {
-  const { curve, inSamples, range, sounds } = JOBS[state.job];
+  const { inSamples, range, sounds } = JOBS[state.job];
   const view = $('#view').value;
   const tall = Math.min(320, Math.max(220, innerHeight * 0.36));
-  chart('curve', [inSamples ? 'Time (samples)' : 'Time (s)', curve], sideSeries(), innerWidth < 736 ? 190 : tall,
+  chart('curve', [inSamples ? 'Time (samples)' : 'Time (s)', 'Level (dB)'], sideSeries(), innerWidth < 736 ? 200 : tall,
     (_, low, high) => [Math.min(range[0], Math.max(low ?? 0, -120)), Math.max(range[1], Math.min(high ?? 0, 60))]);
   const dots = { points: { show: true, size: 5 } };
   const truth = state.job === 'control' || state.job === 'line' ? [] : [['truth', 'truth', { width: 3 }]];
@@ -256,7 +256,7 @@ function chooseJob(name) {
   state.pace = job.pace;
   state.filters = job.start.map(([family, settings]) => ({ family, settings: settingsFor(family, settings) }));
   $('#about').textContent = job.about;
-  $('#curve-title').textContent = 'Learning curve';
+  $('#curve-title').textContent = `Learning curve: ${job.curve}`;
   $('#input-label').hidden = !job.inputs;
   $('#input').replaceChildren(...Object.entries(job.inputs ?? {}).map(([value, textContent]) =>
     element('option', { value, textContent, selected: value === state.input })));

@@ -1,4 +1,5 @@
-// The page in Chromium. Usage: MERLO64F_NPM=DIR MERLO64F_PAGE=DIR MERLO64F_DEMO=DIR node --test page.test.js
+// The page in Chromium. Usage, with directories in MERLO64F_NPM, MERLO64F_PACKAGE, MERLO64F_PAGE and
+// MERLO64F_DEMO: node --test page.test.js
 // MERLO64F_DEMO has the programs of the demo, whose figures the page must reach with the same settings.
 // Screenshots go to MERLO64F_PAGE/screenshots.
 import assert from 'node:assert/strict';
@@ -223,6 +224,49 @@ test('a static server serves it; the digests are those of every machine', async 
   assert.equal(await page.$eval('#verdict', ({ textContent }) => textContent), 'Same bits: all 17 families');
   await page.screenshot({ path: join(screenshots, 'digests.png'), fullPage: true });
   await close(page);
+  server.close();
+});
+
+// The filter of worklet.js against one on the page. An offline context waits for nobody and loses no block.
+test('a filter runs in an AudioWorklet', async () => {
+  const files = {
+    '/': ['text/html', '<!doctype html>'],
+    '/merlo64f.js': ['text/javascript', readFileSync(join(process.env.MERLO64F_PACKAGE, 'merlo64f.js'))],
+    '/merlo64f.wasm': ['application/wasm', readFileSync(join(process.env.MERLO64F_PACKAGE, 'merlo64f.wasm'))],
+    '/worklet.js': ['text/javascript', readFileSync(new URL('worklet.js', import.meta.url))],
+    '/favicon.ico': ['image/x-icon', ''],
+  };
+  const server = createServer(({ url }, response) => {
+    const [type, content] = files[url];
+    response.setHeader('Content-Type', type);
+    response.end(content);
+  }).listen(0);
+  const page = await browser.newPage();
+  await page.goto(`http://localhost:${server.address().port}/`);
+  const differing = await page.evaluate(async () => {
+    const { compile, instantiate } = await import('/merlo64f.js');
+    const module = await compile(fetch('/merlo64f.wasm'));
+    const n = 128 * 400;
+    const context = new OfflineAudioContext(1, n, 48000);
+    await context.audioWorklet.addModule('/worklet.js');
+    const node = new AudioWorkletNode(context, 'canceller', { processorOptions: { module }, numberOfInputs: 2 });
+    const [x, d] = [0, 1].map((input) => {
+      const buffer = new AudioBuffer({ length: n, sampleRate: 48000 });
+      const samples = buffer.getChannelData(0).map(() => Math.random() - 0.5);
+      buffer.copyToChannel(samples, 0);
+      const source = new AudioBufferSourceNode(context, { buffer });
+      source.connect(node, 0, input);
+      source.start();
+      return samples;
+    });
+    node.connect(context.destination);
+    const heard = (await context.startRendering()).getChannelData(0);
+    const { Nlms } = instantiate(module);
+    const { e } = new Nlms({ order: 32, mu: 0.01 }).update(x, d);
+    return heard.reduce((count, v, i) => count + (v !== Math.fround(e[i]) ? 1 : 0), 0);
+  });
+  assert.equal(differing, 0);
+  await page.close();
   server.close();
 });
 
