@@ -20,7 +20,7 @@ std::atomic<size_t> sizeCount = 0;
 char standIn;
 constexpr uint64_t kHuge = uint64_t{1} << 28;
 
-std::atomic<bool> catching = false;
+std::atomic<int> catching = 0; // an int, or RISC-V would need libatomic
 uint64_t caught = 0;
 } // namespace
 
@@ -57,7 +57,7 @@ void __wrap_free(void* block) {
 }
 
 void* __wrap_memset(void* to, int value, size_t count) {
-    if (catching && catching.exchange(false)) {
+    if (catching != 0 && catching.exchange(0) != 0) {
         caught = count;
         return to;
     }
@@ -86,7 +86,7 @@ void failAt(int nth) {
     sizeCount = 0;
     countdown = nth;
 }
-void catchMemset() { catching = true; }
+void catchMemset() { catching = 1; }
 uint64_t caughtBytes() { return caught; }
 std::vector<uint64_t> requests() { return {sizes.begin(), sizes.begin() + sizeCount}; }
 } // namespace heap
