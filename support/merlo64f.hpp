@@ -254,18 +254,37 @@ class Filter {
         }
     }
 
-    /** Adapts on regressors from anywhere instead of a delay line: `order` elements of `rows` for
-     * each sample of d, which LCFilterUpdate takes as its linear line. */
+    /** Adapts on regressors from anywhere instead of a delay line: for each sample of d a row of `order`
+     * elements, in tdlms64f of fftLen, which LCFilterUpdate takes as its linear line. */
     void updateRegressors(Input rows, Input d, Output y, Output e) {
-        const auto order = static_cast<size_t>(state_.order);
-        requireLengths(d.size(), {y.size(), e.size()}, 0);
-        if (rows.size() != d.size() * order) {
-            detail::refuse<Family>("rows does not have order elements per sample");
-        }
-        for (size_t i = 0; i < d.size(); ++i) {
-            std::copy_n(rows.data() + i * order, order, state_.delayLine);
-            y[i] = Family::lcFilterUpdate(&state_, d[i]);
-            e[i] = state_.err;
+        runRows<Family::lcFilterUpdate>(rows, d, y, e);
+    }
+
+    /** The sign-error form. */
+    void updateRegressorsSignErr(Input rows, Input d, Output y, Output e) {
+        runRows<Family::lcFilterUpdateSignErr>(rows, d, y, e);
+    }
+
+    /** The sign-regressor form. */
+    void updateRegressorsSignReg(Input rows, Input d, Output y, Output e) {
+        runRows<Family::lcFilterUpdateSignReg>(rows, d, y, e);
+    }
+
+    /** The sign-sign form. */
+    void updateRegressorsSignSign(Input rows, Input d, Output y, Output e) {
+        runRows<Family::lcFilterUpdateSignSign>(rows, d, y, e);
+    }
+
+    /** Filters regressors without adapting: an element of y for each row. */
+    void filterRegressors(Input rows, Output y) {
+        requireRows(rows, y.size());
+        for (size_t i = 0; i < y.size(); ++i) {
+            insertRow(rows, i);
+            if constexpr (requires { Family::lcFilter; }) {
+                y[i] = Family::lcFilter(&state_);
+            } else {
+                y[i] = Family::lcFilterOnly(&state_);
+            }
         }
     }
 
@@ -424,6 +443,33 @@ class Filter {
             for (size_t k = i; k < i + length; ++k) {
                 e[k] = d[k] - y[k];
             }
+        }
+    }
+
+    size_t rowLen() const {
+        if constexpr (detail::Transforms<State>) {
+            return static_cast<size_t>(state_.fftLen);
+        } else {
+            return static_cast<size_t>(state_.order);
+        }
+    }
+    void requireRows(Input rows, size_t count) const {
+        if (rows.size() != count * rowLen()) {
+            detail::refuse<Family>("rows of another length than the delay line");
+        }
+    }
+    void insertRow(Input rows, size_t i) {
+        std::copy_n(rows.data() + i * rowLen(), rowLen(), state_.delayLine);
+    }
+
+    template <auto updateOperation>
+    void runRows(Input rows, Input d, Output y, Output e) {
+        requireLengths(d.size(), {y.size(), e.size()}, 0);
+        requireRows(rows, d.size());
+        for (size_t i = 0; i < d.size(); ++i) {
+            insertRow(rows, i);
+            y[i] = updateOperation(&state_, d[i]);
+            e[i] = state_.err;
         }
     }
 

@@ -206,7 +206,7 @@ TEST(Filter, RefusesWhatDoesNotFit) {
     refused([&] { block.filter(some, some); }, "blms64f: the length is no multiple of blockLen");
     refused([&] { block.update(x, d, y, e, mask); }, "blms64f: the mask changes within a block");
     refused([&] { sample.updateRegressors(x, d, y, e); },
-            "lms64f: rows does not have order elements per sample");
+            "lms64f: rows of another length than the delay line");
     const char* const size = "lms64f: an order, length, index or count is out of range";
     refused([&] { Filter<lms64fState>(0, 0.1); }, size);
     refused([&] { sample.getCoef(y, 4); }, size);
