@@ -23,12 +23,15 @@ namespace py = pybind11;
     throw py::type_error(name + ": " + why);
 }
 
+// Optional arguments are null or None if they are not given.
+inline bool isGiven(const py::handle& value) { return value && !value.is_none(); }
+
 inline std::string text(const py::handle& object) { return py::str(object).cast<std::string>(); }
 inline std::string shapeOf(const py::array& array) { return text(array.attr("shape")); }
 
 // ---- Numbers
 
-inline int32_t toSize(const std::string& name, const py::handle& value, int64_t least, int64_t most) {
+inline int32_t toSize(const char* name, const py::handle& value, int64_t least, int64_t most) {
     const auto index = py::reinterpret_steal<py::object>(PyNumber_Index(value.ptr()));
     if (!index) {
         PyErr_Clear();
@@ -43,7 +46,7 @@ inline int32_t toSize(const std::string& name, const py::handle& value, int64_t 
     return static_cast<int32_t>(number);
 }
 
-inline double toNumber(const std::string& name, const py::handle& value) {
+inline double toNumber(const char* name, const py::handle& value) {
     const double number = PyFloat_AsDouble(value.ptr());
     if (number == -1.0 && PyErr_Occurred() != nullptr) {
         PyErr_Clear();
@@ -52,7 +55,7 @@ inline double toNumber(const std::string& name, const py::handle& value) {
     return number;
 }
 
-inline bool toFlag(const std::string& name, const py::handle& value) {
+inline bool toFlag(const char* name, const py::handle& value) {
     const int truth = PyObject_IsTrue(value.ptr());
     if (truth < 0) {
         PyErr_Clear();
@@ -63,10 +66,13 @@ inline bool toFlag(const std::string& name, const py::handle& value) {
 
 // ---- Arrays
 
+// No array. (The default constructor of py::array makes an empty one, which takes time.)
+inline py::array noArray() { return py::reinterpret_steal<py::array>(py::handle()); }
+
 template <class T>
 bool isPlain(const py::array& array) { // native elements of type T at aligned addresses
     const py::dtype type = array.dtype();
-    return type.num() == py::dtype::of<T>().num() &&
+    return type.num() == py::detail::npy_format_descriptor<T>::value &&
            (type.byteorder() == '=' || type.byteorder() == '|') &&
            (array.flags() & py::detail::npy_api::NPY_ARRAY_ALIGNED_) != 0;
 }
@@ -84,7 +90,7 @@ inline bool hasRows(const py::array& array) {
 
 // An argument as an array of type T, cast only where numpy calls that safe.
 template <class T>
-py::array toArray(const std::string& name, const py::handle& value) {
+py::array toArray(const char* name, const py::handle& value) {
     if (py::isinstance<py::array>(value)) {
         auto array = py::reinterpret_borrow<py::array>(value);
         if (isPlain<T>(array)) {
@@ -144,7 +150,7 @@ class Rows {
         step_ = shared_ ? 0 : array_.strides(0) / static_cast<py::ssize_t>(sizeof(T));
     }
 
-    py::array array_;
+    py::array array_ = noArray();
     bool shared_ = true;
     const T* first_ = nullptr;
     size_t length_ = 0;
@@ -182,13 +188,24 @@ inline bool isSameMemory(const py::array& a, const py::array& b) {
     return true; // the shapes are equal
 }
 
+// A new array of doubles with the shape of another.
+inline py::array newLike(const py::array& like) {
+    const auto& numpy = py::detail::npy_api::get();
+    PyObject* const array = numpy.PyArray_NewFromDescr_(
+        numpy.PyArray_Type_, py::dtype::of<double>().release().ptr(), static_cast<int>(like.ndim()),
+        reinterpret_cast<const Py_intptr_t*>(like.shape()), nullptr, nullptr, 0, nullptr);
+    if (array == nullptr) {
+        throw py::error_already_set();
+    }
+    return py::reinterpret_steal<py::array>(array);
+}
+
 // A result: a new array, or one of the caller's that is written to.
 class Result {
   public:
-    Result(const std::string& name, const py::handle& out, const py::array& like) {
-        if (out.is_none()) {
-            given_ = work_ = py::array_t<double>(
-                std::vector<py::ssize_t>(like.shape(), like.shape() + like.ndim()));
+    Result(const char* name, py::handle out, const py::array& like) {
+        if (!isGiven(out)) {
+            given_ = work_ = newLike(like);
             isNew_ = true;
         } else {
             if (!py::isinstance<py::array>(out)) {
@@ -197,7 +214,7 @@ class Result {
             }
             given_ = py::reinterpret_borrow<py::array>(out);
             const py::dtype type = given_.dtype();
-            if (type.num() != py::dtype::of<double>().num() || type.byteorder() != '=') {
+            if (type.num() != py::detail::npy_api::NPY_DOUBLE_ || type.byteorder() != '=') {
                 refuse(name, "dtype " + text(type) + ", must be float64");
             }
             if (!std::equal(like.shape(), like.shape() + like.ndim(), given_.shape(),
@@ -207,10 +224,7 @@ class Result {
             if (!given_.writeable()) {
                 refuse(name, "read-only");
             }
-            work_ = isPlain<double>(given_) && hasRows(given_)
-                        ? given_
-                        : py::array_t<double>(std::vector<py::ssize_t>(
-                              like.shape(), like.shape() + like.ndim()));
+            work_ = isPlain<double>(given_) && hasRows(given_) ? given_ : newLike(like);
         }
         first_ = static_cast<double*>(work_.mutable_data());
         length_ = static_cast<size_t>(work_.shape(work_.ndim() - 1));
@@ -244,7 +258,7 @@ class Result {
     }
 
   private:
-    py::array given_, work_;
+    py::array given_ = noArray(), work_ = noArray();
     bool isNew_ = false;
     double* first_ = nullptr;
     size_t length_ = 0;

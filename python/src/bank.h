@@ -2,6 +2,7 @@
 #pragma once
 
 #include "arrays.h"
+#include "fast_call.h"
 #include "merlo64f.hpp"
 
 #include <atomic>
@@ -42,14 +43,20 @@ concept RingLine = requires(State s) { s.head; }; // delayLine is a ring
 
 enum class Rule { kLms, kSignError, kSignRegressor, kSignSign };
 
-inline Rule toRule(const std::string& name) {
+inline Rule toRule(py::handle value) { // null: the default
     constexpr const char* names[] = {"lms", "sign-error", "sign-regressor", "sign-sign"};
-    for (int i = 0; i < 4; ++i) {
-        if (name == names[i]) {
-            return static_cast<Rule>(i);
+    if (!value) {
+        return Rule::kLms;
+    }
+    if (PyUnicode_Check(value.ptr())) {
+        for (int i = 0; i < 4; ++i) {
+            if (PyUnicode_CompareWithASCIIString(value.ptr(), names[i]) == 0) {
+                return static_cast<Rule>(i);
+            }
         }
     }
-    refuse("rule", "'" + name + "', must be 'lms', 'sign-error', 'sign-regressor' or 'sign-sign'");
+    refuse("rule", py::repr(value).cast<std::string>() +
+                       ", must be 'lms', 'sign-error', 'sign-regressor' or 'sign-sign'");
 }
 
 // Requests beyond the machine's memory fail before anything is allocated. An operating system that
@@ -179,30 +186,31 @@ class Bank {
 
     // ---- Signals
 
-    py::tuple update(const py::handle& x, const py::handle* d, const py::handle& adapt,
-                     const py::handle& history, const py::handle& out, Rule rule) {
+    // d is null for predictors; an argument that is not given is null.
+    py::tuple update(py::handle x, py::handle d, py::handle adapt, py::handle history, py::handle out,
+                     Rule rule) {
         const Use use(*this);
         Rows<double> in = samples("x", x);
         Rows<double> desired;
-        if (d != nullptr) {
-            desired = samples("d", *d);
+        if (d) {
+            desired = samples("d", d);
             requireShape("d", desired.array(), in.array());
         }
         const Rows<bool> mask = maskFor(adapt, in);
-        const size_t every = history.is_none() ? 0 : spacing(history);
+        const size_t every = isGiven(history) ? spacing(history) : 0;
         const auto [outY, outE] = pairOf(out);
         Result y("out[0]", outY, in.array()), e("out[1]", outE, in.array());
         y.requireApart(e);
         y.protect(in, !Blocks<State>);
         e.protect(in, false);
-        if (d != nullptr) {
+        if (d) {
             y.protect(desired, false);
             e.protect(desired, true);
         }
         const size_t length = in.length();
         const size_t rows = every == 0 ? 0 : length / every;
         const auto taps = static_cast<size_t>(tapCount(state()));
-        py::array_t<double> coefs;
+        py::array coefs = noArray();
         double* snapshot = nullptr;
         std::vector<double> kept;
         if (every != 0) {
@@ -211,17 +219,17 @@ class Bank {
                 shape.insert(shape.begin(), static_cast<py::ssize_t>(count()));
             }
             coefs = py::array_t<double>(shape);
-            snapshot = coefs.mutable_data();
+            snapshot = static_cast<double*>(coefs.mutable_data());
             kept.resize(storedCoefs(state()));
         }
         {
-            const py::gil_scoped_release nogil;
+            const WithoutGil released;
             for (size_t c = 0; c < count(); ++c) {
                 const size_t piece = every == 0 ? std::max<size_t>(length, 1) : every;
                 for (size_t i = 0; i < length; i += piece) {
                     const size_t n = std::min(piece, length - i);
                     adaptPiece(filter(c), rule, in[c].subspan(i, n),
-                               d == nullptr ? std::span<const double>() : desired[c].subspan(i, n),
+                               d ? desired[c].subspan(i, n) : std::span<const double>(),
                                y[c].subspan(i, n), e[c].subspan(i, n),
                                mask.length() == 0 ? std::span<const bool>() : mask[c].subspan(i, n));
                     if (n == every) {
@@ -235,13 +243,13 @@ class Bank {
                           : py::make_tuple(y.finish(), e.finish(), coefs);
     }
 
-    py::array filterOnly(const py::handle& x, const py::handle& out) {
+    py::array filterOnly(py::handle x, py::handle out) {
         const Use use(*this);
         Rows<double> in = samples("x", x);
         Result y("out", out, in.array());
         y.protect(in, !Blocks<State>);
         {
-            const py::gil_scoped_release nogil;
+            const WithoutGil released;
             for (size_t c = 0; c < count(); ++c) {
                 filter(c).filter(in[c], y[c]);
             }
@@ -263,7 +271,7 @@ class Bank {
         y.protect(desired, false);
         e.protect(desired, true);
         {
-            const py::gil_scoped_release nogil;
+            const WithoutGil released;
             for (size_t c = 0; c < count(); ++c) {
                 adaptRows(filter(c), rule, apart[c], desired[c], y[c], e[c]);
             }
@@ -279,7 +287,7 @@ class Bank {
         Result y("out", out, py::array_t<double>(shape));
         y.protect(matrix, false);
         {
-            const py::gil_scoped_release nogil;
+            const WithoutGil released;
             for (size_t c = 0; c < count(); ++c) {
                 filter(c).filterRegressors(matrix[c], y[c]);
             }
@@ -360,7 +368,7 @@ class Bank {
     }
 
     // A number for each channel, from one or as many.
-    std::vector<double> numbers(const std::string& name, const py::handle& value) const {
+    std::vector<double> numbers(const char* name, const py::handle& value) const {
         const py::array array = toArray<double>(name, value);
         if (array.ndim() > 0 &&
             (!hasChannels_ || array.ndim() > 1 || array.size() != static_cast<py::ssize_t>(count()))) {
@@ -376,7 +384,7 @@ class Bank {
     }
 
     // The rows of `value`, broadcast to `length` elements a channel.
-    Rows<double> broadcast(const std::string& name, const py::handle& value, size_t length) const {
+    Rows<double> broadcast(const char* name, const py::handle& value, size_t length) const {
         const auto size = static_cast<py::ssize_t>(length);
         const py::object shape = hasChannels_ ? py::make_tuple(count(), size) : py::make_tuple(size);
         const py::array array = toArray<double>(name, value);
@@ -449,7 +457,7 @@ class Bank {
 
     // No rows: adapt always.
     Rows<bool> maskFor(const py::handle& adapt, const Rows<double>& x) const {
-        if (adapt.ptr() == Py_True || x.length() == 0) {
+        if (!adapt || adapt.ptr() == Py_True || x.length() == 0) {
             return {};
         }
         py::array array = toArray<bool>("adapt", adapt);
@@ -496,17 +504,17 @@ class Bank {
         return every;
     }
 
-    static std::pair<py::object, py::object> pairOf(const py::handle& out) {
-        if (out.is_none()) {
-            return {py::none(), py::none()};
+    static std::pair<py::handle, py::handle> pairOf(const py::handle& out) {
+        if (!isGiven(out)) {
+            return {};
         }
         if (!py::isinstance<py::tuple>(out) && !py::isinstance<py::list>(out)) {
             refuseType("out", "a pair (y, e) of arrays is needed");
         }
-        const auto pair = py::reinterpret_borrow<py::sequence>(out);
-        if (pair.size() != 2) {
-            refuse("out", std::to_string(pair.size()) + " elements, must be a pair (y, e)");
+        if (PySequence_Fast_GET_SIZE(out.ptr()) != 2) {
+            refuse("out", "must be a pair (y, e)");
         }
+        PyObject* const* const pair = PySequence_Fast_ITEMS(out.ptr());
         return {pair[0], pair[1]};
     }
 

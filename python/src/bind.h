@@ -121,7 +121,7 @@ class Class {
     Class(py::module_& module, const char* name, const char* summary, std::tuple<Arguments...> arguments,
           const char* notes)
         : name_(name),
-          class_(module, name, classDoc(summary, arguments, notes).c_str()) {
+          class_(module, name, classDoc(name, summary, arguments, notes).c_str()) {
         defineInit(arguments, std::index_sequence_for<Arguments...>());
         defineSignals();
         defineFields();
@@ -131,10 +131,16 @@ class Class {
     }
 
   private:
+    template <class Argument>
+    static std::string signature(const Argument& argument) {
+        return std::string(argument.name) + (std::is_same_v<Argument, Flag> ? "=True" : "");
+    }
     template <class... Arguments>
-    static std::string classDoc(const char* summary, const std::tuple<Arguments...>& arguments,
-                                const char* notes) {
-        std::string doc = std::string(summary) + "\n\nParameters\n----------\n";
+    static std::string classDoc(const char* name, const char* summary,
+                                const std::tuple<Arguments...>& arguments, const char* notes) {
+        std::string doc = std::string(name) + "(";
+        merlo64f::detail::forEach(arguments, [&](const auto& a) { doc += signature(a) + ", "; });
+        doc += std::string("*, channels=None)\n--\n\n") + summary + "\n\nParameters\n----------\n";
         merlo64f::detail::forEach(arguments, [&](const auto& a) { doc += a.doc(Family::maxOrder); });
         doc += docs::kChannels;
         return doc + "\n" + notes;
@@ -165,40 +171,61 @@ class Class {
 
     // ---- Signals
 
+    static PyObject* update(PyObject* self, PyObject* const* arguments, Py_ssize_t positional,
+                            PyObject* keywords) {
+        return guarded([&] {
+            const auto call = [&](py::handle x, py::handle d, const auto& bound, size_t options) {
+                Rule rule = Rule::kLms;
+                if constexpr (SignForms<State>) {
+                    rule = toRule(bound[options + 3]);
+                }
+                return selfOf<B>(self).update(x, d, bound[options], bound[options + 1],
+                                              bound[options + 2], rule);
+            };
+            if constexpr (Predicts<State>) {
+                static constexpr Signature<4> kParameters{
+                    "update", {"x", "adapt", "history", "out"}, 1};
+                const auto bound = kParameters.bind(arguments, positional, keywords);
+                return call(bound[0], {}, bound, 1);
+            } else if constexpr (SignForms<State>) {
+                static constexpr Signature<6> kParameters{
+                    "update", {"x", "d", "adapt", "history", "out", "rule"}, 2};
+                const auto bound = kParameters.bind(arguments, positional, keywords);
+                return call(bound[0], bound[1], bound, 2);
+            } else {
+                static constexpr Signature<5> kParameters{
+                    "update", {"x", "d", "adapt", "history", "out"}, 2};
+                const auto bound = kParameters.bind(arguments, positional, keywords);
+                return call(bound[0], bound[1], bound, 2);
+            }
+        });
+    }
+    static PyObject* filter(PyObject* self, PyObject* const* arguments, Py_ssize_t positional,
+                            PyObject* keywords) {
+        return guarded([&] {
+            static constexpr Signature<2> kParameters{"filter", {"x", "out"}, 1};
+            const auto bound = kParameters.bind(arguments, positional, keywords);
+            return selfOf<B>(self).filterOnly(bound[0], bound[1]);
+        });
+    }
+
     void defineSignals() {
         using py::arg;
         using Object = const py::object&;
         const py::none none;
-        if constexpr (SignForms<State>) {
-            class_.def(
-                "update",
-                [](B& b, Object x, Object d, Object adapt, Object history, Object out,
-                   const std::string& rule) { return b.update(x, &d, adapt, history, out, toRule(rule)); },
-                arg("x"), arg("d"), arg("adapt") = true, arg("history") = none, arg("out") = none,
-                arg("rule") = "lms", docs::kUpdateByRule.c_str());
-        } else if constexpr (Predicts<State>) {
-            class_.def(
-                "update",
-                [](B& b, Object x, Object adapt, Object history, Object out) {
-                    return b.update(x, nullptr, adapt, history, out, Rule::kLms);
-                },
-                arg("x"), arg("adapt") = true, arg("history") = none, arg("out") = none, docs::kPredict.c_str());
-        } else if constexpr (Adapts<State>) {
-            class_.def(
-                "update",
-                [](B& b, Object x, Object d, Object adapt, Object history, Object out) {
-                    return b.update(x, &d, adapt, history, out, Rule::kLms);
-                },
-                arg("x"), arg("d"), arg("adapt") = true, arg("history") = none, arg("out") = none,
-                (ThroughPath<State> ? docs::kUpdateThroughPath : docs::kUpdate).c_str());
+        if constexpr (Adapts<State>) {
+            defineFast(class_, "update", update,
+                       SignForms<State>     ? docs::kUpdateByRule
+                       : Predicts<State>    ? docs::kPredict
+                       : ThroughPath<State> ? docs::kUpdateThroughPath
+                                            : docs::kUpdate);
         }
-        class_.def("filter", &B::filterOnly, arg("x"), arg("out") = none,
-                   Adapts<State> ? docs::kFilterOnly : docs::kFilter);
+        defineFast(class_, "filter", filter, Adapts<State> ? docs::kFilterOnly : docs::kFilter);
         if constexpr (Regresses<State>) {
             if constexpr (SignForms<State>) {
                 class_.def(
                     "update_regressors",
-                    [](B& b, Object rows, Object d, Object out, const std::string& rule) {
+                    [](B& b, Object rows, Object d, Object out, Object rule) {
                         return b.updateRegressors(rows, d, out, toRule(rule));
                     },
                     arg("X"), arg("d"), arg("out") = none, arg("rule") = "lms",
@@ -245,7 +272,7 @@ class Class {
                 name.c_str(), [member](B& b) { return b.field(member); },
                 [member, name](B& b, const py::object& value) {
                     b.requireSetUp();
-                    const std::vector<double> values = b.numbers(name, value);
+                    const std::vector<double> values = b.numbers(name.c_str(), value);
                     const typename B::Use use(b);
                     for (size_t c = 0; c < b.count(); ++c) {
                         b.state(c).*member = values[c];

@@ -21,7 +21,7 @@ MemoryError
     Not enough memory.
 )";
 
-// What all updates have in common, after the arguments x and d.
+// Methods of fast_call.h: the text begins with the signature. What all updates have in common, after the arguments x and d.
 inline const std::string kUpdateArguments = R"(adapt : bool or array_like of bool, default True
     False: only filter, leave the coefficients. An array has an element per sample, (samples,) for
     all channels alike or the shape of x. In families with blockLen it must not change within a
@@ -44,7 +44,10 @@ must be a multiple of it. The GIL is released; a filter belongs to one thread at
 while another thread is in it raises RuntimeError.
 )";
 
-inline const std::string kUpdate = R"(Filter x, form the errors and adapt.
+inline const std::string kUpdate = R"(($self, x, d, adapt=True, history=None, out=None)
+--
+
+Filter x, form the errors and adapt.
 
 Parameters
 ----------
@@ -61,7 +64,10 @@ e : ndarray, shape of x
     Errors d - y of the same samples; in RlsLattice the a-posteriori errors.
 )" + kUpdateReturns;
 
-inline const std::string kUpdateByRule = R"(Filter x, form the errors and adapt.
+inline const std::string kUpdateByRule = R"(($self, x, d, adapt=True, history=None, out=None, rule='lms')
+--
+
+Filter x, form the errors and adapt.
 
 Parameters
 ----------
@@ -80,7 +86,10 @@ e : ndarray, shape of x
     Errors d - y of the same samples.
 )" + kUpdateReturns;
 
-inline const std::string kUpdateThroughPath = R"(Filter x, form the residuals and adapt.
+inline const std::string kUpdateThroughPath = R"(($self, x, d, adapt=True, history=None, out=None)
+--
+
+Filter x, form the residuals and adapt.
 
 Parameters
 ----------
@@ -97,7 +106,10 @@ e : ndarray, shape of x
     Residuals d + s.
 )" + kUpdateReturns;
 
-inline const std::string kPredict = R"(Predict x, form the prediction errors and adapt.
+inline const std::string kPredict = R"(($self, x, adapt=True, history=None, out=None)
+--
+
+Predict x, form the prediction errors and adapt.
 
 Parameters
 ----------
@@ -112,7 +124,10 @@ e : ndarray, shape of x
     Prediction errors.
 )" + kUpdateReturns;
 
-inline constexpr const char* kFilterOnly = R"(Filter x without adapting.
+inline const std::string kFilterOnly = R"(($self, x, out=None)
+--
+
+Filter x without adapting.
 
 The sample history follows x, as do running powers, the matrix of Rls, and the energies of the
 least-squares lattices.
@@ -130,7 +145,10 @@ ndarray, shape of x
     Outputs; through a secondary path, what arrives at the error sensor.
 )";
 
-inline constexpr const char* kFilter = R"(Filter x.
+inline const std::string kFilter = R"(($self, x, out=None)
+--
+
+Filter x.
 
 Parameters
 ----------

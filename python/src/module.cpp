@@ -3,8 +3,7 @@
 
 PYBIND11_MODULE(_filters, module) {
     module.doc() = "The filters of libmerlo64f.";
-    pybind11::options options;
-    options.disable_function_signatures(); // the stubs have them
+    module.attr("__version__") = MERLO64F_VERSION;
     binding::defineTransversal(module);
     binding::defineBlock(module);
     binding::defineLattice(module);

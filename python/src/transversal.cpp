@@ -35,7 +35,7 @@ Oppenheim and Schafer 1989, Discrete-Time Signal Processing.
 ``y = sum(coef[k] * x[n - k])``, ``e = d - y``, ``coef[k] += mu * e * x[n - k]``.
 
 For white Gaussian x of power s stable for ``0 < mu < 2 / ((order + 2) * s)``; a tenth of that is a safe
-start. merlo64f.lms_step_limit() estimates the bound from a signal. Sign forms: update(rule=...). After a
+start. merlo64f.steps.lms_limit() estimates the bound from a signal. Sign forms: update(rule=...). After a
 NaN: reset(), reset_delay_line().
 
 References
@@ -50,7 +50,7 @@ Widrow and Hoff 1960, Adaptive switching circuits. Sign-error: Gersho 1984. Sign
 
 The step is divided by the smoothed power of one sample, not by the energy of the line: stable for about
 ``0 < mu < 2 / order``, where the textbook has 2. A tenth of that is a safe start;
-merlo64f.nlms_step() converts. After silence the first samples get too large a step: pass adapt=False
+merlo64f.steps.nlms_limit() estimates the bound. After silence the first samples get too large a step: pass adapt=False
 while power is low. After a NaN: reset(), reset_delay_line(), power = 1.0.
 
 References
