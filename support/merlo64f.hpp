@@ -196,7 +196,32 @@ class Filter {
     }
 
     /** A filter in the same state, which shares nothing with this one. */
-    Filter copy() const { return from(state_); }
+    Filter copy() const {
+        Filter filter = from(state_);
+        if constexpr (detail::Transforms<State>) {
+            filter.setTwiddles(twiddles());
+        }
+        return filter;
+    }
+
+    /** The twiddle factors of a transform family, for its longest transform so far or a longer one. */
+    Input twiddles() const { return owned_.tables.twiddles; }
+
+    /** Replaces them, as by those of another host, whose bits the filter then has: FFT_TWIDDLES_LEN(n)
+     * elements for a power of two n, at least fftLen and 8. A Resize to a longer transform than that
+     * computes them again. */
+    void setTwiddles(Input values) {
+        const size_t n = 2 * values.size();
+        if (n < 8 || (n & (n - 1)) != 0 || n > size_t{1} << 30 ||
+            n < static_cast<size_t>(state_.fftLen)) {
+            detail::refuse<Family>("twiddles of a wrong length");
+        }
+        if (n != 2 * owned_.tables.twiddles.size()) {
+            owned_.tables = detail::Tables(static_cast<int32_t>(n));
+            useTables();
+        }
+        std::copy(values.begin(), values.end(), owned_.tables.twiddles.begin());
+    }
 
     /** The C record. Its buffers belong to the filter. */
     State& state() { return state_; }
@@ -297,8 +322,7 @@ class Filter {
     void resize(Sizes... sizes) {
         if constexpr (detail::Transforms<State>) {
             cover(sizes...);
-            state_.fftTable = owned_.tables.table.data();
-            state_.fftTwiddles = owned_.tables.twiddles.data();
+            useTables();
         }
         detail::check<Family>(Family::resize(&state_, sizes...));
     }
@@ -346,6 +370,11 @@ class Filter {
         if (!owned_.tables.cover(longest)) {
             owned_.tables = detail::Tables(longest); // has the same values for shorter transforms
         }
+    }
+
+    void useTables() {
+        state_.fftTable = owned_.tables.table.data();
+        state_.fftTwiddles = owned_.tables.twiddles.data();
     }
 
     size_t blockLen() const { return static_cast<size_t>(state_.blockLen); }

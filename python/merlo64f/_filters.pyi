@@ -157,6 +157,7 @@ class _Transform(_Step, _Coefs, _Reset, _ResetDelayLine):
     def bins(self) -> int: ...
     invScale: _Number
     powerAvg: _Values
+    fftTwiddles: _Values
 
 class _BlockTransform(_Transform, _Blocks, _Update):
     @property

@@ -334,6 +334,9 @@ class Class {
         if constexpr (Borrows<State>) {
             merlo64f::detail::forEach(Family::borrowed, [&](const auto& lent) { defineView(lent); });
         }
+        if constexpr (Transforms<State>) {
+            defineTwiddles();
+        }
         class_.def_property_readonly(
             "buffers",
             [](B& b) {
@@ -383,6 +386,29 @@ class Class {
                 },
                 docs::kTaps);
         }
+    }
+    void defineTwiddles() {
+        using F = merlo64f::Filter<State>;
+        class_.def_property(
+            "fftTwiddles",
+            [](B& b) {
+                return b.values([](F& f) {
+                    return std::vector<double>(f.twiddles().begin(), f.twiddles().end());
+                });
+            },
+            [](B& b, const py::object& value) {
+                b.requireSetUp();
+                const py::array array = withRows<double>(toArray<double>("fftTwiddles", value));
+                const size_t length = static_cast<size_t>(array.size());
+                if (array.ndim() != 1 || length < 4 || (length & (length - 1)) != 0 ||
+                    length < static_cast<size_t>(b.state().fftLen) / 2) {
+                    refuse("fftTwiddles", "shape " + shapeOf(array) +
+                                              ", must be a power of two of at least fftLen / 2 and 4");
+                }
+                const std::span<const double> values(static_cast<const double*>(array.data()), length);
+                b.change([&](F& f) { f.setTwiddles(values); });
+            },
+            docs::kTwiddles);
     }
     void defineRing() {
         if constexpr (RingLine<State>) {

@@ -249,6 +249,11 @@ inline constexpr const char* kBuffers = R"(dict of str to ndarray: the arrays of
 Without channels they read and write in place. The transform families hold packed spectra in coef, and
 ring lines begin at their positions.
 )";
+inline constexpr const char* kTwiddles = R"(ndarray: the twiddle factors of the transform, FFT_TWIDDLES_LEN(n) elements of C.
+
+A copy, which cannot be written to. Assign those of another host to get its bits; copies and pickles
+have them too. A resize to a longer transform than n computes them again.
+)";
 inline constexpr const char* kTaps = R"(ndarray, (taps,): coefficients in the time domain, coef[0] for the newest sample.
 
 A copy, which cannot be written to; assign to the property. Reading does not change the filter.

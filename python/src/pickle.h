@@ -4,15 +4,16 @@
 
 #include "bank.h"
 
-#include <map>
-
 namespace binding {
 
 namespace saved {
 
+constexpr const char* kTwiddles = "fftTwiddles";
+
 template <class State>
-py::dict save(State& state) {
+py::dict save(merlo64f::Filter<State>& filter) {
     py::dict record;
+    State& state = filter.state();
     merlo64f::forEachField(state, [&](const char* name, const auto& field) { record[name] = field; });
     merlo64f::forEachArray(state, [&](const char* name, std::span<double> array) {
         record[name] = py::array_t<double>(static_cast<py::ssize_t>(array.size()), array.data());
@@ -21,6 +22,11 @@ py::dict save(State& state) {
         merlo64f::detail::forEach(merlo64f::Family<State>::borrowed, [&](const auto& lent) {
             record[lent.name] = py::array_t<double>(lent.length(state), state.*lent.member);
         });
+    }
+    if constexpr (Transforms<State>) {
+        const std::span<const double> twiddles = filter.twiddles();
+        record[kTwiddles] =
+            py::array_t<double>(static_cast<py::ssize_t>(twiddles.size()), twiddles.data());
     }
     return record;
 }
@@ -37,6 +43,7 @@ template <class State>
 struct Record {
     State state{};
     std::vector<Rows<double>> arrays;
+    std::span<const double> twiddles;
 
     explicit Record(const py::dict& from) {
         using Family = merlo64f::Family<State>;
@@ -58,7 +65,10 @@ struct Record {
         if constexpr (Borrows<State>) {
             merlo64f::detail::forEach(Family::borrowed, [&](const auto& lent) { take(from, lent); });
         }
-        if constexpr (Transforms<State>) { // no more memory is asked for than the arrays have
+        if constexpr (Transforms<State>) {
+            arrays.push_back(rowOf(from, kTwiddles));
+            twiddles = arrays.back()[0];
+            // No more memory is asked for than the arrays have.
             merlo64f::detail::forEach(Family::fields, [&](const auto& field) {
                 using Field = std::remove_cvref_t<decltype(field)>;
                 if constexpr (std::is_same_v<Field, merlo64f::Size<State>>) {
@@ -71,9 +81,12 @@ struct Record {
     }
 
   private:
+    static Rows<double> rowOf(const py::dict& from, const char* name) {
+        return {toArray<double>(name, item(from, name)).attr("ravel")(), true};
+    }
     template <class Array>
     void take(const py::dict& from, const Array& array) {
-        Rows<double> values(toArray<double>(array.name, item(from, array.name)).attr("ravel")(), true);
+        Rows<double> values = rowOf(from, array.name);
         if (static_cast<int64_t>(values.length()) != array.length(state)) {
             refuse(array.name, std::to_string(values.length()) + " elements, must be " +
                                    std::to_string(array.length(state)));
@@ -90,7 +103,7 @@ py::object save(Bank<State>& bank) {
     const typename Bank<State>::Use use(bank);
     py::list records;
     for (size_t c = 0; c < bank.count(); ++c) {
-        records.append(saved::save(bank.state(c)));
+        records.append(saved::save(bank.filter(c)));
     }
     return py::make_tuple(merlo64f::Family<State>::name, bank.hasChannels(), records);
 }
@@ -118,6 +131,9 @@ std::unique_ptr<Bank<State>> restore(const py::object& from) {
         }
         const saved::Record<State> parsed(py::reinterpret_borrow<py::dict>(record));
         auto filter = merlo64f::Filter<State>::from(parsed.state);
+        if constexpr (Transforms<State>) {
+            filter.setTwiddles(parsed.twiddles);
+        }
         if (!channels.empty()) { // channels have the sizes of the first
             merlo64f::detail::forEach(merlo64f::Family<State>::fields, [&](const auto& field) {
                 using Field = std::remove_cvref_t<decltype(field)>;

@@ -148,6 +148,7 @@ def test_copy_shares_nothing(family, signals):
     for twin in (f.copy(), copy.copy(f), copy.deepcopy(f)):
         assert_same_state(twin, f)
         np.testing.assert_array_equal(family.run(twin, *signals), family.run(f.copy(), *signals))
+        twin.filter(np.ones(9))
         assert pickle.dumps(twin) != pickle.dumps(f)
 
 
