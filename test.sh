@@ -29,7 +29,7 @@ Modes
   static     gcc and clang with warnings as errors, clang-tidy, cppcheck
   coverage   regions and branches of src/ that the tests reach; fails unless all
   mutation   small faults in src/ that the tests find; takes half an hour or more
-  docs       the reference as HTML, in build/docs/html
+  docs       the documents, headers and examples as HTML, in build/docs/html
 
 A build or mode installs the Debian packages that it needs, as root or by sudo without a password;
 otherwise it lists them and stops. Logs: build/logs.

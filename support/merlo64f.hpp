@@ -1,10 +1,9 @@
 /** @file
  * @ref merlo64f_hpp
  * @defgroup merlo64f_hpp merlo64f.hpp: filters for C++
- * For C++20 hosts: one class template over the records, for whole arrays. Header only; needs -lm for
- * the tables of the transform families.
+ * For C++20 hosts: one class template over the records, for whole arrays. Header only.
  *
- *     #include <merlo64f/merlo64f.hpp>
+ *     #include <merlo64f.hpp>
  *
  *     merlo64f::Filter<nlms64fState> filter(32, 0.02); // the arguments of nlms64fInit()
  *     filter.update(x, d, y, e);                       // arrays of doubles, of one length
@@ -124,14 +123,15 @@ struct Owned<State> {
 } // namespace detail
 /** @endcond */
 
-/** visit(name, field) for every number of a record, in the order of the record. */
+/** visit(name, field) for every number of a record, in the order of the record.
+ * @ingroup merlo64f_hpp */
 template <class State, class Visit>
 void forEachField(State& state, Visit visit) {
     detail::forEach(Family<std::remove_const_t<State>>::fields,
                     [&](const auto& field) { visit(field.name, state.*field.member); });
 }
 
-/** visit(name, span) for every array in the buffers of a record. */
+/** visit(name, span) for every array in the buffers of a record. @ingroup merlo64f_hpp */
 template <class State, class Visit>
 void forEachArray(State& state, Visit visit) {
     detail::forEach(Family<std::remove_const_t<State>>::arrays, [&](const auto& array) {
@@ -139,14 +139,14 @@ void forEachArray(State& state, Visit visit) {
     });
 }
 
-/** A filter of the family whose record is State. */
+/** A filter of the family whose record is State. @ingroup merlo64f_hpp */
 template <class State>
 class Filter {
   public:
-    using Family = merlo64f::Family<State>;
-    using Input = std::span<const double>;
-    using Output = std::span<double>;
-    using Mask = std::span<const bool>; /**< one element per sample, or empty: adapt always */
+    using Family = merlo64f::Family<State>; /**< its functions, fields and arrays */
+    using Input = std::span<const double>;  /**< samples or values to read */
+    using Output = std::span<double>;       /**< samples or values to write */
+    using Mask = std::span<const bool>;     /**< one element per sample, or empty: adapt always */
 
     /** The arguments are those of Init in C, without the record and the tables. Borrowed arrays are
      * copied. */
@@ -171,8 +171,10 @@ class Filter {
                                            owned_.tables.twiddles.data()));
     }
 
+    /** Leaves a filter that can only be assigned to or destroyed. */
     Filter(Filter&& other) noexcept
         : state_(std::exchange(other.state_, State{})), owned_(std::move(other.owned_)) {}
+    /** Exchanges the two filters. */
     Filter& operator=(Filter&& other) noexcept {
         std::swap(state_, other.state_);
         std::swap(owned_, other.owned_);
@@ -225,9 +227,9 @@ class Filter {
 
     /** The C record. Its buffers belong to the filter. */
     State& state() { return state_; }
-    const State& state() const { return state_; }
-    State* operator->() { return &state_; }
-    const State* operator->() const { return &state_; }
+    const State& state() const { return state_; }       /**< the same, to read */
+    State* operator->() { return &state_; }             /**< a field of the record */
+    const State* operator->() const { return &state_; } /**< the same, to read */
 
     /** Filters x, forms the errors and adapts. y: outputs, or s through a secondary path; e: errors. */
     void update(Input x, Input d, Output y, Output e, Mask adapt = {}) {
@@ -313,7 +315,10 @@ class Filter {
         }
     }
 
+    /** Reset in C. */
     void reset() { Family::reset(&state_); }
+
+    /** ResetDelayLine in C. */
     void resetDelayLine() { Family::resetDelayLine(&state_); }
 
     /** The sizes of Resize in C. The tables grow as needed. */
@@ -327,28 +332,36 @@ class Filter {
         detail::check<Family>(Family::resize(&state_, sizes...));
     }
 
-    /** The accessors of C. @return number of elements copied */
+    /** The accessors of C, for buf.size() elements from `start` on.
+     * @return the number of elements copied, which is smaller if the array ends before. */
     int32_t getCoef(Output buf, int32_t start = 0, bool reversed = false) {
         return access(Family::getCoef, buf, start, reversed);
     }
+    /** See getCoef(). */
     int32_t setCoef(Input buf, int32_t start = 0, bool reversed = false) {
         return access(Family::setCoef, buf, start, reversed);
     }
+    /** See getCoef(). */
     int32_t getParcor(Output buf, int32_t start = 0, bool reversed = false) {
         return access(Family::getParcor, buf, start, reversed);
     }
+    /** See getCoef(). */
     int32_t setParcor(Input buf, int32_t start = 0, bool reversed = false) {
         return access(Family::setParcor, buf, start, reversed);
     }
+    /** See getCoef(). */
     int32_t getForwardParcors(Output buf, int32_t start = 0, bool reversed = false) {
         return access(Family::getForwardParcors, buf, start, reversed);
     }
+    /** See getCoef(). */
     int32_t getBackwardParcors(Output buf, int32_t start = 0, bool reversed = false) {
         return access(Family::getBackwardParcors, buf, start, reversed);
     }
+    /** See getCoef(). */
     int32_t getDelayLine(Output buf, int32_t start = 0, bool reversed = false) {
         return access(Family::getDelayLine, buf, start, reversed);
     }
+    /** See getCoef(). */
     int32_t setDelayLine(Input buf, int32_t start = 0, bool reversed = false) {
         return access(Family::setDelayLine, buf, start, reversed);
     }

@@ -1,4 +1,5 @@
-/* A host in C99: every header compiles, alone and together with the others, and a filter runs from C. */
+/* A host in C99: every header compiles, alone and together with the others, and filters run from C,
+ * without a heap. */
 #include "all_headers.h"
 
 #include <stdio.h>
@@ -29,6 +30,8 @@ static const int64_t lengths[] = {
 };
 
 int main(void) {
+    static double firDelay[FIR64F_DELAY_LEN(4)];
+    static double lmsCoef[LMS64F_COEF_LEN(4)], lmsDelay[LMS64F_DELAY_LEN(4)];
     double coef[MAX_TAPS] = {1.0, 2.0, 3.0, 4.0};
     double in[6] = {1.0, 0.0, 0.0, 0.0, 0.0, 0.0};
     const double response[6] = {1.0, 2.0, 3.0, 4.0, 0.0, 0.0};
@@ -51,12 +54,12 @@ int main(void) {
     }
     expect(MERLO64F_POWER_OF_2((1 << 29) + 1) == 1 << 30, "MERLO64F_POWER_OF_2 at its limit");
 
-    expect(fir64fInit(&fir, 4, coef) == STS_OK, "fir64fInit");
+    expect(fir64fInitStatic(&fir, 4, coef, firDelay) == STS_OK, "fir64fInitStatic");
     expect(fir64fBlockFilter(&fir, in, out, 6) == STS_OK, "fir64fBlockFilter");
     expect(memcmp(out, response, sizeof out) == 0, "impulse response");
     fir64fResetDelayLine(&fir);
 
-    expect(lms64fInit(&lms, 4, 0.25) == STS_OK, "lms64fInit");
+    expect(lms64fInitStatic(&lms, 4, 0.25, lmsCoef, lmsDelay) == STS_OK, "lms64fInitStatic");
     for (i = 0; i < 4000; ++i) {
         const double x = (i * 7919 % 113) / 56.0 - 1.0;
         lms64fFilterUpdate(&lms, x, fir64fFilter(&fir, x));
@@ -65,8 +68,6 @@ int main(void) {
     for (i = 0; i < 4; ++i) {
         expect(read[i] - coef[i] < 1e-9 && coef[i] - read[i] < 1e-9, "learned tap");
     }
-    lms64fFree(&lms);
-    fir64fFree(&fir);
 
     expect(fillFftTables(8, table, twiddles) == STS_OK && twiddles[0] == 1.0, "fillFftTables");
     return failures;

@@ -11,7 +11,7 @@ std::atomic<int> callsSeen = 0;
 std::atomic<int> countdown = 0;
 thread_local void* last = nullptr;
 
-// While an allocation is to fail: what was requested, and a stand-in for memory that no test machine
+// While an allocation is to fail: the requested sizes, and a substitute for more memory than a test machine
 // has. The library does not write to a buffer before it has all of them.
 std::array<uint64_t, 4> sizes;
 std::atomic<size_t> sizeCount = 0;

@@ -1,4 +1,4 @@
-// The heap under the library, for tests that count, refuse and inspect its allocations.
+// Replaces the heap of the library, for tests that count allocations, let them fail and inspect them.
 #pragma once
 
 #include <cstdint>

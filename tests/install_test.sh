@@ -1,7 +1,7 @@
 #!/bin/sh
 # Installs the build, or takes a ROOT with the library under /usr, and builds hosts against that tree
 # only: in C by pkg-config, the README's quick start by find_package, and the examples if EXAMPLES_DIR is
-# not empty. Without a ROOT the build has compiled the examples already, so one of them is enough.
+# not empty. Without a ROOT the build has compiled the examples before, so one of them is enough.
 # Usage: install_test.sh CMAKE BUILD_DIR WORK_DIR CC CXX EXAMPLES_DIR [ROOT]
 set -eu
 cmake=$1 build=$2 work=$3 cc=$4 cxx=$5 examples=$6 root=${7-}

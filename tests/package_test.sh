@@ -1,6 +1,6 @@
 #!/bin/sh
 # Checks the Debian packages of DIRECTORY, which were built in DIRECTORY/source/build: lintian finds
-# nothing; unpacked into an empty root, they are as good as an installation.
+# nothing, and unpacked into an empty root they pass install_test.sh.
 # Usage: package_test.sh DIRECTORY
 set -eu
 packages=$(cd "$1" && pwd) build=$packages/source/build work=$packages/test
