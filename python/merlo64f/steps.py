@@ -6,12 +6,17 @@ import numpy as np
 from numpy.typing import ArrayLike, NDArray
 
 __all__ = [
+    "bfdaf_mu",
+    "lattice_mu",
     "lms_limit",
+    "lms_mu",
+    "memory_lambda",
     "nlms_limit",
     "nlms_mu",
     "power",
     "rls_delta",
     "rls_lambda",
+    "tdlms_mu",
 ]
 
 
@@ -88,11 +93,18 @@ def nlms_limit(x: ArrayLike, order: int) -> float:
     return _limit(samples / np.sqrt(np.maximum(running, floor)), order)
 
 
-def nlms_mu(step: float, order: int) -> float:
-    """Convert a step size of the textbook's normalised LMS, stable for 0 < step < 2, to mu of Nlms.
+# ---- Parameters of other texts and packages
 
-    The textbook divides by the energy of the line, Nlms and Bnlms by the smoothed power of one sample,
-    which is about `order` times smaller.
+
+def lms_mu(step: float) -> float:
+    """mu of Lms and Blms for an update written ``w += 2 * step * e * x``: twice the step."""
+    return 2.0 * step
+
+
+def nlms_mu(step: float, order: int) -> float:
+    """mu of Nlms and Bnlms for the textbook's step over the energy of the line, 0 < step < 2.
+
+    These families divide by the smoothed power of one sample, which is about `order` times smaller.
 
     Parameters
     ----------
@@ -100,34 +112,77 @@ def nlms_mu(step: float, order: int) -> float:
         Step size of the textbook; 0.2 is a safe start.
     order : int
         Number of taps.
+
+    Returns
+    -------
+    float
+        ``step / order``.
     """
     return step / order
 
 
-def rls_lambda(memory: float) -> float:
-    """Forgetting factor for a memory in samples, ``1 - 1 / memory``; infinity gives 1.
+def tdlms_mu(step: float, fft_len: int) -> float:
+    """mu of Tdlms for a step over the power of an orthonormal transform: ``step / fft_len``."""
+    return step / fft_len
+
+
+def bfdaf_mu(step: float, block_len: int) -> float:
+    """mu of Bfdaf and Pbfdaf for a step over the power of the spectrum: ``step / block_len``."""
+    return step / block_len
+
+
+def lattice_mu(step: float) -> float:
+    """mu of the gradient lattices for a power whose weights add up to 1: half the step."""
+    return 0.5 * step
+
+
+def rls_lambda(forgetting: float) -> float:
+    """lambda_ of Rls for the textbook's forgetting factor: ``1 / (2 - forgetting)``, equal for 1.
+
+    Raises
+    ------
+    ValueError
+        forgetting is not above 0 and at most 1.
+    """
+    if not 0.0 < forgetting <= 1.0:
+        raise ValueError(f"forgetting: {forgetting}, must be above 0 and at most 1")
+    return 1.0 / (2.0 - forgetting)
+
+
+def rls_delta(regularisation: float) -> float:
+    """delta of Rls for the textbook's ``P(0) = I / regularisation``: its inverse.
+
+    Parameters
+    ----------
+    regularisation : float
+        In the unit of x**2, 1 or more; for a smaller one multiply x and d by a power of two.
+
+    Raises
+    ------
+    ValueError
+        regularisation is not above 0.
+    """
+    if not regularisation > 0.0:
+        raise ValueError(f"regularisation: {regularisation}, must be above 0")
+    return 1.0 / regularisation
+
+
+def memory_lambda(memory: float) -> float:
+    """lambda_ of the least-squares families for a memory in samples: ``1 - 1 / memory``.
 
     Parameters
     ----------
     memory : float
         Samples after which the weight of an error has fallen to 37 %; more than 1.
+
+    Raises
+    ------
+    ValueError
+        memory is not more than 1.
     """
-    if not memory > 1:
+    if not memory > 1.0:
         raise ValueError(f"memory: {memory}, must be more than 1")
     return 1.0 - 1.0 / memory
-
-
-def rls_delta(regularisation: float) -> float:
-    """Start value delta of Rls for the textbook's P(0) = I / regularisation.
-
-    Parameters
-    ----------
-    regularisation : float
-        Of the textbook, in the unit of x**2; about 0.01 times the power of x is usual.
-    """
-    if not regularisation > 0:
-        raise ValueError(f"regularisation: {regularisation}, must be above 0")
-    return 1.0 / regularisation
 
 
 def _signal(x: ArrayLike, order: int = 0) -> NDArray[np.float64]:
