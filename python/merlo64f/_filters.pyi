@@ -1,11 +1,11 @@
-from typing import Any, Literal, Optional, Tuple, Union, overload
+from typing import Any, Literal, Optional, Sequence, Tuple, Union, overload
 
 import numpy as np
 from numpy.typing import ArrayLike, NDArray
 from typing_extensions import Self
 
 _Array = NDArray[np.float64]
-_Mask = Union[bool, np.bool_, ArrayLike]
+_Mask = Union[bool, np.bool_, NDArray[np.bool_], Sequence[bool], Sequence[Sequence[bool]]]
 _Out = Optional[Tuple[_Array, _Array]]
 _Rule = Literal["lms", "sign-error", "sign-regressor", "sign-sign"]
 _Sizes = Optional[int]

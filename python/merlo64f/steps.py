@@ -2,8 +2,12 @@
 
 from __future__ import annotations
 
+from typing import Callable, Union
+
 import numpy as np
 from numpy.typing import ArrayLike, NDArray
+
+from ._filters import Lms, Nlms
 
 __all__ = [
     "bfdaf_mu",
@@ -33,64 +37,65 @@ def power(x: ArrayLike) -> float:
 
 
 def lms_limit(x: ArrayLike, order: int) -> float:
-    """Estimate the largest step size at which Lms and Blms converge in the mean square on x.
+    """Estimate the largest step size at which Lms and Blms are stable on x. A tenth is a safe start.
 
-    A tenth of it is a safe start.
+    Runs the filter on x with d = 0 from coefficients of norm 1 and finds the largest mu at which they
+    decay, and never exceed a norm of 10 on the way. So colour and changes of level are counted.
 
     Parameters
     ----------
     x : array_like, (samples,)
-        Input of the filter, typical in level and colour, of more than `order` samples.
+        Input of the filter, typical in level and colour: some thousand samples.
     order : int
         Number of taps.
 
     Returns
     -------
     float
-        The mu with ``sum(mu * l / (2 - 2 * mu * l)) == 1`` over the eigenvalues l of the
-        correlation matrix of x, in the unit of 1 / x**2. For white x of power s it is
+        Step size, in the unit of 1 / x**2. For white Gaussian x of power s it is near
         ``2 / ((order + 2) * s)``.
 
     Raises
     ------
     ValueError
-        x is silent, too short or not 1-D.
-
-    References
-    ----------
-    Feuer and Weinstein 1985, Convergence analysis of LMS filters with uncorrelated Gaussian data.
+        x is silent, not finite, too short or not 1-D; order is out of range.
     """
-    return _limit(_signal(x, order), order)
+    samples = _signal(x, order)
+    return _limit(lambda: Lms(order, 0.0, channels=_STARTS), samples, 2.0 / power(samples))
 
 
 def nlms_limit(x: ArrayLike, order: int) -> float:
-    """Estimate the largest step size at which Nlms and Bnlms converge on x.
+    """Estimate the largest step size at which Nlms and Bnlms are stable on x. A tenth is a safe start.
 
-    As lms_limit for x divided by the root of the running power that the filter divides its step by. The
-    estimate holds for the colour of x and for its usual changes of level; sudden rises after silence
-    need a smaller step. A tenth of it is a safe start.
+    As lms_limit, with a running power that starts at the mean square of x. Sudden rises of level in x
+    lower the result.
 
     Parameters
     ----------
     x : array_like, (samples,)
-        Input of the filter, of more than `order` samples.
+        Input of the filter, typical in colour and changes of level: some thousand samples.
     order : int
         Number of taps.
 
     Returns
     -------
     float
-        Step size; about ``2 / (order + 2)`` for white x of steady level.
+        Step size; near ``2 / (order + 2)`` for white Gaussian x.
 
     Raises
     ------
     ValueError
-        x is silent, too short or not 1-D.
+        x is silent, not finite, too short or not 1-D; order is out of range.
     """
     samples = _signal(x, order)
-    running = _running_power(samples)
-    floor = 1e-6 * float(np.mean(samples**2))  # silence takes no part
-    return _limit(samples / np.sqrt(np.maximum(running, floor)), order)
+    level = power(samples)
+
+    def make() -> Nlms:
+        f = Nlms(order, 0.0, channels=_STARTS)
+        f.power = level
+        return f
+
+    return _limit(make, samples, 2.0)
 
 
 # ---- Parameters of other texts and packages
@@ -185,42 +190,38 @@ def memory_lambda(memory: float) -> float:
     return 1.0 - 1.0 / memory
 
 
+_STARTS = 4  # vectors of coefficients that are followed
+_LARGEST_NORM = 10.0
+
+
 def _signal(x: ArrayLike, order: int = 0) -> NDArray[np.float64]:
     samples = np.asarray(x, dtype=np.float64)
     if samples.ndim != 1 or samples.size <= order:
         raise ValueError(f"x: shape {samples.shape}, must be 1-D with more than {order} samples")
-    if not np.any(samples):
-        raise ValueError("x: silent")
+    if not np.any(samples) or not np.all(np.isfinite(samples)):
+        raise ValueError("x: silent or not finite")
     return samples
 
 
-def _limit(x: NDArray[np.float64], order: int) -> float:
-    if order < 1:
-        raise ValueError(f"order: {order}, must be at least 1")
-    lags = np.array([x[k:] @ x[: x.size - k] for k in range(order)]) / x.size
-    index = np.arange(order)
-    eigenvalues = np.maximum(np.linalg.eigvalsh(lags[np.abs(index[:, None] - index)]), 0.0)
-    low, high = 0.0, 1.0 / float(eigenvalues[-1])
-    for _ in range(60):  # the sum grows with mu, from 0 to infinity
-        mu = 0.5 * (low + high)
-        if np.sum(mu * eigenvalues / (2.0 - 2.0 * mu * eigenvalues)) < 1.0:
-            low = mu
-        else:
-            high = mu
+def _limit(make: Callable[[], Union[Lms, Nlms]], x: NDArray[np.float64], high: float) -> float:
+    order = make().order
+    starts = np.random.default_rng(1).standard_normal((_STARTS, order))
+    starts /= np.linalg.norm(starts, axis=1, keepdims=True)
+    inputs = np.broadcast_to(x, (_STARTS, x.size)).copy()
+    silence = np.zeros_like(inputs)
+
+    def is_stable(mu: float) -> bool:
+        f = make()
+        f.mu = mu
+        f.coef = starts
+        with np.errstate(all="ignore"):
+            norms = np.linalg.norm(f.update(inputs, silence, history=order)[2], axis=2)
+        return bool(np.all(norms <= _LARGEST_NORM) and np.all(norms[:, -1] <= 1.0 + 1e-9))
+
+    low = high
+    while not is_stable(low):
+        low, high = 0.5 * low, low
+    for _ in range(6):
+        middle = float(np.sqrt(low * high))
+        low, high = (middle, high) if is_stable(middle) else (low, middle)
     return low
-
-
-def _running_power(x: NDArray[np.float64]) -> NDArray[np.float64]:
-    """0.99 * power + 0.01 * x**2, from the mean square on, in stretches of matrix products."""
-    stretch = 256
-    decay = 0.99 ** np.arange(1, stretch + 1)
-    lag = np.arange(stretch)
-    weights = np.tril(0.01 * 0.99 ** np.abs(lag[:, None] - lag))
-    result = np.empty_like(x)
-    last = float(np.mean(x**2))
-    for i in range(0, x.size, stretch):
-        square = x[i : i + stretch] ** 2
-        n = square.size
-        result[i : i + n] = weights[:n, :n] @ square + decay[:n] * last
-        last = float(result[i + n - 1])
-    return result
