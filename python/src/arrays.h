@@ -40,7 +40,9 @@ inline int32_t toSize(const char* name, const py::handle& value, int64_t least, 
     int overflow = 0;
     const long long number = PyLong_AsLongLongAndOverflow(index.ptr(), &overflow);
     if (overflow != 0 || number < least || number > most) {
-        refuse(name, (overflow > 0 ? "too large" : overflow < 0 ? "negative" : std::to_string(number)) +
+        refuse(name, (overflow > 0   ? "too large"
+                      : overflow < 0 ? "negative"
+                                     : std::to_string(number)) +
                          ", must be from " + std::to_string(least) + " to " + std::to_string(most));
     }
     return static_cast<int32_t>(number);
@@ -112,8 +114,10 @@ py::array toArray(const char* name, const py::handle& value) {
         refuseType(name, "an array of numbers is needed, not " +
                              text(py::type::of(value).attr("__name__")));
     }
-    if (array.size() > 0 && !numpy.attr("can_cast")(array.dtype(), type, "safe").template cast<bool>()) {
-        refuse(name, "dtype " + text(array.dtype()) + " cannot be cast to " + text(type) + " safely");
+    if (array.size() > 0 &&
+        !numpy.attr("can_cast")(array.dtype(), type, "safe").template cast<bool>()) {
+        refuse(name,
+               "dtype " + text(array.dtype()) + " cannot be cast to " + text(type) + " safely");
     }
     return numpy.attr("require")(array, type, "A");
 }
@@ -121,8 +125,9 @@ py::array toArray(const char* name, const py::handle& value) {
 // The same with adjacent elements along the last axis.
 template <class T>
 py::array withRows(const py::array& array) {
-    return hasRows(array) ? array
-                          : py::array(py::module_::import("numpy").attr("ascontiguousarray")(array));
+    return hasRows(array)
+               ? array
+               : py::array(py::module_::import("numpy").attr("ascontiguousarray")(array));
 }
 
 // The rows of an array, one a channel; `shared` if all channels have the same.
@@ -209,8 +214,8 @@ class Result {
             isNew_ = true;
         } else {
             if (!py::isinstance<py::array>(out)) {
-                refuseType(name, "an array is needed, not " +
-                                     text(py::type::of(out).attr("__name__")));
+                refuseType(name,
+                           "an array is needed, not " + text(py::type::of(out).attr("__name__")));
             }
             given_ = py::reinterpret_borrow<py::array>(out);
             const py::dtype type = given_.dtype();

@@ -29,17 +29,27 @@ concept Borrows = merlo64f::detail::Borrows<State>;
 template <class State>
 concept ThroughPath = merlo64f::detail::ThroughPath<State>;
 template <class State>
-concept Adapts = requires { merlo64f::Family<State>::filterUpdate; };
+concept Adapts = requires {
+    merlo64f::Family<State>::filterUpdate;
+};
 template <class State>
-concept SignForms = requires { merlo64f::Family<State>::filterUpdateSignErr; };
+concept SignForms = requires {
+    merlo64f::Family<State>::filterUpdateSignErr;
+};
 template <class State>
-concept Predicts = std::is_invocable_v<decltype(merlo64f::Family<State>::filterOnly), State*, double> &&
-    requires { merlo64f::Family<State>::filterUpdate(static_cast<State*>(nullptr), 0.0); };
+concept Predicts =
+    std::is_invocable_v<decltype(merlo64f::Family<State>::filterOnly), State*, double> && requires {
+    merlo64f::Family<State>::filterUpdate(static_cast<State*>(nullptr), 0.0);
+};
 template <class State>
-concept Regresses = requires { merlo64f::Family<State>::lcFilterUpdate; } ||
-    requires { merlo64f::Family<State>::lcFilter; };
+concept Regresses = requires {
+    merlo64f::Family<State>::lcFilterUpdate;
+}
+|| requires { merlo64f::Family<State>::lcFilter; };
 template <class State>
-concept RingLine = requires(State s) { s.head; }; // delayLine is a ring
+concept RingLine = requires(State s) {
+    s.head;
+}; // delayLine is a ring
 
 enum class Rule { kLms, kSignError, kSignRegressor, kSignSign };
 
@@ -92,8 +102,11 @@ class Bank {
     using Family = merlo64f::Family<State>;
     using Channels = std::vector<std::shared_ptr<Channel<State>>>;
 
-    explicit Bank(Filter filter) { channels_.push_back(std::make_shared<Channel<State>>(std::move(filter))); }
-    Bank(Channels channels, bool hasChannels) : channels_(std::move(channels)), hasChannels_(hasChannels) {}
+    explicit Bank(Filter filter) {
+        channels_.push_back(std::make_shared<Channel<State>>(std::move(filter)));
+    }
+    Bank(Channels channels, bool hasChannels)
+        : channels_(std::move(channels)), hasChannels_(hasChannels) {}
     Bank(const Bank&) = delete;
 
     // With `count` None one filter for 1-D arrays, else so many for 2-D arrays.
@@ -187,8 +200,8 @@ class Bank {
     // ---- Signals
 
     // d is null for predictors; an argument that is not given is null.
-    py::tuple update(py::handle x, py::handle d, py::handle adapt, py::handle history, py::handle out,
-                     Rule rule) {
+    py::tuple update(py::handle x, py::handle d, py::handle adapt, py::handle history,
+                     py::handle out, Rule rule) {
         const Use use(*this);
         Rows<double> in = samples("x", x);
         Rows<double> desired;
@@ -214,7 +227,8 @@ class Bank {
         double* snapshot = nullptr;
         std::vector<double> kept;
         if (every != 0) {
-            std::vector<py::ssize_t> shape{static_cast<py::ssize_t>(rows), static_cast<py::ssize_t>(taps)};
+            std::vector<py::ssize_t> shape{static_cast<py::ssize_t>(rows),
+                                           static_cast<py::ssize_t>(taps)};
             if (hasChannels_) {
                 shape.insert(shape.begin(), static_cast<py::ssize_t>(count()));
             }
@@ -231,7 +245,8 @@ class Bank {
                     adaptPiece(filter(c), rule, in[c].subspan(i, n),
                                d ? desired[c].subspan(i, n) : std::span<const double>(),
                                y[c].subspan(i, n), e[c].subspan(i, n),
-                               mask.length() == 0 ? std::span<const bool>() : mask[c].subspan(i, n));
+                               mask.length() == 0 ? std::span<const bool>()
+                                                  : mask[c].subspan(i, n));
                     if (n == every) {
                         readTaps(filter(c), snapshot, kept.data());
                         snapshot += taps;
@@ -279,7 +294,8 @@ class Bank {
         return py::make_tuple(y.finish(), e.finish());
     }
 
-    py::array filterRegressors(const py::handle& rows, const py::handle& out) requires(Regresses<State>) {
+    py::array filterRegressors(const py::handle& rows,
+                               const py::handle& out) requires(Regresses<State>) {
         const Use use(*this);
         const py::array given = toArray<double>("X", rows);
         Rows<double> matrix = regressors(given, std::nullopt);
@@ -339,7 +355,8 @@ class Bank {
         const Use use(*this);
         if (!hasChannels_) {
             auto* const owner = new std::shared_ptr<Filter>(channels_[0]->filter);
-            const py::capsule base(owner, [](void* p) { delete static_cast<std::shared_ptr<Filter>*>(p); });
+            const py::capsule base(
+                owner, [](void* p) { delete static_cast<std::shared_ptr<Filter>*>(p); });
             const std::span<double> array = locate(state());
             return py::array_t<double>(static_cast<py::ssize_t>(array.size()), array.data(), base);
         }
@@ -370,15 +387,15 @@ class Bank {
     // A number for each channel, from one or as many.
     std::vector<double> numbers(const char* name, const py::handle& value) const {
         const py::array array = toArray<double>(name, value);
-        if (array.ndim() > 0 &&
-            (!hasChannels_ || array.ndim() > 1 || array.size() != static_cast<py::ssize_t>(count()))) {
+        if (array.ndim() > 0 && (!hasChannels_ || array.ndim() > 1 ||
+                                 array.size() != static_cast<py::ssize_t>(count()))) {
             refuse(name, "shape " + shapeOf(array) + ", must be a number" +
                              (hasChannels_ ? " or one for each channel" : ""));
         }
         std::vector<double> all(count());
         for (size_t c = 0; c < count(); ++c) {
-            all[c] = *static_cast<const double*>(array.ndim() == 0 ? array.data()
-                                                                   : array.data(static_cast<py::ssize_t>(c)));
+            all[c] = *static_cast<const double*>(
+                array.ndim() == 0 ? array.data() : array.data(static_cast<py::ssize_t>(c)));
         }
         return all;
     }
@@ -386,7 +403,8 @@ class Bank {
     // The rows of `value`, broadcast to `length` elements a channel.
     Rows<double> broadcast(const char* name, const py::handle& value, size_t length) const {
         const auto size = static_cast<py::ssize_t>(length);
-        const py::object shape = hasChannels_ ? py::make_tuple(count(), size) : py::make_tuple(size);
+        const py::object shape =
+            hasChannels_ ? py::make_tuple(count(), size) : py::make_tuple(size);
         const py::array array = toArray<double>(name, value);
         try {
             return Rows<double>(py::module_::import("numpy").attr("broadcast_to")(array, shape),
@@ -418,7 +436,8 @@ class Bank {
         }
         const auto rows = static_cast<py::ssize_t>(count());
         return readOnly(py::array_t<double>(
-            std::vector<py::ssize_t>{rows, static_cast<py::ssize_t>(all.size()) / rows}, all.data()));
+            std::vector<py::ssize_t>{rows, static_cast<py::ssize_t>(all.size()) / rows},
+            all.data()));
     }
     static py::array readOnly(py::array array) {
         py::detail::array_proxy(array.ptr())->flags &= ~py::detail::npy_api::NPY_ARRAY_WRITEABLE_;
@@ -430,7 +449,8 @@ class Bank {
         py::array array = toArray<double>(name, value);
         if (hasChannels_) {
             if (array.ndim() != 2 || array.shape(0) != static_cast<py::ssize_t>(count())) {
-                refuse(name, "shape " + shapeOf(array) + ", must be (channels, samples) with channels=" +
+                refuse(name, "shape " + shapeOf(array) +
+                                 ", must be (channels, samples) with channels=" +
                                  std::to_string(count()));
             }
         } else if (array.ndim() != 1) {
@@ -438,10 +458,10 @@ class Bank {
         }
         Rows<double> rows(std::move(array), !hasChannels_);
         if constexpr (Blocks<State>) {
-            const auto blockLen = static_cast<size_t>(
-                const_cast<Bank*>(this)->state().blockLen);
+            const auto blockLen = static_cast<size_t>(const_cast<Bank*>(this)->state().blockLen);
             if (rows.length() % blockLen != 0) {
-                refuse(name, std::to_string(rows.length()) + " samples, must be a multiple of blockLen, " +
+                refuse(name, std::to_string(rows.length()) +
+                                 " samples, must be a multiple of blockLen, " +
                                  std::to_string(blockLen));
             }
         }
@@ -466,7 +486,8 @@ class Bank {
                 return {};
             }
             const auto length = static_cast<py::ssize_t>(x.length());
-            return Rows<bool>(py::module_::import("numpy").attr("zeros")(length, array.dtype()), true);
+            return Rows<bool>(py::module_::import("numpy").attr("zeros")(length, array.dtype()),
+                              true);
         }
         const bool shared = array.ndim() == 1;
         if (array.shape(array.ndim() - 1) != static_cast<py::ssize_t>(x.length())) {
@@ -477,8 +498,7 @@ class Bank {
         }
         Rows<bool> rows(std::move(array), shared);
         if constexpr (Blocks<State>) {
-            const auto blockLen =
-                static_cast<size_t>(const_cast<Bank*>(this)->state().blockLen);
+            const auto blockLen = static_cast<size_t>(const_cast<Bank*>(this)->state().blockLen);
             for (size_t c = 0; c < (shared ? 1 : count()); ++c) {
                 const std::span<const bool> mask = rows[c];
                 for (size_t i = 0; i < mask.size(); ++i) {
@@ -494,8 +514,7 @@ class Bank {
     size_t spacing(const py::handle& history) const {
         const auto every = static_cast<size_t>(toSize("history", history, 1, INT32_MAX));
         if constexpr (Blocks<State>) {
-            const auto blockLen =
-                static_cast<size_t>(const_cast<Bank*>(this)->state().blockLen);
+            const auto blockLen = static_cast<size_t>(const_cast<Bank*>(this)->state().blockLen);
             if (every % blockLen != 0) {
                 refuse("history", std::to_string(every) + ", must be a multiple of blockLen, " +
                                       std::to_string(blockLen));
@@ -532,13 +551,13 @@ class Bank {
         if (array.ndim() != dimensions || array.shape(dimensions - 1) != width ||
             (hasChannels_ && array.shape(0) != static_cast<py::ssize_t>(count())) ||
             (d && array.shape(dimensions - 2) != d->shape(dimensions - 2))) {
-            refuse("X", "shape " + shapeOf(array) + ", must be " + (hasChannels_ ? "(channels, " : "(") +
-                            "samples, " + std::to_string(width) + ")" +
+            refuse("X", "shape " + shapeOf(array) + ", must be " +
+                            (hasChannels_ ? "(channels, " : "(") + "samples, " +
+                            std::to_string(width) + ")" +
                             (d ? " with the samples of d, " + shapeOf(*d) : std::string()));
         }
         // One row a channel, of all its regressors.
-        py::array whole =
-            py::module_::import("numpy").attr("ascontiguousarray")(array);
+        py::array whole = py::module_::import("numpy").attr("ascontiguousarray")(array);
         const auto channels = static_cast<py::ssize_t>(count());
         const py::ssize_t all = array.shape(dimensions - 2) * width;
         return hasChannels_ ? Rows<double>(whole.reshape({channels, all}), false)

@@ -42,7 +42,9 @@ struct Flag { // True unless given
 struct Coefs { // 1-D, copied; its length is an argument in C
     const char* name;
     const char* what;
-    std::string doc(int32_t) const { return std::string(name) + " : array_like\n    " + what + "\n"; }
+    std::string doc(int32_t) const {
+        return std::string(name) + " : array_like\n    " + what + "\n";
+    }
 };
 
 template <class State>
@@ -50,8 +52,8 @@ int32_t toOrder(const py::handle& value, int32_t least = 1) {
     const int32_t order = toSize("order", value, least, INT32_MAX);
     constexpr int32_t most = merlo64f::Family<State>::maxOrder;
     if (order > most) {
-        std::string why = std::to_string(order) + ", must be from " + std::to_string(least) + " to " +
-                          std::to_string(most);
+        std::string why = std::to_string(order) + ", must be from " + std::to_string(least) +
+                          " to " + std::to_string(most);
         if constexpr (requires(State s) { s.partitions; }) {
             why += "; longer responses take more partitions";
         } else if constexpr (most == MAX_TAPS) {
@@ -118,10 +120,9 @@ class Class {
 
     // The text of the docstring: what the filter computes in one line, then notes and references.
     template <class... Arguments>
-    Class(py::module_& module, const char* name, const char* summary, std::tuple<Arguments...> arguments,
-          const char* notes)
-        : name_(name),
-          class_(module, name, classDoc(name, summary, arguments, notes).c_str()) {
+    Class(py::module_& module, const char* name, const char* summary,
+          std::tuple<Arguments...> arguments, const char* notes)
+        : name_(name), class_(module, name, classDoc(name, summary, arguments, notes).c_str()) {
         defineInit(arguments, std::index_sequence_for<Arguments...>());
         defineSignals();
         defineFields();
@@ -141,14 +142,16 @@ class Class {
         std::string doc = std::string(name) + "(";
         merlo64f::detail::forEach(arguments, [&](const auto& a) { doc += signature(a) + ", "; });
         doc += std::string("*, channels=None)\n--\n\n") + summary + "\n\nParameters\n----------\n";
-        merlo64f::detail::forEach(arguments, [&](const auto& a) { doc += a.doc(Family::maxOrder); });
+        merlo64f::detail::forEach(arguments,
+                                  [&](const auto& a) { doc += a.doc(Family::maxOrder); });
         doc += docs::kChannels;
         return doc + "\n" + notes;
     }
 
     template <class... Arguments, size_t... i>
     void defineInit(const std::tuple<Arguments...>& arguments, std::index_sequence<i...>) {
-        const auto make = [arguments](decltype((void(i), py::object()))... values, const py::object& channels) {
+        const auto make = [arguments](decltype((void(i), py::object()))... values,
+                                      const py::object& channels) {
             std::vector<py::array> kept; // what the arguments of C point to
             const auto c = std::tuple_cat(toC<State>(std::get<i>(arguments), values, kept)...);
             if constexpr (Transforms<State> && Blocks<State>) {
@@ -332,7 +335,8 @@ class Class {
             }
         });
         if constexpr (Borrows<State>) {
-            merlo64f::detail::forEach(Family::borrowed, [&](const auto& lent) { defineView(lent); });
+            merlo64f::detail::forEach(Family::borrowed,
+                                      [&](const auto& lent) { defineView(lent); });
         }
         if constexpr (Transforms<State>) {
             defineTwiddles();
@@ -377,8 +381,8 @@ class Class {
                 "coef", [](B& b) { return b.values(B::taps); },
                 [](B& b, const py::object& value) {
                     b.requireSetUp();
-                    const Rows<double> values = b.broadcast(
-                        "coef", value, static_cast<size_t>(B::tapCount(b.state())));
+                    const Rows<double> values =
+                        b.broadcast("coef", value, static_cast<size_t>(B::tapCount(b.state())));
                     const typename B::Use use(b);
                     for (size_t c = 0; c < b.count(); ++c) {
                         b.filter(c).setCoef(values[c]);
@@ -402,10 +406,12 @@ class Class {
                 const size_t length = static_cast<size_t>(array.size());
                 if (array.ndim() != 1 || length < 4 || (length & (length - 1)) != 0 ||
                     length < static_cast<size_t>(b.state().fftLen) / 2) {
-                    refuse("fftTwiddles", "shape " + shapeOf(array) +
-                                              ", must be a power of two of at least fftLen / 2 and 4");
+                    refuse("fftTwiddles",
+                           "shape " + shapeOf(array) +
+                               ", must be a power of two of at least fftLen / 2 and 4");
                 }
-                const std::span<const double> values(static_cast<const double*>(array.data()), length);
+                const std::span<const double> values(static_cast<const double*>(array.data()),
+                                                     length);
                 b.change([&](F& f) { f.setTwiddles(values); });
             },
             docs::kTwiddles);
@@ -433,8 +439,8 @@ class Class {
     // ---- The accessors of C
 
     template <class Get>
-    static std::vector<double> got(Get get, merlo64f::Filter<State>& filter, int32_t start, int32_t count,
-                                   bool reversed) {
+    static std::vector<double> got(Get get, merlo64f::Filter<State>& filter, int32_t start,
+                                   int32_t count, bool reversed) {
         const size_t longest = [&] { // of any vector of the record
             size_t most = static_cast<size_t>(B::tapCount(filter.state()));
             merlo64f::forEachArray(filter.state(), [&](const char*, std::span<double> array) {
@@ -450,7 +456,8 @@ class Class {
     void defineGetter(const char* name, Get get) {
         class_.def(
             name,
-            [get](B& b, const py::object& start, const py::object& count, const py::object& reversed) {
+            [get](B& b, const py::object& start, const py::object& count,
+                  const py::object& reversed) {
                 const int32_t from = toSize("start", start, 0, INT32_MAX);
                 const int32_t most =
                     count.is_none() ? INT32_MAX : toSize("count", count, 1, INT32_MAX);
@@ -465,7 +472,8 @@ class Class {
     void defineSetter(const char* name, Set set) {
         class_.def(
             name,
-            [set](B& b, const py::object& values, const py::object& start, const py::object& reversed) {
+            [set](B& b, const py::object& values, const py::object& start,
+                  const py::object& reversed) {
                 const int32_t from = toSize("start", start, 0, INT32_MAX);
                 const bool backwards = toFlag("reversed", reversed);
                 const py::array array = toArray<double>("values", values);
@@ -509,19 +517,20 @@ class Class {
     void defineState() {
         using F = merlo64f::Filter<State>;
         if constexpr (requires { Family::reset; }) {
-            class_.def("reset", [](B& b) { b.change([](F& f) { f.reset(); }); }, docs::kReset);
+            class_.def(
+                "reset", [](B& b) { b.change([](F& f) { f.reset(); }); }, docs::kReset);
         }
         if constexpr (requires { Family::resetDelayLine; }) {
-            class_.def("reset_delay_line", [](B& b) { b.change([](F& f) { f.resetDelayLine(); }); },
-                       docs::kResetDelayLine);
+            class_.def(
+                "reset_delay_line", [](B& b) { b.change([](F& f) { f.resetDelayLine(); }); },
+                docs::kResetDelayLine);
         }
         defineResize("resize", [](const py::object& order) {
             return toOrder<State>(order, Family::name == std::string("tdlms64f") ? 3 : 1);
         });
         // As in C: larger orders are reduced.
-        defineResize("_resize", [](const py::object& order) {
-            return toSize("order", order, 1, INT32_MAX);
-        });
+        defineResize("_resize",
+                     [](const py::object& order) { return toSize("order", order, 1, INT32_MAX); });
         class_.def("copy", &B::copy, docs::kCopy);
         class_.def("__copy__", &B::copy);
         class_.def("__deepcopy__", [](B& b, const py::object&) { return b.copy(); });
@@ -562,7 +571,8 @@ class Class {
                 arg("order"), arg("blockLen") = none, docs::kResize);
         } else {
             class_.def(
-                name, [=](B& b, const py::object& order) {
+                name,
+                [=](B& b, const py::object& order) {
                     b.requireSetUp();
                     b.resize(orderOf(order));
                 },

@@ -7,8 +7,9 @@ void defineBlock(py::module_& module) {
     const Order order;
     const Number mu{"mu", "Step size, any value; see Notes for the stable range."};
     const SizeArgument blockLen{"blockLen", "Block length in samples, at least 1."};
-    const Flag constrained{"constrained",
-                           "Reduce the coefficients to `order` taps in the time domain after every update."};
+    const Flag constrained{
+        "constrained",
+        "Reduce the coefficients to `order` taps in the time domain after every update."};
 
     Class<blms64fState>(module, "Blms", "LMS filter over blocks (blms64f).",
                         std::tuple(order, blockLen, mu),
@@ -33,7 +34,8 @@ References
 ----------
 Nagumo and Noda 1967, A learning method for system identification.
 )");
-    Class<bfdaf64fState>(module, "Bfdaf", "Block frequency-domain filter by overlap-save (bfdaf64f).",
+    Class<bfdaf64fState>(module, "Bfdaf",
+                         "Block frequency-domain filter by overlap-save (bfdaf64f).",
                          std::tuple(order, blockLen, mu, constrained),
                          R"(Notes
 -----
@@ -47,7 +49,8 @@ Ferrara 1980, Fast implementation of LMS adaptive filters; Shynk 1992, Frequency
 adaptive filtering; Mansour and Gray 1982, Unconstrained frequency-domain adaptive filter.
 )");
     Class<pbfdaf64fState>(
-        module, "Pbfdaf", "Partitioned block frequency-domain filter (pbfdaf64f), for long responses.",
+        module, "Pbfdaf",
+        "Partitioned block frequency-domain filter (pbfdaf64f), for long responses.",
         std::tuple(order, blockLen,
                    SizeArgument{"partitions", "Number of parts of `order` taps, at least 1."}, mu,
                    constrained),

@@ -33,7 +33,8 @@ out : (ndarray, ndarray), optional
     Arrays of dtype float64 and the shape of x to write y and e to. y may be x itself, e may be d
     itself. An input that overlaps otherwise is copied first.
 )";
-inline const std::string kUpdateReturns = R"(coefs : ndarray, (samples // history, taps) or (channels, samples // history, taps)
+inline const std::string kUpdateReturns =
+    R"(coefs : ndarray, (samples // history, taps) or (channels, samples // history, taps)
     Only with `history`.
 
 Notes
@@ -64,7 +65,8 @@ e : ndarray, shape of x
     Errors d - y of the same samples; in RlsLattice the a-posteriori errors.
 )" + kUpdateReturns;
 
-inline const std::string kUpdateByRule = R"(($self, x, d, adapt=True, history=None, out=None, rule='lms')
+inline const std::string kUpdateByRule =
+    R"(($self, x, d, adapt=True, history=None, out=None, rule='lms')
 --
 
 Filter x, form the errors and adapt.
@@ -75,7 +77,8 @@ x : array_like, (samples,) or (channels, samples)
     Input.
 d : array_like, shape of x
     Desired signal, in the unit of y.
-)" + kUpdateArguments + R"(rule : {'lms', 'sign-error', 'sign-regressor', 'sign-sign'}
+)" + kUpdateArguments +
+    R"(rule : {'lms', 'sign-error', 'sign-regressor', 'sign-sign'}
     Factors that are replaced by their signs. The sign of 0 is +1.
 
 Returns
@@ -163,7 +166,8 @@ ndarray, shape of x
     Outputs, in the unit of x times that of coef.
 )";
 
-inline constexpr const char* kUpdateRegressors = R"(Adapt on regressors from anywhere instead of a delay line.
+inline constexpr const char* kUpdateRegressors =
+    R"(Adapt on regressors from anywhere instead of a delay line.
 
 Parameters
 ----------
@@ -236,25 +240,30 @@ int
 inline constexpr const char* kReset =
     "Set the coefficients to 0; in the least-squares lattices, restore all start values.";
 inline constexpr const char* kResetDelayLine = "Set the sample history to 0.";
-inline constexpr const char* kCopy = "Return a filter in the same state that shares nothing with this one.";
+inline constexpr const char* kCopy =
+    "Return a filter in the same state that shares nothing with this one.";
 inline constexpr const char* kChannel =
     "One channel as a filter for 1-D arrays. It shares its state with this filter.";
-inline constexpr const char* kResize = R"(Change the sizes; keep parameters, the first coefficients and the newest samples.
+inline constexpr const char* kResize =
+    R"(Change the sizes; keep parameters, the first coefficients and the newest samples.
 
 Sizes that are not given stay. Arrays taken from the filter before keep their old values and no longer
 belong to it. `err` has no value until the next update. A failure changes nothing.
 )";
-inline constexpr const char* kBuffers = R"(dict of str to ndarray: the arrays of the C record as they lie in memory.
+inline constexpr const char* kBuffers =
+    R"(dict of str to ndarray: the arrays of the C record as they lie in memory.
 
 Without channels they read and write in place. The transform families hold packed spectra in coef, and
 ring lines begin at their positions.
 )";
-inline constexpr const char* kTwiddles = R"(ndarray: the twiddle factors of the transform, FFT_TWIDDLES_LEN(n) elements of C.
+inline constexpr const char* kTwiddles =
+    R"(ndarray: the twiddle factors of the transform, FFT_TWIDDLES_LEN(n) elements of C.
 
 A copy, which cannot be written to. Assign those of another host to get its bits; copies and pickles
 have them too. A resize to a longer transform than n computes them again.
 )";
-inline constexpr const char* kTaps = R"(ndarray, (taps,): coefficients in the time domain, coef[0] for the newest sample.
+inline constexpr const char* kTaps =
+    R"(ndarray, (taps,): coefficients in the time domain, coef[0] for the newest sample.
 
 A copy, which cannot be written to; assign to the property. Reading does not change the filter.
 )";
@@ -276,14 +285,17 @@ inline const char* ofField(const std::string& name) {
                  "first stage of a lattice. Reads and writes in place, except with channels."},
         {"coefTail", "int: positions behind the taps, fftLen - order."},
         {"constrained", "bool: the coefficients are reduced to `order` taps after every update."},
-        {"crossCorr", "ndarray, (order,): correlation of the forward and the delayed backward error."},
-        {"delayLine", "ndarray: what the filter keeps of the past: samples, newest first in Rls, oldest "
-                      "first in Bfdaf and Pbfdaf; in the lattices the backward errors."},
+        {"crossCorr",
+         "ndarray, (order,): correlation of the forward and the delayed backward error."},
+        {"delayLine",
+         "ndarray: what the filter keeps of the past: samples, newest first in Rls, oldest "
+         "first in Bfdaf and Pbfdaf; in the lattices the backward errors."},
         {"err", "float: error of the last sample that was adapted on."},
         {"errHead", "int: position in errLine that the next residual overwrites."},
         {"errLine", "ndarray, (estLen,): ring of past residuals."},
-        {"estCoef", "ndarray, (estLen,): estimate of the secondary path, estCoef[0] for the newest "
-                    "sample. The filter's own copy; reads and writes in place, except with channels."},
+        {"estCoef",
+         "ndarray, (estLen,): estimate of the secondary path, estCoef[0] for the newest "
+         "sample. The filter's own copy; reads and writes in place, except with channels."},
         {"estLen", "int: length of estCoef."},
         {"fftLen", "int: length of the transform."},
         {"frame", "ndarray, (fftLen,): the last frame; its spectrum after an update."},
@@ -300,7 +312,8 @@ inline const char* ofField(const std::string& name) {
         {"invScale", "float: 2 / fftLen."},
         {"jointCorr", "ndarray, (order,): correlation of the joint and the backward error."},
         {"lambda", "float: forgetting factor; memory of about 1 / (1 - lambda_) samples."},
-        {"mu", "float: step size, read at every update. With channels an array; one number sets all."},
+        {"mu",
+         "float: step size, read at every update. With channels an array; one number sets all."},
         {"muCoef", "float: step size of coef, read at every update."},
         {"order", "int: number of taps or stages; of a part in Pbfdaf."},
         {"outBuf", "ndarray, (fftLen,): work array."},
@@ -309,8 +322,9 @@ inline const char* ofField(const std::string& name) {
         {"overlap", "int: samples of history in a frame, fftLen - blockLen."},
         {"parcor", "ndarray, (order,): reflection coefficients; parcor[i - 1] is that of stage i."},
         {"partitions", "int: number of parts of the response."},
-        {"power", "float, or ndarray in the lattices: running power that the step is divided by. 1.0 at "
-                  "first."},
+        {"power",
+         "float, or ndarray in the lattices: running power that the step is divided by. 1.0 at "
+         "first."},
         {"powerAvg", "ndarray, (bins,): running power of each bin. 1.0 at first."},
         {"powerGain", "float: weight of a new power spectrum in powerAvg."},
         {"powerInst", "ndarray, (bins,): power spectrum of the last frame."},
@@ -319,8 +333,9 @@ inline const char* ofField(const std::string& name) {
         {"ring", "ndarray, (specLen,): spectra of the newest frames."},
         {"ringPos", "int: place of the next frame in ring, in pairs of elements."},
         {"scratch", "ndarray, (fftLen,): work array."},
-        {"secCoef", "ndarray, (secLen,): secondary path, secCoef[0] for the newest sample. The filter's "
-                    "own copy; reads and writes in place, except with channels."},
+        {"secCoef",
+         "ndarray, (secLen,): secondary path, secCoef[0] for the newest sample. The filter's "
+         "own copy; reads and writes in place, except with channels."},
         {"secLen", "int: length of secCoef."},
         {"specLen", "int: fftLen * partitions."},
         {"updateCoef", "bool: updates compute coef. True at first."},

@@ -95,9 +95,9 @@ using FastCall = PyObject* (*)(PyObject*, PyObject* const*, Py_ssize_t, PyObject
 // Adds a method with its text, whose first line is the signature. Both live as long as the class.
 inline void defineFast(py::handle type, const char* name, FastCall call, const std::string& text) {
     auto* const doc = new std::string(name + text);
-    auto* const method = new PyMethodDef{
-        name, reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(call)),
-        METH_FASTCALL | METH_KEYWORDS, doc->c_str()};
+    auto* const method =
+        new PyMethodDef{name, reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(call)),
+                        METH_FASTCALL | METH_KEYWORDS, doc->c_str()};
     const auto descriptor = py::reinterpret_steal<py::object>(
         PyDescr_NewMethod(reinterpret_cast<PyTypeObject*>(type.ptr()), method));
     if (!descriptor) {

@@ -5,19 +5,21 @@ namespace binding {
 
 void defineLeastSquares(py::module_& module) {
     const Order order;
-    const Number lambda{"lambda_", "Forgetting factor, any value; 0.95 to 1 is usual. Memory of about "
-                                   "1 / (1 - lambda_) samples."};
+    const Number lambda{"lambda_",
+                        "Forgetting factor, any value; 0.95 to 1 is usual. Memory of about "
+                        "1 / (1 - lambda_) samples."};
     const std::string silence = R"(
 
 After a silence of some ``40 / (1 - lambda_)`` samples the next sample makes all arrays NaN: call reset()
 before the signal begins again. It is also the remedy after a NaN.
 )";
 
-    Class<rls64fState>(module, "Rls", "Recursive-least-squares filter (rls64f).",
-                       std::tuple(order, lambda,
-                                  Number{"delta", "Start value of P's diagonal, in the unit of 1 / x**2; "
-                                                  "larger is faster, with 0 the filter never adapts."}),
-                       R"(Notes
+    Class<rls64fState>(
+        module, "Rls", "Recursive-least-squares filter (rls64f).",
+        std::tuple(order, lambda,
+                   Number{"delta", "Start value of P's diagonal, in the unit of 1 / x**2; "
+                                   "larger is faster, with 0 the filter never adapts."}),
+        R"(Notes
 -----
 ``e = d - sum(coef[k] * x[n - k])``; P is the inverse correlation matrix of x with the weight lambda_**age.
 P starts as ``delta * I``, where the textbook has ``I / delta``, and is updated by
@@ -40,29 +42,34 @@ References
 ----------
 Lee, Morf and Friedlander 1981, Recursive least squares ladder estimation algorithms; Diniz 2013, Adaptive
 Filtering.
-)").c_str());
+)")
+                                  .c_str());
     Class<rlslfpef64fState>(module, "RlsLfPef",
                             "Forward predictor, a least-squares lattice (rlslfpef64f).",
                             std::tuple(order, lambda),
                             (std::string(R"(Notes
 -----
 Predicts the newest sample from the `order` before it. coef is the direct form, as in LfPef; e are
-a-posteriori errors.)") + silence + R"(
+a-posteriori errors.)") + silence +
+                             R"(
 References
 ----------
 Those of RlsLattice.
-)").c_str());
+)")
+                                .c_str());
     Class<rlslbpef64fState>(module, "RlsLbPef",
                             "Backward predictor, a least-squares lattice (rlslbpef64f).",
                             std::tuple(order, lambda),
                             (std::string(R"(Notes
 -----
 Predicts the sample `order` steps back from those after it: ``y[n] + e[n]`` is ``x[n - order]``. coef is the
-direct form; e are a-posteriori errors.)") + silence + R"(
+direct form; e are a-posteriori errors.)") +
+                             silence + R"(
 References
 ----------
 Those of RlsLattice.
-)").c_str());
+)")
+                                .c_str());
 }
 
 } // namespace binding

@@ -14,7 +14,8 @@ template <class State>
 py::dict save(merlo64f::Filter<State>& filter) {
     py::dict record;
     State& state = filter.state();
-    merlo64f::forEachField(state, [&](const char* name, const auto& field) { record[name] = field; });
+    merlo64f::forEachField(state,
+                           [&](const char* name, const auto& field) { record[name] = field; });
     merlo64f::forEachArray(state, [&](const char* name, std::span<double> array) {
         record[name] = py::array_t<double>(static_cast<py::ssize_t>(array.size()), array.data());
     });
@@ -63,7 +64,8 @@ struct Record {
             longest = std::max<int64_t>(longest, array.length(state));
         });
         if constexpr (Borrows<State>) {
-            merlo64f::detail::forEach(Family::borrowed, [&](const auto& lent) { take(from, lent); });
+            merlo64f::detail::forEach(Family::borrowed,
+                                      [&](const auto& lent) { take(from, lent); });
         }
         if constexpr (Transforms<State>) {
             arrays.push_back(rowOf(from, kTwiddles));

@@ -15,12 +15,14 @@ NaN: reset(), reset_delay_line(), power = 1.0.
 void defineTransversal(py::module_& module) {
     const Order order;
     const Number mu{"mu", "Step size, any value; see Notes for the stable range."};
-    const Coefs secCoef{"secCoef", "Secondary path, from the output of the filter to the error sensor."};
+    const Coefs secCoef{"secCoef",
+                        "Secondary path, from the output of the filter to the error sensor."};
     const Coefs estCoef{"estCoef", "Estimate of the secondary path."};
 
-    Class<fir64fState>(module, "Fir", "Fixed transversal filter (fir64f).",
-                       std::tuple(Coefs{"coef", "1 to 32 coefficients, coef[0] for the newest sample."}),
-                       R"(Notes
+    Class<fir64fState>(
+        module, "Fir", "Fixed transversal filter (fir64f).",
+        std::tuple(Coefs{"coef", "1 to 32 coefficients, coef[0] for the newest sample."}),
+        R"(Notes
 -----
 ``y[n] = sum(coef[k] * x[n - k])``. coef is the filter's own copy. Responses of more than 32 taps:
 Pbfdaf with set_coef() and filter().
@@ -83,7 +85,8 @@ References
 ----------
 Morgan 1980, An analysis of multiple correlation cancellation loops with a filter in the auxiliary path;
 Burgess 1981, Active adaptive sound control in a duct: a computer simulation.
-)").c_str());
+)")
+                             .c_str());
     Class<adjlms64fState>(module, "AdjLms", "Adjoint LMS filter (adjlms64f), for noise control.",
                           std::tuple(order, mu, secCoef, estCoef),
                           (std::string(R"(Notes
@@ -95,7 +98,8 @@ about ``0 < mu < 2 / order`` at best; a fiftieth to a tenth of ``1 / order`` is 
 References
 ----------
 Wan 1996, Adjoint LMS: an efficient alternative to the filtered-x LMS and multiple error LMS algorithms.
-)").c_str());
+)")
+                              .c_str());
 }
 
 } // namespace binding

@@ -150,9 +150,11 @@ def test_every_family_of_c_is_there():
     assert {family.cls.__name__ for family in FAMILIES} == set(merlo64f.__all__) - {"steps"}
 
 
-def test_the_guide_runs(tmp_path, monkeypatch):
+@pytest.mark.parametrize("page", ["README.md", "docs/guide/python.md"])
+def test_printed_programs_run(page, tmp_path, monkeypatch):
     """The code of the page, in its order, in one interpreter."""
     monkeypatch.chdir(tmp_path)
-    text = (ROOT / "docs" / "guide" / "python.md").read_text()
+    text = (ROOT / page).read_text()
     program = "\n".join(block.split("\n```")[0] for block in text.split("```python\n")[1:])
-    exec(compile(program, "python.md", "exec"), {"__name__": "__guide__"})
+    exec(compile(program, page, "exec"), {"__name__": "__page__"})
+    assert (tmp_path / "learning_curve.png").stat().st_size > 1000
