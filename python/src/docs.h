@@ -21,7 +21,8 @@ MemoryError
     Not enough memory.
 )";
 
-// Methods of fast_call.h: the text begins with the signature. What all updates have in common, after the arguments x and d.
+// The text of a method of fast_call.h begins with its signature. All updates have these paragraphs, after
+// those on x and d.
 inline const std::string kUpdateArguments = R"(adapt : bool or array_like of bool, default True
     False: only filter, leave the coefficients. An array has an element per sample, (samples,) for
     all channels alike or the shape of x. In families with blockLen it must not change within a
