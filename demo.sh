@@ -18,7 +18,7 @@ least_gain=14                  # dB of prediction of either predictor, median ov
 least_remedy=20                # dB by which the remedy of a mistake is better
 most_samples=10000             # that either least-squares filter needs to identify a system to -60 dB
 steps=(tour noise_canceller noise_control anc_hardware echo_canceller line_enhancer voice_predictor
-    system_identification static_storage pitfalls) # each a function below
+    system_identification static_storage pitfalls python) # each a function below
 declare -A titles=(
     [tour]="Tour: a typical job for each family"
     [noise_canceller]="Noise canceller: voice in fan noise, a second microphone at the fan"
@@ -29,6 +29,7 @@ declare -A titles=(
     [voice_predictor]="Voice predictor: linear prediction of the same voice, forwards and backwards"
     [system_identification]="System identification: five filters on the same coloured input"
     [static_storage]="Static storage: two filters without a heap"
+    [python]="Python: filters compared, hum out of an electrocardiogram"
     [pitfalls]="Pitfalls: the usual mistakes and their remedies"
 )
 
@@ -207,6 +208,19 @@ system_identification() {
 }
 
 static_storage() { "$bin/static_storage" || die "static storage: the level falls by less than 40 dB"; }
+
+python() {
+    local example
+    need_packages pybind11-dev python3-dev python3-matplotlib python3-numpy python3-scipy || exit 1
+    quietly "$build/build.log" cmake -S "$root" -B "$build" \
+        -DMERLO64F_BUILD_PYTHON=ON -DPython_EXECUTABLE=/usr/bin/python3
+    quietly "$build/build.log" cmake --build "$build" --parallel 2
+    for example in compare_filters ecg_hum; do
+        PYTHONPATH=$build/python /usr/bin/python3 "$root/python/examples/$example.py" "$out" ||
+            die "$example.py misses its bound"
+    done
+    say "pictures: demo-output/python_comparison.png demo-output/python_ecg.png"
+}
 
 pitfalls() {
     "$bin/pitfalls" --curves "$out/pitfalls.dat" | tee "$out/pitfalls.txt"

@@ -17,7 +17,7 @@ Usage: ./test.sh [BUILD...]         tests these builds; without a name: sanitize
        ./test.sh packages | static | coverage | mutation | docs | page
 
 Builds
-  gcc        gcc -O3, examples, benchmark, installation
+  gcc        gcc -O3, examples, benchmark, installation, Python package
   clang      clang -O3
   sanitize   clang with the address and undefined-behaviour sanitizers, and some seconds of fuzzing
   threads    clang with the thread sanitizer
@@ -38,6 +38,9 @@ otherwise it lists them and stops. Logs: build/logs.
 EOT
 }
 
+python_build="pybind11-dev python3-dev python3-pybind11"
+python_tests="mypy python3-hypothesis python3-matplotlib python3-numpy python3-pytest python3-scipy"
+
 target_packages() { # TARGET
     sed -n 's/^# Debian packages: //p' "cmake/targets/$1.cmake"
 }
@@ -47,9 +50,10 @@ packages_for() { # BUILD or MODE
     case $1 in
         clang*) echo clang ;;
         sanitize | threads) echo clang libclang-rt-dev ;;
-        gcc | gcc-v3) echo libsndfile1-dev libbenchmark-dev ;;
-        packages) echo debhelper dpkg-dev lintian libsndfile1-dev ;;
-        static) echo clang clang-tidy cppcheck libsndfile1-dev libbenchmark-dev ;;
+        gcc | gcc-v3) echo libsndfile1-dev libbenchmark-dev "$python_build" "$python_tests" ;;
+        packages) echo debhelper dh-python dpkg-dev lintian libsndfile1-dev python3-pip python3-setuptools \
+            python3-wheel "$python_build" "$python_tests" ;;
+        static) echo clang clang-tidy cppcheck libsndfile1-dev libbenchmark-dev "$python_build" ;;
         coverage) echo clang libclang-rt-dev llvm python3 ;;
         docs) echo doxygen ;;
         web) target_packages wasm32 ;;

@@ -198,7 +198,32 @@ class Filter {
     }
 
     /** A filter in the same state, which shares nothing with this one. */
-    Filter copy() const { return from(state_); }
+    Filter copy() const {
+        Filter filter = from(state_);
+        if constexpr (detail::Transforms<State>) {
+            filter.setTwiddles(twiddles());
+        }
+        return filter;
+    }
+
+    /** The twiddle factors of a transform family, for its longest transform so far or a longer one. */
+    Input twiddles() const { return owned_.tables.twiddles; }
+
+    /** Replaces them, as by those of another host, whose bits the filter then has: FFT_TWIDDLES_LEN(n)
+     * elements for a power of two n, at least fftLen and 8. A Resize to a longer transform than that
+     * computes them again. */
+    void setTwiddles(Input values) {
+        const size_t n = 2 * values.size();
+        if (n < 8 || (n & (n - 1)) != 0 || n > size_t{1} << 30 ||
+            n < static_cast<size_t>(state_.fftLen)) {
+            detail::refuse<Family>("twiddles of a wrong length");
+        }
+        if (n != 2 * owned_.tables.twiddles.size()) {
+            owned_.tables = detail::Tables(static_cast<int32_t>(n));
+            useTables();
+        }
+        std::copy(values.begin(), values.end(), owned_.tables.twiddles.begin());
+    }
 
     /** The C record. Its buffers belong to the filter. */
     State& state() { return state_; }
@@ -256,22 +281,37 @@ class Filter {
         }
     }
 
-    /** Adapts on regressors from anywhere instead of a delay line: `order` elements of `rows` for
-     * each sample of d, which LCFilterUpdate takes as its linear line. */
+    /** Adapts on regressors from anywhere instead of a delay line: for each sample of d a row of `order`
+     * elements, in tdlms64f of fftLen, which LCFilterUpdate takes as its linear line. */
     void updateRegressors(Input rows, Input d, Output y, Output e) {
-        const auto order = static_cast<size_t>(state_.order);
-        requireLengths(d.size(), {y.size(), e.size()}, 0);
-        if (rows.size() != d.size() * order) {
-            detail::refuse<Family>("rows does not have order elements per sample");
-        }
-        size_t length = order;
-        if constexpr (detail::Transforms<State>) { // tdlms64f of 2^k + 1 taps has a line of 2^k
-            length = std::min(order, static_cast<size_t>(state_.fftLen));
-        }
-        for (size_t i = 0; i < d.size(); ++i) {
-            std::copy_n(rows.data() + i * order, length, state_.delayLine);
-            y[i] = Family::lcFilterUpdate(&state_, d[i]);
-            e[i] = state_.err;
+        runRows<Family::lcFilterUpdate>(rows, d, y, e);
+    }
+
+    /** The sign-error form. */
+    void updateRegressorsSignErr(Input rows, Input d, Output y, Output e) {
+        runRows<Family::lcFilterUpdateSignErr>(rows, d, y, e);
+    }
+
+    /** The sign-regressor form. */
+    void updateRegressorsSignReg(Input rows, Input d, Output y, Output e) {
+        runRows<Family::lcFilterUpdateSignReg>(rows, d, y, e);
+    }
+
+    /** The sign-sign form. */
+    void updateRegressorsSignSign(Input rows, Input d, Output y, Output e) {
+        runRows<Family::lcFilterUpdateSignSign>(rows, d, y, e);
+    }
+
+    /** Filters regressors without adapting: an element of y for each row. */
+    void filterRegressors(Input rows, Output y) {
+        requireRows(rows, y.size());
+        for (size_t i = 0; i < y.size(); ++i) {
+            insertRow(rows, i);
+            if constexpr (requires { Family::lcFilter; }) {
+                y[i] = Family::lcFilter(&state_);
+            } else {
+                y[i] = Family::lcFilterOnly(&state_);
+            }
         }
     }
 
@@ -287,8 +327,7 @@ class Filter {
     void resize(Sizes... sizes) {
         if constexpr (detail::Transforms<State>) {
             cover(sizes...);
-            state_.fftTable = owned_.tables.table.data();
-            state_.fftTwiddles = owned_.tables.twiddles.data();
+            useTables();
         }
         detail::check<Family>(Family::resize(&state_, sizes...));
     }
@@ -335,6 +374,11 @@ class Filter {
         if (!owned_.tables.cover(longest)) {
             owned_.tables = detail::Tables(longest); // has the same values for shorter transforms
         }
+    }
+
+    void useTables() {
+        state_.fftTable = owned_.tables.table.data();
+        state_.fftTwiddles = owned_.tables.twiddles.data();
     }
 
     size_t blockLen() const { return static_cast<size_t>(state_.blockLen); }
@@ -432,6 +476,33 @@ class Filter {
             for (size_t k = i; k < i + length; ++k) {
                 e[k] = d[k] - y[k];
             }
+        }
+    }
+
+    size_t rowLen() const {
+        if constexpr (detail::Transforms<State>) {
+            return static_cast<size_t>(state_.fftLen);
+        } else {
+            return static_cast<size_t>(state_.order);
+        }
+    }
+    void requireRows(Input rows, size_t count) const {
+        if (rows.size() != count * rowLen()) {
+            detail::refuse<Family>("rows of another length than the delay line");
+        }
+    }
+    void insertRow(Input rows, size_t i) {
+        std::copy_n(rows.data() + i * rowLen(), rowLen(), state_.delayLine);
+    }
+
+    template <auto updateOperation>
+    void runRows(Input rows, Input d, Output y, Output e) {
+        requireLengths(d.size(), {y.size(), e.size()}, 0);
+        requireRows(rows, d.size());
+        for (size_t i = 0; i < d.size(); ++i) {
+            insertRow(rows, i);
+            y[i] = updateOperation(&state_, d[i]);
+            e[i] = state_.err;
         }
     }
 

@@ -185,6 +185,26 @@ TEST(Filter, EqualsTheOperationsOfC) {
     EXPECT_EQ(rowY, y);
 }
 
+// Another host's tables give its bits, in a copy too.
+TEST(Filter, TakesTwiddlesOfAnotherHost) {
+    Filter<bfdaf64fState> filter(8, 8, 0.01, 1), other(8, 8, 0.01, 1);
+    Values twiddles(filter.twiddles().begin(), filter.twiddles().end());
+    ASSERT_EQ(twiddles.size(), 8u);
+    filter.setTwiddles(twiddles);
+    EXPECT_EQ(run(filter, 1), run(other, 1));
+    twiddles[2] *= 1.001;
+    filter.setTwiddles(twiddles);
+    auto twin = filter.copy();
+    const Trace changed = run(filter, 2);
+    EXPECT_EQ(run(twin, 2), changed);
+    EXPECT_NE(run(other, 2), changed);
+    other.setTwiddles(Filter<bfdaf64fState>(32, 33, 0.01, 1).twiddles());
+    EXPECT_EQ(other.twiddles().size(), 32u);
+    for (size_t wrong : {size_t{0}, size_t{2}, size_t{4}, size_t{12}}) {
+        EXPECT_THROW(filter.setTwiddles(Values(wrong)), std::invalid_argument);
+    }
+}
+
 TEST(Filter, RefusesMismatchedArguments) {
     const int before = heap::live();
     Values x(20), d(20), y(20), e(20);
@@ -206,7 +226,7 @@ TEST(Filter, RefusesMismatchedArguments) {
     refused([&] { block.filter(some, some); }, "blms64f: the length is no multiple of blockLen");
     refused([&] { block.update(x, d, y, e, mask); }, "blms64f: the mask changes within a block");
     refused([&] { sample.updateRegressors(x, d, y, e); },
-            "lms64f: rows does not have order elements per sample");
+            "lms64f: rows of another length than the delay line");
     const char* const size = "lms64f: an order, length, index or count is out of range";
     refused([&] { Filter<lms64fState>(0, 0.1); }, size);
     refused([&] { sample.getCoef(y, 4); }, size);

@@ -507,27 +507,6 @@ void dispatch(int32_t family, Visit visit) {
 
 } // namespace
 
-// For fft_tables.h: angles from 0 to pi/4, where the series is short. libc's functions for a long double of
-// 128 bits, which reduce any angle, would make the module a sixth larger.
-extern "C" {
-long double cosl(long double x) {
-    long double sum = 0.0L, term = 1.0L;
-    for (int32_t k = 0; k < 32; k += 2) {
-        sum += term;
-        term *= -x * x / static_cast<long double>((k + 1) * (k + 2));
-    }
-    return sum;
-}
-long double sinl(long double x) {
-    long double sum = 0.0L, term = x;
-    for (int32_t k = 1; k < 33; k += 2) {
-        sum += term;
-        term *= -x * x / static_cast<long double>((k + 1) * (k + 2));
-    }
-    return sum;
-}
-}
-
 #define EXPORT(name) [[clang::export_name(name)]]
 
 EXPORT("malloc") void* allocate(size_t bytes) { return std::malloc(bytes); }
