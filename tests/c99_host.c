@@ -29,6 +29,23 @@ static const int64_t lengths[] = {
     RLSLFPEF64F_WORK_LEN(7),      RLSLBPEF64F_COEF_LEN(7),      RLSLBPEF64F_WORK_LEN(7),
 };
 
+/* The tables of 1024 points have the same bits on every target: FNV-1a over the twiddle factors. */
+static uint64_t digestOfTables(void) {
+    static int32_t table[FFT_TABLE_LEN(1024)];
+    static double twiddles[FFT_TWIDDLES_LEN(1024)];
+    uint64_t digest = 0xcbf29ce484222325u;
+    int i, shift;
+    expect(fillFftTables(1024, table, twiddles) == STS_OK, "fillFftTables");
+    for (i = 0; i < FFT_TWIDDLES_LEN(1024); ++i) {
+        uint64_t bits;
+        memcpy(&bits, &twiddles[i], sizeof bits);
+        for (shift = 0; shift < 64; shift += 8) {
+            digest = (digest ^ ((bits >> shift) & 0xffu)) * 0x100000001b3u;
+        }
+    }
+    return digest;
+}
+
 int main(void) {
     static double firDelay[FIR64F_DELAY_LEN(4)];
     static double lmsCoef[LMS64F_COEF_LEN(4)], lmsDelay[LMS64F_DELAY_LEN(4)];
@@ -70,5 +87,6 @@ int main(void) {
     }
 
     expect(fillFftTables(8, table, twiddles) == STS_OK && twiddles[0] == 1.0, "fillFftTables");
+    expect(digestOfTables() == 0x4466283d379a1920u, "the values of the tables");
     return failures;
 }
