@@ -123,8 +123,11 @@
 
 #include <stdint.h>
 
-/** Marks an exported function. */
-#if defined(__GNUC__)
+/** Marks an exported function. On Windows a host may define MERLO64F_DLL, which saves a jump per call
+ * of the DLL; without it a host can be linked with the DLL or with the static library. */
+#if defined(_WIN32) && defined(MERLO64F_DLL)
+#define MERLO64F_API __declspec(dllimport)
+#elif defined(__GNUC__) && !defined(_WIN32)
 #define MERLO64F_API __attribute__((visibility("default")))
 #else
 #define MERLO64F_API

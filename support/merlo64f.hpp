@@ -367,19 +367,10 @@ class Filter {
     }
 
   private:
-    // Makes the tables long enough for a record of these sizes. Its transform is no longer than the power
-    // of two that holds order - 1 + blockLen or, without blocks, order.
+    // Makes the tables long enough for a record of these sizes.
     template <class... More>
     void cover(int32_t order, More... more) {
-        int64_t length = std::clamp<int64_t>(order, 1, MAX_TAPS);
-        if constexpr (detail::Blocks<State>) {
-            length += int64_t{std::get<0>(std::tuple(more...))} - 1;
-        }
-        const int32_t exponent = nextPow2(length);
-        if (exponent > 30) {
-            return; // the set-up refuses these sizes
-        }
-        const int32_t longest = int32_t{1} << std::max(exponent, 3);
+        const int32_t longest = transformLength<State>(order, more...);
         if (!owned_.tables.cover(longest)) {
             owned_.tables = detail::Tables(longest); // has the same values for shorter transforms
         }

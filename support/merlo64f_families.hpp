@@ -26,6 +26,7 @@
 #include "rlslfpef64f.h"
 #include "tdlms64f.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <tuple>
 
@@ -629,6 +630,20 @@ struct Family<rlslfpef64fState> {
     static constexpr auto resize = rlslfpef64fResize;
 };
 /** @endcond */
+
+/** Points of the transform tables that a record of these sizes needs, a power of two of at least 8: the
+ * arguments of Init that are sizes, in their order. Sizes that Init refuses give 8. */
+template <class State, class... More>
+int32_t transformLength(int32_t order, More... more) {
+    // The transform is no longer than the power of two that holds order - 1 + blockLen or, without
+    // blocks, order.
+    int64_t length = std::clamp<int64_t>(order, 1, Family<State>::maxOrder);
+    if constexpr (requires(State s) { s.blockLen; }) {
+        length += int64_t{std::get<0>(std::tuple(more...))} - 1;
+    }
+    const int32_t exponent = nextPow2(length);
+    return int32_t{1} << (exponent > 30 ? 3 : std::max(exponent, 3));
+}
 
 } // namespace merlo64f
 

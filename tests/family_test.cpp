@@ -125,6 +125,7 @@ void SurvivesEveryFailedAllocation() {
             heap::failAt(0);
             F::Api::free(&state);
             EXPECT_EQ(heap::live(), before);
+            heap::failAt(0);
 
             Shape now = shape; // Resize does not change the paths
             now.secLen = Shape().secLen;

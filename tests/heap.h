@@ -8,7 +8,7 @@ namespace heap {
 
 int live();                       // allocations of the library that were not freed
 int calls();                      // calls of calloc and free so far
-void* lastFreed();                // by this thread
+void* lastFreed();                // by any thread
 void failAt(int nth);             // the nth next allocation fails, once; 0 for none
 std::vector<uint64_t> requests(); // bytes of the allocations since failAt()
 void catchMemset();               // the next memset writes nothing

@@ -57,8 +57,8 @@ TEST(Kernels, FillBitPatternsWithinBounds) {
 
 // The library clears arrays of more bytes than 32 bits count.
 TEST(Kernels, ResetsLargeArraysWhole) {
-    if (SANITIZED) {
-        GTEST_SKIP() << "sanitizers replace memset";
+    if (SANITIZED || sizeof(size_t) == 4) {
+        GTEST_SKIP() << "sanitizers replace memset; 32 bits count no such arrays";
     }
     double values[2] = {1.0, 2.0};
     heap::catchMemset();

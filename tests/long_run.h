@@ -116,7 +116,7 @@ class WithoutHeap {
     static constexpr int32_t longest = 1024;
     Lent lent_;
     int used_ = 0;
-    double buffers_[2][2][longest];
+    static inline double buffers_[2][2][longest]; // of one run at a time
 };
 
 template <class F, template <class> class Record = OnHeap>

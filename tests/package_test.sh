@@ -18,7 +18,7 @@ version=$(dpkg-parsechangelog -l "$packages/source/debian/changelog" -S Version)
 grep -qx "Version: $version" "$libdir/pkgconfig/merlo64f.pc" ||
     { echo "debian/changelog says $version, merlo64f.pc $(grep Version "$libdir/pkgconfig/merlo64f.pc")"; exit 1; }
 
-"$tests/install_test.sh" cmake "$build" "$work" cc c++ "$tests/../examples" "$work/root"
+"$tests/install_test.sh" cmake "$build" "$work" cc c++ nm "$tests/../examples" "$work/root"
 if [ -d "$libdir/glibc-hwcaps" ]; then
     "$tests/hwcaps_test.sh" "$build/tests/digests" "$tests/digests.txt" "$libdir" || [ $? -eq 77 ]
 fi
