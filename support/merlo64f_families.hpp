@@ -642,7 +642,7 @@ int32_t transformLength(int32_t order, More... more) {
         length += int64_t{std::get<0>(std::tuple(more...))} - 1;
     }
     const int32_t exponent = nextPow2(length);
-    return int32_t{1} << (exponent > 30 ? 3 : std::max(exponent, 3));
+    return int32_t{1} << (exponent > 30 ? 3 : std::max(exponent, int32_t{3}));
 }
 
 } // namespace merlo64f

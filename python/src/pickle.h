@@ -68,8 +68,10 @@ struct Record {
                                       [&](const auto& lent) { take(from, lent); });
         }
         if constexpr (Transforms<State>) {
-            arrays.push_back(rowOf(from, kTwiddles));
-            twiddles = arrays.back()[0];
+            if (from.contains(kTwiddles)) {
+                arrays.push_back(rowOf(from, kTwiddles));
+                twiddles = arrays.back()[0];
+            }
             // No more memory is asked for than the arrays have.
             merlo64f::detail::forEach(Family::fields, [&](const auto& field) {
                 using Field = std::remove_cvref_t<decltype(field)>;
@@ -97,6 +99,22 @@ struct Record {
         arrays.push_back(std::move(values));
     }
 };
+
+// The filter of a saved record.
+template <class State>
+merlo64f::Filter<State> load(const py::handle& record) {
+    if (!py::isinstance<py::dict>(record)) {
+        refuseType("record", "a dict is needed");
+    }
+    const Record<State> parsed(py::reinterpret_borrow<py::dict>(record));
+    auto filter = merlo64f::Filter<State>::from(parsed.state);
+    if constexpr (Transforms<State>) {
+        if (!parsed.twiddles.empty()) {
+            filter.setTwiddles(parsed.twiddles);
+        }
+    }
+    return filter;
+}
 
 } // namespace saved
 
@@ -128,14 +146,7 @@ std::unique_ptr<Bank<State>> restore(const py::object& from) {
     }
     typename Bank<State>::Channels channels;
     for (const py::handle record : records) {
-        if (!py::isinstance<py::dict>(record)) {
-            refuse("state", "a channel is no dict");
-        }
-        const saved::Record<State> parsed(py::reinterpret_borrow<py::dict>(record));
-        auto filter = merlo64f::Filter<State>::from(parsed.state);
-        if constexpr (Transforms<State>) {
-            filter.setTwiddles(parsed.twiddles);
-        }
+        auto filter = saved::load<State>(record);
         if (!channels.empty()) { // channels have the sizes of the first
             merlo64f::detail::forEach(merlo64f::Family<State>::fields, [&](const auto& field) {
                 using Field = std::remove_cvref_t<decltype(field)>;
