@@ -538,13 +538,9 @@ class Class {
         class_.def("__repr__", [name = name_](B& b) { return repr(name, b); });
         class_.def_property_readonly(
             "record",
-            [](B& b) {
+            [](B& b) -> py::object {
                 const typename B::Use use(b);
-                if (b.hasChannels()) {
-                    throw py::type_error(
-                        "a filter with channels has a record for each: f[0].record");
-                }
-                return saved::save(b.filter());
+                return b.hasChannels() ? py::object(records(b)) : saved::save(b.filter());
             },
             docs::kRecord);
         const py::cpp_function fromRecord(

@@ -260,7 +260,7 @@ ring lines begin at their positions.
 inline constexpr const char* kRecord =
     R"(dict: the C record, every number and a copy of every array by its name in C.
 
-The transform families add their table, fftTwiddles.
+With channels a list of records. The transform families add their table, fftTwiddles.
 )";
 inline constexpr const char* kFromRecord =
     R"(Make a filter of a C record, such as one from the log of a device.

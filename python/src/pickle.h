@@ -118,14 +118,20 @@ merlo64f::Filter<State> load(const py::handle& record) {
 
 } // namespace saved
 
+// One for each channel.
+template <class State>
+py::list records(Bank<State>& bank) {
+    py::list all;
+    for (size_t c = 0; c < bank.count(); ++c) {
+        all.append(saved::save(bank.filter(c)));
+    }
+    return all;
+}
+
 template <class State>
 py::object save(Bank<State>& bank) {
     const typename Bank<State>::Use use(bank);
-    py::list records;
-    for (size_t c = 0; c < bank.count(); ++c) {
-        records.append(saved::save(bank.filter(c)));
-    }
-    return py::make_tuple(merlo64f::Family<State>::name, bank.hasChannels(), records);
+    return py::make_tuple(merlo64f::Family<State>::name, bank.hasChannels(), records(bank));
 }
 
 template <class State>
