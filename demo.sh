@@ -29,7 +29,7 @@ declare -A titles=(
     [voice_predictor]="Voice predictor: linear prediction of the same voice, forwards and backwards"
     [system_identification]="System identification: five filters on the same coloured input"
     [static_storage]="Static storage: two filters without a heap"
-    [python]="Python: filters compared, hum out of an electrocardiogram"
+    [python]="Python: filters compared, hum out of an electrocardiogram, a log replayed"
     [pitfalls]="Pitfalls: the usual mistakes and their remedies"
 )
 
@@ -211,15 +211,16 @@ static_storage() { "$bin/static_storage" || die "static storage: the level falls
 
 python() {
     local example
+    local -A logs=([replay_log]=$root/tests/microcontroller.log)
     need_packages pybind11-dev python3-dev python3-matplotlib python3-numpy python3-scipy || exit 1
     quietly "$build/build.log" cmake -S "$root" -B "$build" \
         -DMERLO64F_BUILD_PYTHON=ON -DPython_EXECUTABLE=/usr/bin/python3
     quietly "$build/build.log" cmake --build "$build" --parallel 2
-    for example in compare_filters ecg_hum; do
-        PYTHONPATH=$build/python /usr/bin/python3 "$root/python/examples/$example.py" "$out" ||
-            die "$example.py misses its bound"
+    for example in compare_filters ecg_hum replay_log; do
+        PYTHONPATH=$build/python /usr/bin/python3 "$root/python/examples/$example.py" \
+            ${logs[$example]+"${logs[$example]}"} "$out" || die "$example.py misses its bound"
     done
-    say "pictures: demo-output/python_comparison.png demo-output/python_ecg.png"
+    say "pictures: demo-output/python_comparison.png, python_ecg.png, python_replay.png"
 }
 
 pitfalls() {

@@ -187,7 +187,7 @@ TEST(Filter, EqualsTheOperationsOfC) {
 
 // Another host's tables give its bits, in a copy too.
 TEST(Filter, TakesTwiddlesOfAnotherHost) {
-    Filter<bfdaf64fState> filter(8, 8, 0.01, 1), other(8, 8, 0.01, 1);
+    Filter<bfdaf64fState> filter(8, 9, 0.01, 1), other(8, 9, 0.01, 1);
     Values twiddles(filter.twiddles().begin(), filter.twiddles().end());
     ASSERT_EQ(twiddles.size(), 8u);
     filter.setTwiddles(twiddles);

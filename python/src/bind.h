@@ -536,6 +536,20 @@ class Class {
         class_.def("__deepcopy__", [](B& b, const py::object&) { return b.copy(); });
         class_.def("__getitem__", &B::at, docs::kChannel);
         class_.def("__repr__", [name = name_](B& b) { return repr(name, b); });
+        class_.def_property_readonly(
+            "record",
+            [](B& b) -> py::object {
+                const typename B::Use use(b);
+                return b.hasChannels() ? py::object(records(b)) : saved::save(b.filter());
+            },
+            docs::kRecord);
+        const py::cpp_function fromRecord(
+            [](const py::object&, const py::object& record) {
+                return std::make_unique<B>(saved::load<State>(record));
+            },
+            py::name("from_record"), py::arg("cls"), py::arg("record"), docs::kFromRecord);
+        class_.attr("from_record") =
+            py::reinterpret_steal<py::object>(PyClassMethod_New(fromRecord.ptr()));
         class_.def(py::pickle(&save<State>, &restore<State>));
     }
     template <class ToOrder>

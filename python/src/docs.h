@@ -257,6 +257,30 @@ inline constexpr const char* kBuffers =
 Without channels they read and write in place. The transform families hold packed spectra in coef, and
 ring lines begin at their positions.
 )";
+inline constexpr const char* kRecord =
+    R"(dict: the C record, every number and a copy of every array by its name in C.
+
+With channels a list of records. The transform families add their table, fftTwiddles.
+)";
+inline constexpr const char* kFromRecord =
+    R"(Make a filter of a C record, such as one from the log of a device.
+
+Parameters
+----------
+record : dict
+    Every number and array of the record by its name in C, as in the property record. fftTwiddles may
+    be left out: then the table is computed.
+
+Returns
+-------
+filter
+    In the state of the record, without channels.
+
+Raises
+------
+ValueError
+    A number or array is missing, out of range or of the wrong length.
+)";
 inline constexpr const char* kTwiddles =
     R"(ndarray: the twiddle factors of the transform, FFT_TWIDDLES_LEN(n) elements of C.
 

@@ -68,8 +68,10 @@ struct Record {
                                       [&](const auto& lent) { take(from, lent); });
         }
         if constexpr (Transforms<State>) {
-            arrays.push_back(rowOf(from, kTwiddles));
-            twiddles = arrays.back()[0];
+            if (from.contains(kTwiddles)) {
+                arrays.push_back(rowOf(from, kTwiddles));
+                twiddles = arrays.back()[0];
+            }
             // No more memory is asked for than the arrays have.
             merlo64f::detail::forEach(Family::fields, [&](const auto& field) {
                 using Field = std::remove_cvref_t<decltype(field)>;
@@ -98,16 +100,38 @@ struct Record {
     }
 };
 
+// The filter of a saved record.
+template <class State>
+merlo64f::Filter<State> load(const py::handle& record) {
+    if (!py::isinstance<py::dict>(record)) {
+        refuseType("record", "a dict is needed");
+    }
+    const Record<State> parsed(py::reinterpret_borrow<py::dict>(record));
+    auto filter = merlo64f::Filter<State>::from(parsed.state);
+    if constexpr (Transforms<State>) {
+        if (!parsed.twiddles.empty()) {
+            filter.setTwiddles(parsed.twiddles);
+        }
+    }
+    return filter;
+}
+
 } // namespace saved
+
+// One for each channel.
+template <class State>
+py::list records(Bank<State>& bank) {
+    py::list all;
+    for (size_t c = 0; c < bank.count(); ++c) {
+        all.append(saved::save(bank.filter(c)));
+    }
+    return all;
+}
 
 template <class State>
 py::object save(Bank<State>& bank) {
     const typename Bank<State>::Use use(bank);
-    py::list records;
-    for (size_t c = 0; c < bank.count(); ++c) {
-        records.append(saved::save(bank.filter(c)));
-    }
-    return py::make_tuple(merlo64f::Family<State>::name, bank.hasChannels(), records);
+    return py::make_tuple(merlo64f::Family<State>::name, bank.hasChannels(), records(bank));
 }
 
 template <class State>
@@ -128,14 +152,7 @@ std::unique_ptr<Bank<State>> restore(const py::object& from) {
     }
     typename Bank<State>::Channels channels;
     for (const py::handle record : records) {
-        if (!py::isinstance<py::dict>(record)) {
-            refuse("state", "a channel is no dict");
-        }
-        const saved::Record<State> parsed(py::reinterpret_borrow<py::dict>(record));
-        auto filter = merlo64f::Filter<State>::from(parsed.state);
-        if constexpr (Transforms<State>) {
-            filter.setTwiddles(parsed.twiddles);
-        }
+        auto filter = saved::load<State>(record);
         if (!channels.empty()) { // channels have the sizes of the first
             merlo64f::detail::forEach(merlo64f::Family<State>::fields, [&](const auto& field) {
                 using Field = std::remove_cvref_t<decltype(field)>;

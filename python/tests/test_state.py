@@ -201,6 +201,18 @@ def test_pickle_is_exact(family, signals, channels, protocol):
     np.testing.assert_array_equal(family.run(f, x, d), family.run(g, x, d))
 
 
+def test_record_by_names(family, signals):
+    f = in_use(family, signals)
+    g = family.cls.from_record(f.record)
+    assert_same_state(f, g)
+    broken = f.record
+    del broken["order"]
+    with pytest.raises(ValueError, match="order is missing"):
+        family.cls.from_record(broken)
+    both = family.make(channels=2)
+    assert_same_state(both[1], family.cls.from_record(both.record[1]))
+
+
 def test_pickle_between_processes(family, signals, tmp_path):
     f = in_use(family, signals)
     np.savez(tmp_path / "signals.npz", x=signals[0], d=signals[1])
