@@ -61,7 +61,7 @@ class RandomHost {
                           s.fftLen;
                           s.blockLen;
                       }) {
-            p.blockLen += p.order + p.blockLen == 2; // there is no transform of length 1
+            p.blockLen += std::max(p.order, p.blockLen) == 1; // there is no transform of length 1
             p.parts = std::min(p.parts, 2400 / p.blockLen);
         }
         p.secLen = choices_.of({1, 2, 3, 7, 10, 33, Lent::longest});
