@@ -62,6 +62,7 @@ double stepInTiles(rls64fState* state, double x, double d) {
 
 template <bool kInsert, bool kAdapt>
 double step(rls64fState* state, double x, double d) {
+    // speed only: both widths give the same bits
     return state->order < kWideFrom ? stepInTiles<kInsert, kAdapt, Pair>(state, x, d)
                                     : stepInTiles<kInsert, kAdapt, Lanes>(state, x, d);
 }

@@ -143,7 +143,7 @@ inline void formGain(const double* invCorr, int32_t order, const double* x, doub
         }
         r += rowsDown(1, i);
     }
-    if constexpr (kSide<V> < kRows<V>) {
+    if constexpr (kSide<V> < kRows<V>) { // speed only: otherwise no rows are left over
         if ((order - i) % kRows<V> != 0) {
             addRows<V, 1>(r, i, x, gain);
             r += rowsDown(kSide<V>, i);

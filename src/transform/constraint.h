@@ -18,8 +18,8 @@
 
 namespace merlo {
 
-constexpr int32_t kLongestBatch =
-    256; // speed only: points; two arrays of so many vectors on the stack
+// speed only: points; two arrays of so many vectors on the stack
+constexpr int32_t kLongestBatch = 256;
 
 namespace batch {
 
