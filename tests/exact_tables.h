@@ -7,6 +7,18 @@
 #include <cstdint>
 #include <vector>
 
+// As tables of a host may be: sines that differ in the last place from the cosines that they should equal,
+// and two areas of different length.
+template <class Tables>
+void skew(Tables& tables) {
+    for (int32_t j = 1; j < tables.table[0]; j += 2) {
+        tables.twiddles[static_cast<size_t>(j)] =
+            std::nextafter(tables.twiddles[static_cast<size_t>(j)], 2.0);
+    }
+    tables.twiddles.insert(tables.twiddles.begin() + tables.table[0], 2, 7.0);
+    tables.table[0] += 2;
+}
+
 struct FftTables {
     std::vector<int32_t> table;
     std::vector<double> twiddles;

@@ -53,20 +53,25 @@ void stretch(int i, typename F::State* state, Signal& signal, Trace& trace) {
 }
 
 template <class F>
-Trace longRun(decltype(stretch<F>) runStretch = stretch<F>) {
-    constexpr int stretches = 600;
+Trace longRun(decltype(stretch<F>) runStretch = stretch<F>, int stretches = 600,
+              int32_t blockLen = Shape().blockLen) {
+    const auto shape = [=](int32_t order) {
+        Shape p = shapeOf<F>(order);
+        p.blockLen = blockLen;
+        return p;
+    };
     Signal signal(20);
     Trace trace;
     typename F::State state;
     Lent lent;
-    if (init<F>(&state, shapeOf<F>(8), lent) != STS_OK) {
+    if (init<F>(&state, shape(8), lent) != STS_OK) {
         std::abort();
     }
     for (int i = 0; i < stretches; ++i) {
         runStretch(i, &state, signal, trace);
         if (i % 13 == 11) {
             const auto order = static_cast<int32_t>(signal.choose(F::Api::maxOrder + 2)) + 1;
-            trace.add(resize(&state, shapeOf<F>(order)));
+            trace.add(resize(&state, shape(order)));
         }
         forEachArray<F>(state, shapeOf<F>(state), [&](const double* array, size_t length) {
             trace.add(array, static_cast<int32_t>(length));

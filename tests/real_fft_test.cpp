@@ -1,5 +1,6 @@
 // The transform: against its definition in quadruple precision, against its formulas bit for bit; its
 // tables.
+#include "exact_tables.h"
 #include "fft_tables.h"
 #include "plain/real_fft.h"
 #include "signals.h"
@@ -180,16 +181,11 @@ Trace trace(const std::vector<double>& values) {
 }
 
 // With tables of its own length, which end where the transform may read, and with the longest ones, of
-// which it may write its own part of the work area. A host's sines may differ in the last place from the
-// cosines that they should equal, and its two areas in length.
+// which it may write its own part of the work area.
 TEST(RealFft, KeepsTheBitsOfItsFormulas) {
     const auto tables = [](int32_t longestLen) {
         Tables made(longestLen);
-        for (int32_t j = 1; j < made.table[0]; j += 2) {
-            made.twiddles[j] = std::nextafter(made.twiddles[j], 2.0);
-        }
-        made.twiddles.insert(made.twiddles.begin() + made.table[0], 2, 7.0);
-        made.table[0] += 2;
+        skew(made);
         return made;
     };
     const Tables fresh = tables(kLongest);

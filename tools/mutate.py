@@ -6,8 +6,8 @@ parentheses of a macro's parameter. The units that see the file are compiled aga
 them, in the builds of FLAVOURS one after the other, until something fails. Equivalent are mutants that
 compile to the same code and those of tools/equivalent_mutants.txt. Any other that survives fails the run.
 
-A comment "speed only: why" in the source says that no constant and no comparison of its line (or, on a
-line of its own, of the next) changes a result.
+A comment "speed only: why" in the source says that the constants, the comparisons and the statement of its
+line (or, on a line of its own, of the next) change no result.
 
 Usage: mutate.py [--list | --listed] [FILE...], FILE a part of a path. Needs the builds of FLAVOURS with
 their compile_commands.json, which "./test.sh mutation" makes.
@@ -20,7 +20,11 @@ ROOT = Path(__file__).resolve().parent.parent
 SCRATCH = ROOT / "build/mutants"
 TREE = SCRATCH / "tree"  # a copy of the sources
 LISTED = ROOT / "tools/equivalent_mutants.txt"
-FLAVOURS = {"O1": "gcc-O1", "v3": "gcc-O1-v3", "san": "sanitize"}  # in the order in which they run
+# In the order in which they run: build, more options for the library, and what files have to mention.
+FLAVOURS = {"O1": ("gcc-O1", [], ""),
+            "v3": ("gcc-O1-v3", [], r"\bk?Lanes\b|\bWide\b"),
+            "scalar": ("gcc-O1", ["-DMERLO64F_NO_VECTORS"], r"\bkHasVectors\b|\bScalarPair\b"),
+            "san": ("sanitize", [], "")}
 # The tests that hold a header's contents themselves; without an entry, all that include it and the library.
 TESTS_OF = {"include/": ["tests/c99_host.c"],
             "support/fft_tables.h": ["tests/c99_host.c", "tests/real_fft_test.cpp"],
@@ -132,7 +136,7 @@ def mutants_of(file):
     seen = set()
     for kind, start, end, text, function in [*changes(source), *(c for macro in macros for c in macro)]:
         line = source.count("\n", 0, start) + 1
-        if kind in ("constant", "comparison") and line in marked:
+        if kind in ("constant", "comparison", "drop statement") and line in marked:
             continue
         first, last = source.rfind("\n", 0, start) + 1, source.find("\n", end)
         before = " ".join(source[first:last].split())
@@ -188,6 +192,8 @@ class Unit:
         text = subprocess.run([*self.words, "-MM", str(self.path)], cwd=self.directory,
                               capture_output=True, text=True, check=True).stdout
         self.sees = {os.path.relpath(Path(self.directory, word).resolve(), ROOT) for word in text.split()[1:]}
+        seen = b"".join((ROOT / name).read_bytes() for name in sorted(self.sees) if name[0] != ".")
+        self.version = hashlib.sha1(seen).hexdigest()  # objects without a mutant stay from run to run
 
     def compile(self, tree, target, *more):
         target.parent.mkdir(parents=True, exist_ok=True)
@@ -199,18 +205,17 @@ class Flavour:
     """One of the builds: its units, their objects without a mutant, and how to link and run the tests."""
     def __init__(self, name):
         self.name = name
-        build = ROOT / "build" / FLAVOURS[name]
-        units = [Unit(entry) for entry in json.loads((build / "compile_commands.json").read_text())]
+        build, self.more, self.mentions = FLAVOURS[name]
+        commands = (ROOT / "build" / build / "compile_commands.json").read_text()
+        units = [Unit(entry) for entry in json.loads(commands)]
         self.library = [u for u in units if u.name.startswith("src/")]
         self.tests = [u for u in units if "merlo64f_tests.dir" in str(u.object) or u.name == "tests/c99_host.c"]
         self.heap = next(u for u in self.tests if u.path.name == "heap.cpp")
         self.compiler = [w for w in self.library[0].words if "fsanitize" in w or w == self.library[0].words[0]]
         self.home = SCRATCH / name
-        texts = [p.read_bytes() for d in ("include", "src") for p in sorted((ROOT / d).rglob("*.*"))]
-        self.version = hashlib.sha1(b"".join(texts)).hexdigest()  # objects stay from run to run
 
     def base(self, unit, level=""):
-        return SCRATCH / (self.name + level) / self.version / (unit.name + ".o")
+        return SCRATCH / (self.name + level) / unit.version / (unit.name + ".o")
 
     def prepare(self):
         self.home.mkdir(parents=True, exist_ok=True)
@@ -218,7 +223,7 @@ class Flavour:
         texts = [p.read_text() for p in (ROOT / "src").rglob("*.*")]
         header.write_text("\n".join(sorted(set(re.findall(r"^#include <.*>", "\n".join(texts), re.M)))))
         for unit in self.library:
-            unit.words += ["-Werror=return-type", "-fvisibility=default"]
+            unit.words += ["-Werror=return-type", "-fvisibility=default", *self.more]
         run([*self.library[0].words, "-x", "c++-header", str(header), "-o", f"{header}.gch"])
         for unit in self.library:
             unit.words += ["-include", str(header)]
@@ -230,8 +235,8 @@ class Flavour:
                 unit.compile(TREE, self.base(unit, "-O3"), "-O3")
 
         with multiprocessing.pool.ThreadPool(os.cpu_count()) as pool:
-            pool.map(compile_base, self.library)
             pool.map(Unit.find_headers, self.library + self.tests)
+            pool.map(compile_base, self.library)
         self.library.sort(key=lambda unit: self.base(unit).stat().st_size)
         self.link_library(self.home, {})
         self.program = self.home / "program"
@@ -258,6 +263,16 @@ class Flavour:
     def passes(self, program, library, tests="*"):
         return run([program, "--gtest_fail_fast", f"--gtest_filter={tests}"], self.limit, cwd=library,
                    env={**os.environ, "LD_LIBRARY_PATH": str(library)}) == 0
+
+    def test_filters(self, changed):
+        """Tests in the order in which to run them: those of changed families, then all but those named after
+        units that are unchanged and call no changed one."""
+        def suites(units):
+            return ":".join(f"{u.path.stem}.*:{u.path.stem.title().replace('_', '')}.*" for u in units)
+        if any(not (ROOT / f"include/{Path(name).stem}.h").exists() for name in changed):
+            return ["*"]  # not of families alone, but called by many
+        return [suites(u for u in self.library if u.name in changed),
+                "-" + suites(u for u in self.library if u.name not in changed)]
 
 
 # ---- Judging
@@ -289,10 +304,7 @@ def judge_in(flavour, mutant, tree):
         if changed and (not tried or unit is units[-1] and len(changed) > tried):  # the cheapest alone, then all
             tried = len(changed)
             flavour.link_library(directory, changed)
-            names = [Path(name).stem for name in changed]
-            families = [name for name in names if (ROOT / f"include/{name}.h").exists()]
-            quick = [] if len(families) < len(names) else [f"{name}.*" for name in families]
-            if not all(flavour.passes(flavour.program, directory, tests) for tests in [":".join(quick), "*"] if tests):
+            if not all(flavour.passes(flavour.program, directory, tests) for tests in flavour.test_filters(changed)):
                 return "killed"
     library = directory if changed else flavour.home
     is_library_same = own_tests is None and flavour.name != "san" and all(
@@ -315,17 +327,13 @@ def judge(mutant):
     source = (tree / mutant.file).read_text()
     (tree / mutant.file).write_text(source[:mutant.start] + mutant.text + source[mutant.end:])
     try:
-        verdict = "survived"
+        verdicts = set()
         for flavour in flavours:
-            if flavour.name == "v3" and not re.search(r"\bk?Lanes\b|\bWide\b", source):
-                continue  # the width of a register does not matter
-            if flavour.name == "san" and verdict == "same code":
+            if re.search(flavour.mentions, source) and not (flavour.name == "san" and verdicts == {"same code"}):
+                verdicts.add(judge_in(flavour, mutant, tree))
+            if "killed" in verdicts:
                 break
-            last, verdict = verdict, judge_in(flavour, mutant, tree)
-            if verdict == "killed":
-                break
-            verdict = verdict if flavour.name != "v3" else min(last, verdict, key="survived".__ne__)
-        return mutant, verdict
+        return mutant, next(v for v in ("killed", "survived", "same code") if v in verdicts)
     except Uncompilable:
         return mutant, "uncompilable"
     finally:

@@ -35,12 +35,12 @@ inline void insertInTiles(double x, double* line, int32_t order) {
     }
     if (remainder == 0) {
         store(behind(all<V>(x), load<V>(line)), line);
-        return;
+    } else {
+        for (int32_t j = remainder - 1; j > 0; --j) {
+            line[j] = line[j - 1];
+        }
+        line[0] = x;
     }
-    for (int32_t j = remainder - 1; j > 0; --j) {
-        line[j] = line[j - 1];
-    }
-    line[0] = x;
 }
 
 // ---- gain = P x

@@ -370,7 +370,7 @@ void realFft64f(int32_t n, int32_t sign, double* a, int32_t* fftTable, const dou
                 lastStageAndPost<2>(n, a, cosLen, c);
             }
         } else if (n == 8) {
-            bitReverse64f(n, fftTable + 2, a);
+            bitReverseShort<8>(a);
             cplxFwd64f(n, a, w);
             realFwdPost64f(n, a, cosLen, c);
         } else if (n == 4) {
