@@ -28,7 +28,7 @@ Modes
   packages   the Debian packages, which remain in build/packages
   static     gcc and clang with warnings as errors, clang-tidy, cppcheck
   coverage   regions and branches of src/ that the tests reach; fails unless all
-  mutation   small faults in src/ that the tests find; takes half an hour or more
+  mutation   small faults in src/, include/ and support/; fails unless the tests find all
   docs       the reference as HTML, in build/docs/html
 
 A build or mode installs the Debian packages that it needs, as root or by sudo without a password;

@@ -191,7 +191,7 @@ class Unit:
     def find_headers(self):
         text = subprocess.run([*self.words, "-MM", str(self.path)], cwd=self.directory,
                               capture_output=True, text=True, check=True).stdout
-        self.sees = {os.path.relpath(Path(self.directory, word).resolve(), ROOT) for word in text.split()[1:]}
+        self.sees = {os.path.relpath(Path(self.directory, word).resolve(), ROOT) for word in re.findall(r"[^\s\\]+", text)[1:]}
         seen = b"".join((ROOT / name).read_bytes() for name in sorted(self.sees) if name[0] != ".")
         self.version = hashlib.sha1(seen).hexdigest()  # objects without a mutant stay from run to run
 
@@ -245,7 +245,7 @@ class Flavour:
         before = resource.getrusage(resource.RUSAGE_CHILDREN).ru_utime
         if not self.passes(self.program, self.home):
             sys.exit(f"the tests ({self.name}) fail without a mutant")
-        self.limit = int(5 + 3 * (resource.getrusage(resource.RUSAGE_CHILDREN).ru_utime - before))
+        self.limit = int(2 + 2 * (resource.getrusage(resource.RUSAGE_CHILDREN).ru_utime - before))
 
     def link(self, target, *words):
         wraps = "-Wl,--wrap=calloc,--wrap=free,--wrap=memset"
@@ -261,7 +261,8 @@ class Flavour:
         self.link(target, "-rdynamic", *objects, f"-L{library}", "-lmutant", "-lm", *main)
 
     def passes(self, program, library, tests="*"):
-        return run([program, "--gtest_fail_fast", f"--gtest_filter={tests}"], self.limit, cwd=library,
+        limit = self.limit if tests[0] in "*-" else self.limit // 3
+        return run([program, "--gtest_fail_fast", f"--gtest_filter={tests}"], limit, cwd=library,
                    env={**os.environ, "LD_LIBRARY_PATH": str(library)}) == 0
 
     def test_filters(self, changed):

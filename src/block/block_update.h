@@ -56,6 +56,7 @@ inline void adaptBlock(double* coef, int32_t order, double* line, int32_t* head,
             adaptLinear<Rule, kHeld>(coef, order, samples, d + done, y + done, e + done, length,
                                      gain);
         } else {
+            // speed only: as above
             adaptLinear<Rule, 0>(coef, order, samples, d + done, y + done, e + done, length, gain);
         }
         done += length;
