@@ -51,9 +51,9 @@ def main() -> int:
     same = np.array_equal(e, err) and np.array_equal(outputs, played)
     print("every output and error as in the log" if same else "differs from the log")
 
-    # On the desk one can look further: what if the estimate of the path were twice as large?
-    doubled = merlo64f.FxLms.from_record({**record, "estCoef": 2 * record["estCoef"]})
-    doubled.update(x, d)
+    # On the desk one can look further: what would another step have changed?
+    faster = merlo64f.FxLms.from_record({**record, "mu": 2 * record["mu"]})
+    faster.update(x, d)
 
     figure, (top, bottom) = plt.subplots(2, 1, figsize=(9, 6), layout="constrained")
     top.plot(played, label="loudspeaker, log")
@@ -61,8 +61,9 @@ def main() -> int:
     top.plot(err, label="residual")
     top.set_xlabel("samples")
     top.legend()
+    bottom.axhline(0, color="black", linewidth=0.5)
     bottom.stem(again.coef - record["coef"], basefmt=" ", label="change of the taps during the log")
-    bottom.plot(doubled.coef - record["coef"], "r.", label="with twice the estimate of the path")
+    bottom.plot(faster.coef - record["coef"], "r.", label="with twice the step")
     bottom.set_xlabel("tap")
     bottom.legend()
     figure.savefig(out / "python_replay.png", dpi=120)

@@ -174,6 +174,7 @@ class Bank {
     Channels& channels() { return channels_; }
     Filter& filter(size_t channel = 0) { return *channels_[channel]->filter; }
     State& state(size_t channel = 0) { return filter(channel).state(); }
+    const State& state() const { return channels_[0]->filter->state(); } // sizes are those of all
 
     std::unique_ptr<Bank> at(py::ssize_t index) {
         requireSetUp();
@@ -185,7 +186,9 @@ class Bank {
             throw py::index_error("no such channel");
         }
         const auto k = static_cast<size_t>(index < 0 ? index + size : index);
-        return std::make_unique<Bank>(Channels{channels_[k]}, false);
+        auto channel = std::make_unique<Bank>(Channels{channels_[k]}, false);
+        channel->isChannel_ = true;
+        return channel;
     }
 
     std::unique_ptr<Bank> copy() {
@@ -324,6 +327,10 @@ class Bank {
     // All channels are resized, or none is.
     template <class... Sizes>
     void resize(Sizes... sizes) {
+        if (isChannel_) {
+            throw py::type_error(
+                "all channels have the same sizes: resize the filter of the channels");
+        }
         const Use use(*this);
         std::vector<std::shared_ptr<Filter>> next;
         for (size_t c = 0; c < count(); ++c) {
@@ -458,7 +465,7 @@ class Bank {
         }
         Rows<double> rows(std::move(array), !hasChannels_);
         if constexpr (Blocks<State>) {
-            const auto blockLen = static_cast<size_t>(const_cast<Bank*>(this)->state().blockLen);
+            const auto blockLen = static_cast<size_t>(state().blockLen);
             if (rows.length() % blockLen != 0) {
                 refuse(name, std::to_string(rows.length()) +
                                  " samples, must be a multiple of blockLen, " +
@@ -498,7 +505,7 @@ class Bank {
         }
         Rows<bool> rows(std::move(array), shared);
         if constexpr (Blocks<State>) {
-            const auto blockLen = static_cast<size_t>(const_cast<Bank*>(this)->state().blockLen);
+            const auto blockLen = static_cast<size_t>(state().blockLen);
             for (size_t c = 0; c < (shared ? 1 : count()); ++c) {
                 const std::span<const bool> mask = rows[c];
                 for (size_t i = 0; i < mask.size(); ++i) {
@@ -514,7 +521,7 @@ class Bank {
     size_t spacing(const py::handle& history) const {
         const auto every = static_cast<size_t>(toSize("history", history, 1, INT32_MAX));
         if constexpr (Blocks<State>) {
-            const auto blockLen = static_cast<size_t>(const_cast<Bank*>(this)->state().blockLen);
+            const auto blockLen = static_cast<size_t>(state().blockLen);
             if (every % blockLen != 0) {
                 refuse("history", std::to_string(every) + ", must be a multiple of blockLen, " +
                                       std::to_string(blockLen));
@@ -539,7 +546,7 @@ class Bank {
 
     Rows<double> regressors(const py::handle& rows, const std::optional<py::array>& d) const {
         const py::array array = toArray<double>("X", rows);
-        const State& s = const_cast<Bank*>(this)->state();
+        const State& s = state();
         const py::ssize_t width = [&]() -> py::ssize_t {
             if constexpr (Transforms<State>) {
                 return s.fftLen;
@@ -624,6 +631,7 @@ class Bank {
 
     Channels channels_;
     bool hasChannels_ = false;
+    bool isChannel_ = false; // one of another bank's
 };
 
 } // namespace binding

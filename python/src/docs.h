@@ -243,8 +243,8 @@ inline constexpr const char* kReset =
 inline constexpr const char* kResetDelayLine = "Set the sample history to 0.";
 inline constexpr const char* kCopy =
     "Return a filter in the same state that shares nothing with this one.";
-inline constexpr const char* kChannel =
-    "One channel as a filter for 1-D arrays. It shares its state with this filter.";
+inline constexpr const char* kChannel = "One channel as a filter for 1-D arrays. It shares its "
+                                        "state with this filter; its sizes are fixed.";
 inline constexpr const char* kResize =
     R"(Change the sizes; keep parameters, the first coefficients and the newest samples.
 

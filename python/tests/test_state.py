@@ -160,6 +160,9 @@ def test_channel_shares_its_state():
     f.resize(6)
     one.update(np.ones(3), np.ones(3))
     np.testing.assert_array_equal(f.coef[1], one.coef)
+    with pytest.raises(TypeError, match="same sizes"):
+        one.resize(7)
+    assert one.copy().resize(7) is None
     with pytest.raises(IndexError):
         f[2]
     with pytest.raises(TypeError):
