@@ -119,5 +119,5 @@ int main() {
         row<Rlslfpef>(rlslfpef64fFilterUpdate, plain::rlslfpef64fFilterUpdate),
     };
     return std::find(std::begin(good), std::end(good), false) == std::end(good) ? EXIT_SUCCESS
-                                                                                 : EXIT_FAILURE;
+                                                                                : EXIT_FAILURE;
 }
