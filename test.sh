@@ -29,7 +29,7 @@ Modes
   packages   the Debian packages, which remain in build/packages
   static     gcc and clang with warnings as errors, clang-tidy, cppcheck
   coverage   regions and branches of src/ that the tests reach; fails unless all
-  mutation   small faults in src/ that the tests find; takes half an hour or more
+  mutation   small faults in src/, include/ and support/; fails unless the tests find all
   docs       the documents, headers and examples as HTML, in build/docs/html
   page       the page that shows the filters learning, in build/page, and its tests in Chromium
 

@@ -5,7 +5,20 @@
 #include "fft_tables.h"
 
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
+
+// As tables of a host may be: sines that differ in the last place from the cosines that they should equal,
+// and two areas of different length.
+template <class Tables>
+void skew(Tables& tables) {
+    for (int32_t j = 1; j < tables.table[0]; j += 2) {
+        tables.twiddles[static_cast<size_t>(j)] =
+            std::nextafter(tables.twiddles[static_cast<size_t>(j)], 2.0);
+    }
+    tables.twiddles.insert(tables.twiddles.begin() + tables.table[0], 2, 7.0);
+    tables.table[0] += 2;
+}
 
 template <int32_t longest>
 struct ExactTables {

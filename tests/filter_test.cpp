@@ -110,7 +110,8 @@ TYPED_TEST(FilterOf, RefusesAnInvalidSavedRecord) {
             }
             const bool isFree = name == "secLen" || name == "estLen" || name == "blockLen";
             for (const T wrong :
-                 {T{-1}, isFree ? T{0} : T{0x10000}, name == "ringPos" ? T{1} : T{-2}}) {
+                 {T{-1}, isFree ? T{0} : T{0x10000}, name == "ringPos" ? T{1} : T{-2},
+                  name == "head" ? static_cast<T>(lineLength(filter.state())) : T{-1}}) {
                 const T right = std::exchange(field, wrong);
                 EXPECT_THROW(Filter<State>::from(filter.state()), std::invalid_argument) << name;
                 field = right;
@@ -176,6 +177,31 @@ TEST(Filter, EqualsTheOperationsOfC) {
     EXPECT_EQ(rowY, y);
     EXPECT_EQ(rowE, e);
 
+    lms64fState l;
+    ASSERT_EQ(lms64fInit(&l, 6, 0.01), STS_OK);
+    sample.updateSignSign(x, d, y, e);
+    for (int i = 0; i < 40; ++i) {
+        EXPECT_EQ(bits(y[i]), bits(lms64fFilterUpdateSignSign(&l, x[i], d[i])));
+    }
+    lms64fFree(&l);
+    Filter<lbpef64fState> predictor(6, 0.01);
+    lbpef64fState p;
+    ASSERT_EQ(lbpef64fInit(&p, 6, 0.01), STS_OK);
+    predictor.update(x, y, e, mask);
+    for (int i = 0; i < 40; ++i) {
+        EXPECT_EQ(bits(y[i]),
+                  bits(mask[i] ? lbpef64fFilterUpdate(&p, x[i]) : lbpef64fFilterOnly(&p, x[i])));
+        EXPECT_EQ(bits(e[i]), bits(p.err));
+    }
+    lbpef64fFree(&p);
+
+    // Accessors begin at 0.
+    Values six(6);
+    Filter<rlslattice64fState> lattice(6, 0.99);
+    EXPECT_EQ(predictor.getCoef(six) + predictor.getParcor(six) + predictor.getDelayLine(six), 18);
+    EXPECT_EQ(predictor.setParcor(six) + predictor.setDelayLine(six) + sample.setCoef(six), 18);
+    EXPECT_EQ(lattice.getForwardParcors(six) + lattice.getBackwardParcors(six), 12);
+
     // A mask that adapts nowhere is FilterOnly.
     const auto never = std::make_unique<bool[]>(40);
     sample.updateSignSign(x, d, y, e);
@@ -183,6 +209,16 @@ TEST(Filter, EqualsTheOperationsOfC) {
     sample.updateSignReg(x, d, y, e, span<const bool>(never.get(), 40));
     twin.filter(x, rowY);
     EXPECT_EQ(rowY, y);
+    twin.reset();
+    EXPECT_EQ(Values(twin->coef, twin->coef + 6), Values(6));
+    twin.resetDelayLine();
+    EXPECT_EQ(Values(twin->delayLine, twin->delayLine + 6), Values(6));
+
+    // In blocks of one sample the mask may change at every sample.
+    const bool alternating[] = {true, false, true};
+    Filter<blms64fState> ones(6, 1, 0.01);
+    ones.update(span(x).first(3), span(d).first(3), span(y).first(3), span(e).first(3),
+                alternating);
 }
 
 // Another host's tables give its bits, in a copy too.
@@ -221,6 +257,10 @@ TEST(Filter, RefusesMismatchedArguments) {
     const span<double> some(y.data(), 15);
     const bool mask[20] = {true};
     refused([&] { sample.update(x, d, some, e); }, "lms64f: arrays of different lengths");
+    refused([&] { sample.filter(x, some); }, "lms64f: arrays of different lengths");
+    refused([&] { sample.updateRegressors(x, d, some, e); }, "lms64f: arrays of different lengths");
+    refused([&] { Filter<lfpef64fState>(4, 0.1).update(x, some, e); },
+            "lfpef64f: arrays of different lengths");
     refused([&] { sample.update(x, d, y, e, span(mask, 19)); },
             "lms64f: a mask of another length than the arrays");
     refused([&] { block.filter(some, some); }, "blms64f: the length is no multiple of blockLen");
@@ -233,6 +273,7 @@ TEST(Filter, RefusesMismatchedArguments) {
     refused([] { Filter<fir64fState>(3, static_cast<double*>(nullptr)); },
             "fir64f: a required pointer is null");
     EXPECT_THROW(Filter<pbfdaf64fState>(32, INT32_MAX, 1, 0.1, 1), std::invalid_argument);
+    EXPECT_THROW(Filter<pbfdaf64fState>(32, 1 << 30, 1, 0.1, 1), std::invalid_argument);
     EXPECT_THROW(block.resize(4, -1), std::invalid_argument);
     EXPECT_EQ(block->blockLen, 10);
     EXPECT_EQ(sample.getCoef(y, 1), 3);

@@ -47,7 +47,7 @@ build_and_run cxx_host "$cxx" -std=c++20 "$tests/cxx_host.cpp" $(flags_for)
 # Of the static library a host gets the families that it calls.
 program=$(find "$work" -maxdepth 1 -name 'quick_start_static*')
 families=$("$nm" --defined-only "$program" | sed -nE 's/.* ([a-z]+64f)[A-Z][A-Za-z]*$/\1/p' | sort -u)
-[ "$families" = lms64f ] || { echo "quick_start has code of: $families"; exit 1; }
+[ "$families" = nlms64f ] || { echo "quick_start has code of: $families"; exit 1; }
 
 cat >"$work/by_package/CMakeLists.txt" <<EOT
 cmake_minimum_required(VERSION 3.25)

@@ -15,16 +15,6 @@ using namespace merlo;
 
 namespace {
 
-// Hosts are compiled with these numbers.
-TEST(Kernels, StatusValuesAndLimitsAreFixed) {
-    EXPECT_EQ(STS_OK, 0);
-    EXPECT_EQ(STS_NULL_PTR, -1);
-    EXPECT_EQ(STS_BAD_SIZE, -2);
-    EXPECT_EQ(STS_NO_MEMORY, -3);
-    EXPECT_EQ(MAX_TAPS, 32);
-    EXPECT_EQ(MAX_PEF_STAGES, 10);
-}
-
 TEST(Kernels, NextPow2CountsTheExponent) {
     EXPECT_EQ(nextPow2(INT64_MIN), STS_BAD_SIZE);
     EXPECT_EQ(nextPow2(-1), STS_BAD_SIZE);

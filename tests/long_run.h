@@ -120,16 +120,21 @@ class WithoutHeap {
 };
 
 template <class F, template <class> class Record = OnHeap>
-Trace longRun(decltype(stretch<F>) runStretch = stretch<F>) {
-    constexpr int stretches = 600;
+Trace longRun(decltype(stretch<F>) runStretch = stretch<F>, int stretches = 600,
+              int32_t blockLen = Shape().blockLen) {
+    const auto shape = [=](int32_t order) {
+        Shape p = shapeOf<F>(order);
+        p.blockLen = blockLen;
+        return p;
+    };
     Signal signal(20);
     Trace trace;
-    Record<F> record(shapeOf<F>(8));
+    Record<F> record(shape(8));
     for (int i = 0; i < stretches; ++i) {
         runStretch(i, &record.state, signal, trace);
         if (i % 13 == 11) {
             const auto order = static_cast<int32_t>(signal.choose(F::Api::maxOrder + 2)) + 1;
-            trace.add(record.resize(shapeOf<F>(order)));
+            trace.add(record.resize(shape(order)));
         }
         forEachArray<F>(record.state, shapeOf<F>(record.state),
                         [&](const double* array, size_t length) {

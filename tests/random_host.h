@@ -220,7 +220,7 @@ class RandomHost {
         if (memory_ == Memory::kStatic) {
             return;
         }
-        Shape wanted = anyShape();
+        Shape wanted = choices_.oneIn(8) ? shapeOf<F>(record_->state) : anyShape();
         const uint32_t trouble = choices_.below(4);
         if (trouble == 0) {
             wanted.*choices_.of({&Shape::order, &Shape::blockLen, &Shape::parts}) =

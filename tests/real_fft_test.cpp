@@ -1,5 +1,6 @@
 // The transform, compared with its definition in quadruple precision and bit for bit with its formulas; its
 // tables.
+#include "exact_tables.h"
 #include "fft_tables.h"
 #include "plain/real_fft.h"
 #include "signals.h"
@@ -189,11 +190,7 @@ Trace trace(const std::vector<double>& values) {
 TEST(RealFft, HasTheBitsOfItsFormulas) {
     const auto tables = [](int32_t longestLen) {
         Tables made(longestLen);
-        for (int32_t j = 1; j < made.table[0]; j += 2) {
-            made.twiddles[j] = std::nextafter(made.twiddles[j], 2.0);
-        }
-        made.twiddles.insert(made.twiddles.begin() + made.table[0], 2, 7.0);
-        made.table[0] += 2;
+        skew(made);
         return made;
     };
     const Tables fresh = tables(kLongest);

@@ -131,6 +131,15 @@ TEST(Tdlms, FollowsItsFormulas) {
 // it at most; the remaining partitions are done one by one. The lengths are the limits of that and their
 // neighbours.
 TEST(Pbfdaf, ConstrainsAnyNumberOfPartitions) {
+    struct {
+        std::vector<int32_t> table{std::begin(Lent::tables.table), std::end(Lent::tables.table)};
+        std::vector<double> twiddles{std::begin(Lent::tables.twiddles),
+                                     std::end(Lent::tables.twiddles)};
+    } skewed;
+    skew(skewed);
+    Lent lent;
+    lent.table[0] = skewed.table[0];
+    lent.twiddles = skewed.twiddles.data();
     for (const auto& [order, blockLen] : {std::pair(5, 4),
                                           {8, 9},
                                           {13, 12},
@@ -145,8 +154,7 @@ TEST(Pbfdaf, ConstrainsAnyNumberOfPartitions) {
         for (int32_t partitions = 1; partitions <= 9; ++partitions) {
             SCOPED_TRACE(testing::Message() << order << ' ' << blockLen << ' ' << partitions);
             const Shape shape{order, blockLen, partitions};
-            Lent lent;
-            Record<Pbfdaf> record(shape);
+            Record<Pbfdaf> record(shape, Memory::kHeap, lent);
             Model<Pbfdaf> model(shape, lent);
             Signal signal(7), again(7);
             Trace actual, expected;

@@ -52,10 +52,11 @@ inline void adaptBlock(double* coef, int32_t order, double* line, int32_t* head,
     for (int32_t done = 0; done < n;) {
         const int32_t length = std::min(n - done, LinearLine::kChunk);
         const double* const samples = history.append(x + done, length);
-        if (order >= kHeld) {
+        if (order >= kHeld) { // speed only: both ways give the same bits
             adaptLinear<Rule, kHeld>(coef, order, samples, d + done, y + done, e + done, length,
                                      gain);
         } else {
+            // speed only: as above
             adaptLinear<Rule, 0>(coef, order, samples, d + done, y + done, e + done, length, gain);
         }
         done += length;

@@ -50,12 +50,13 @@ template <class PerOutput>
                                                 PerOutput& perOutput) {
     // speed only: as many accumulators as there are registers beside what perOutput needs
     constexpr int32_t kWide = std::is_empty_v<PerOutput> ? 12 : 8;
+    constexpr int32_t kMiddle = 4; // speed only: shortens the remainder
     int32_t i = 0;
     for (; n - i >= kWide * kLanes; i += kWide * kLanes) { // speed only: remainder loops follow
         filterOutputs<kWide>(coef, order, samples - i - kWide * kLanes, out + i, perOutput);
     }
-    for (; n - i >= 4 * kLanes; i += 4 * kLanes) { // speed only: as above
-        filterOutputs<4>(coef, order, samples - i - 4 * kLanes, out + i, perOutput);
+    for (; n - i >= kMiddle * kLanes; i += kMiddle * kLanes) { // speed only: as above
+        filterOutputs<kMiddle>(coef, order, samples - i - kMiddle * kLanes, out + i, perOutput);
     }
     for (; n - i >= kLanes; i += kLanes) { // speed only: as above
         filterOutputs<1>(coef, order, samples - i - kLanes, out + i, perOutput);

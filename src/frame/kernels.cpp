@@ -9,7 +9,7 @@ int32_t nextPow2(int64_t value) {
         return STS_BAD_SIZE;
     }
     int32_t exponent = 0;
-    while (exponent < 63 && (uint64_t{1} << exponent) < static_cast<uint64_t>(value)) {
+    while ((uint64_t{1} << exponent) < static_cast<uint64_t>(value)) {
         ++exponent;
     }
     return exponent;

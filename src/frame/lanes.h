@@ -15,15 +15,17 @@
 namespace merlo {
 
 // Two doubles, and as many as a vector register of the target holds: 2 with SSE2, AArch64 and WebAssembly,
-// 4 with AVX. (clang's __BIGGEST_ALIGNMENT__ does not reflect AVX.)
-#if defined(__SSE2__) || defined(__aarch64__) || defined(__wasm_simd128__)
+// 4 with AVX. (clang's __BIGGEST_ALIGNMENT__ does not reflect AVX.) MERLO64F_NO_VECTORS tests, on any target,
+// what processors without vectors run.
+#if !defined(MERLO64F_NO_VECTORS) &&                                                               \
+    (defined(__SSE2__) || defined(__aarch64__) || defined(__wasm_simd128__))
 constexpr bool kHasVectors = true;
 using Pair = double __attribute__((vector_size(16)));
 #else
 constexpr bool kHasVectors = false;
 using Pair = ScalarPair;
 #endif
-#ifdef __AVX__
+#if defined(__AVX__) && !defined(MERLO64F_NO_VECTORS)
 using Lanes = double __attribute__((vector_size(32)));
 #else
 using Lanes = Pair;
@@ -38,7 +40,7 @@ template <class V>
 struct HalfOf {
     using Type = double;
 };
-#ifdef __AVX__
+#if defined(__AVX__) && !defined(MERLO64F_NO_VECTORS)
 template <>
 struct HalfOf<Lanes> {
     using Type = Pair;

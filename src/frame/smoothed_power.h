@@ -24,7 +24,7 @@ struct SingleWeights {
 template <class Weights>
 inline double smoothPower(double power, double x) {
     if (isSubnormalOrZero(power) && x == 0.0) {
-        return scaleSubnormal(Weights::keep, power);
+        return scaleSubnormal(Weights::keep, power); // speed only: the formula gives the same bits
     }
     return Weights::keep * power + Weights::gain * (x * x);
 }

@@ -18,7 +18,7 @@ template <class V = Pair>
 inline double withSign(double e, double magnitude) {
     if constexpr (kHasVectors) {
         // unreached: both values are computed, no branch is taken
-        const V signs = V{e, e} >= V{0.0, 0.0} ? V{1.0, 1.0} : V{-1.0, -1.0};
+        const V signs = all<V>(e) >= V{} ? all<V>(1.0) : all<V>(-1.0);
         return magnitude * signs[0];
     } else {
         return magnitude * sgn(e);

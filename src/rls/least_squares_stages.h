@@ -166,7 +166,7 @@ struct StageErrors {
 // The next stage waits for the two divisions of f, so they are first in the code; the other six overlap
 // with them.
 template <bool kAdapt, class State>
-inline StageErrors throughStages(State* state, double x, double d) {
+inline StageErrors throughStages(State* state, double x, double d = {}) {
     double* const fwdEnergy = state->fwdEnergy;
     double* const bwdEnergy = state->bwdEnergy;
     double* const crossCorr = state->crossCorr;

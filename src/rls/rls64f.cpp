@@ -61,7 +61,8 @@ double stepInTiles(rls64fState* state, double x, double d) {
 }
 
 template <bool kInsert, bool kAdapt>
-double step(rls64fState* state, double x, double d) {
+double step(rls64fState* state, double x = {}, double d = {}) {
+    // speed only: both widths give the same bits
     return state->order < kWideFrom ? stepInTiles<kInsert, kAdapt, Pair>(state, x, d)
                                     : stepInTiles<kInsert, kAdapt, Lanes>(state, x, d);
 }
@@ -109,13 +110,13 @@ double rls64fFilterUpdate(rls64fState* state, double x, double d) {
     return step<true, true>(state, x, d);
 }
 
-double rls64fFilterOnly(rls64fState* state, double x) { return step<true, false>(state, x, 0.0); }
+double rls64fFilterOnly(rls64fState* state, double x) { return step<true, false>(state, x); }
 
 double rls64fLCFilterUpdate(rls64fState* state, double d) {
-    return step<false, true>(state, 0.0, d);
+    return step<false, true>(state, {}, d);
 }
 
-double rls64fLCFilterOnly(rls64fState* state) { return step<false, false>(state, 0.0, 0.0); }
+double rls64fLCFilterOnly(rls64fState* state) { return step<false, false>(state); }
 
 int32_t rls64fReset(rls64fState* state) { return reset64f(state->coef, state->order); }
 

@@ -44,11 +44,11 @@ int32_t rlslbpef64fInitStatic(rlslbpef64fState* state, int32_t order, double lam
 void rlslbpef64fFree(rlslbpef64fState* state) { releaseLeastSquares(state); }
 
 double rlslbpef64fFilterUpdate(rlslbpef64fState* state, double x) {
-    return predict(state, x, throughStages<true>(state, x, 0.0));
+    return predict(state, x, throughStages<true>(state, x));
 }
 
 double rlslbpef64fFilterOnly(rlslbpef64fState* state, double x) {
-    return predict(state, x, throughStages<false>(state, x, 0.0));
+    return predict(state, x, throughStages<false>(state, x));
 }
 
 int32_t rlslbpef64fReset(rlslbpef64fState* state) { return resetLeastSquares(state); }

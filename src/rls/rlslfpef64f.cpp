@@ -39,11 +39,11 @@ int32_t rlslfpef64fInitStatic(rlslfpef64fState* state, int32_t order, double lam
 void rlslfpef64fFree(rlslfpef64fState* state) { releaseLeastSquares(state); }
 
 double rlslfpef64fFilterUpdate(rlslfpef64fState* state, double x) {
-    return predict(state, x, throughStages<true>(state, x, 0.0));
+    return predict(state, x, throughStages<true>(state, x));
 }
 
 double rlslfpef64fFilterOnly(rlslfpef64fState* state, double x) {
-    return predict(state, x, throughStages<false>(state, x, 0.0));
+    return predict(state, x, throughStages<false>(state, x));
 }
 
 int32_t rlslfpef64fReset(rlslfpef64fState* state) { return resetLeastSquares(state); }

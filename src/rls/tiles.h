@@ -35,12 +35,12 @@ inline void insertInTiles(double x, double* line, int32_t order) {
     }
     if (remainder == 0) {
         store(behind(all<V>(x), load<V>(line)), line);
-        return;
+    } else {
+        for (int32_t j = remainder - 1; j > 0; --j) {
+            line[j] = line[j - 1];
+        }
+        line[0] = x;
     }
-    for (int32_t j = remainder - 1; j > 0; --j) {
-        line[j] = line[j - 1];
-    }
-    line[0] = x;
 }
 
 // ---- gain = P x
@@ -143,7 +143,7 @@ inline void formGain(const double* invCorr, int32_t order, const double* x, doub
         }
         r += rowsDown(1, i);
     }
-    if constexpr (kSide<V> < kRows<V>) {
+    if constexpr (kSide<V> < kRows<V>) { // speed only: otherwise no rows are left over
         if ((order - i) % kRows<V> != 0) {
             addRows<V, 1>(r, i, x, gain);
             r += rowsDown(kSide<V>, i);

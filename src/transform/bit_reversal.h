@@ -49,15 +49,15 @@ inline void bitReverseShort(double* a) {
 // compiled in. For longer transforms `work` is filled with the table of the reversed upper bits.
 inline void bitReverse64f(int32_t n, int32_t* work, double* a) {
     switch (n) {
-    case 8:
+    case 8: // speed only: the loops below give the same order
         return bitReverseShort<8>(a);
-    case 16:
+    case 16: // speed only: the loops below give the same order
         return bitReverseShort<16>(a);
-    case 32:
+    case 32: // speed only: the loops below give the same order
         return bitReverseShort<32>(a);
-    case 64:
+    case 64: // speed only: the loops below give the same order
         return bitReverseShort<64>(a);
-    case 128:
+    case 128: // speed only: the loops below give the same order
         return bitReverseShort<128>(a);
     default:
         break;

@@ -18,8 +18,8 @@
 
 namespace merlo {
 
-constexpr int32_t kLongestBatch =
-    256; // speed only: points; two arrays of so many vectors on the stack
+// speed only: points; two arrays of so many vectors on the stack
+constexpr int32_t kLongestBatch = 256;
 
 namespace batch {
 
@@ -102,7 +102,7 @@ inline void forEachTile(int32_t h, Visit visit) {
 // ---- The transform of h numbers
 
 constexpr auto kReversals = [] { // 0 .. 127 with their seven bits reversed
-    std::array<uint8_t, 128> reversals{};
+    std::array<uint8_t, kLongestBatch / 2> reversals{};
     for (size_t k = 0; k < reversals.size(); ++k) {
         for (size_t bit = 0; bit < 7; ++bit) {
             reversals[k] = static_cast<uint8_t>(2 * reversals[k] + (k >> bit) % 2);
@@ -141,12 +141,12 @@ template <bool kSparse, class V>
     }
 }
 
-// From bit-reversed to natural order; the results go to emit(k, z), k below `needed`, and not to the
-// array. kSparse: the upper half of the input, which has the odd numbers here, is 0.
-template <bool kSparse, class V, class Emit>
-[[gnu::always_inline]] inline void transform(V* a, int32_t h, const double* w, int32_t needed,
-                                             Emit emit) {
-    stage<kSparse>(a, h, 1, w);
+// From bit-reversed to natural order; the results go to emit(k, z) and not to the array. kForward: the
+// upper half of the input, which has the odd numbers here, is 0. Otherwise only the lower half of the
+// results is needed.
+template <bool kForward, class V, class Emit>
+[[gnu::always_inline]] inline void transform(V* a, int32_t h, const double* w, Emit emit) {
+    stage<kForward>(a, h, 1, w);
     int32_t l = 4;
     for (; 4 * l < h; l *= 4) {
         stage<false>(a, h, l, w);
@@ -157,13 +157,13 @@ template <bool kSparse, class V, class Emit>
                 {at(a, j), at(a, j + l), at(a, j + 2 * l), at(a, j + 3 * l)});
             emit(j, a0);
             emit(j + l, a1);
-            if (2 * l < needed) {
+            if constexpr (kForward) {
                 emit(j + 2 * l, a2);
                 emit(j + 3 * l, a3);
             }
         } else {
             emit(j, at(a, j) + at(a, j + l));
-            if (l < needed) {
+            if constexpr (kForward) {
                 emit(j + l, at(a, j) - at(a, j + l));
             }
         }
@@ -172,13 +172,13 @@ template <bool kSparse, class V, class Emit>
 
 } // namespace batch
 
-// Whether there are vector registers, points enough for a tile and few enough for the stack, and half of
+// Whether there are vector registers, points enough for tiles and few enough for the stack, and half of
 // them at most are taps.
 template <class V, class State>
 inline bool canConstrainTogether(const State* state) {
     const int32_t n = state->fftLen;
-    return kHasVectors && n >= 32 && n / 4 > batch::Tile<V>::kNumbers && n <= kLongestBatch &&
-           2 * state->order <= n;
+    // speed only: single transforms give the same bits
+    return kHasVectors && n >= 32 && n <= kLongestBatch && 2 * state->order <= n;
 }
 
 // The spectra at coef, as many as V has lanes, fftLen doubles each.
@@ -192,6 +192,7 @@ inline void constrainTogether(const State* state, double* coef) {
     const double* const c = w + state->fftTable[0];
     const int32_t ks = cosineStep(n, cosLen);
     constexpr int32_t kNumbers = Tile<V>::kNumbers;
+    static_assert(4 * kNumbers < 32, "a quarter of the points holds a tile");
     V spectrum[kLongestBatch];
     V taps[kLongestBatch];
 
@@ -214,7 +215,7 @@ inline void constrainTogether(const State* state, double* coef) {
     put(spectrum, reversed(h / 2, h), conjugate(loadTile<V>(coef + h, n)[0]));
 
     // The result is conjugate; the taps are scaled, again in bit-reversed order. Its upper half is 0.
-    transform<false>(spectrum, h, w, h / 2, [&](int32_t k, SplitComplex<V> z) {
+    transform<false>(spectrum, h, w, [&](int32_t k, SplitComplex<V> z) {
         const int32_t tap = 2 * k;
         put(taps, reversed(k, h),
             {tap < state->order ? state->invScale * z.re : V{},
@@ -222,7 +223,7 @@ inline void constrainTogether(const State* state, double* coef) {
     });
 
     // realFwdPost64f
-    transform<true>(taps, h, w, h, [&](int32_t k, SplitComplex<V> z) { put(spectrum, k, z); });
+    transform<true>(taps, h, w, [&](int32_t k, SplitComplex<V> z) { put(spectrum, k, z); });
     forEachTile<V>(h, [&](int32_t k) {
         Tile<V> low, high;
         for (int32_t i = 0; i < kNumbers; ++i) {

@@ -107,7 +107,7 @@ void adapt(pbfdaf64fState* state) {
         ++done;
         if (constrained && done > inBatches) {
             constrain(state, coef);
-        } else if (constrained && done % kLanes == 0) {
+        } else if (kHasVectors && constrained && done % kLanes == 0) {
             constrainTogether<Lanes>(state, coef - (kLanes - 1) * int64_t{state->fftLen});
         }
     });

@@ -23,7 +23,7 @@ using namespace complex;
 
 // Up to this length a pass follows so soon on the previous one that a wide load would wait for the
 // narrow stores before it.
-constexpr int32_t kNarrow = 32; // speed only
+constexpr int32_t kNarrow = 32; // speed only: both widths give the same bits
 
 template <class V>
 inline Quad<V> loadQuad(const double* a, int32_t l) {
@@ -237,7 +237,7 @@ inline void lastStage(int32_t n, int32_t l, double* a) {
 template <bool conjugated>
 inline void cplxTransform(int32_t n, double* a, const double* w) {
     const int32_t l = n > 8 ? stagesBeforeLast(n, a, w) : 2;
-    if (n <= kNarrow) {
+    if (n <= kNarrow) { // speed only: as at kNarrow
         lastStage<conjugated, One>(n, l, a);
     } else {
         lastStage<conjugated, Wide>(n, l, a);
@@ -283,7 +283,7 @@ inline void realStep(int32_t n, double* a, int32_t cosLen, const double* c) {
         storeFrom(far, down, -2);
     };
     int32_t j = 2;
-    for (; n > kNarrow && j + 4 <= h; j += 4) {
+    for (; n > kNarrow && j + 4 <= h; j += 4) { // speed only: as at kNarrow
         mirrorPairs(j, Two{});
     }
     for (; j < h; j += 2) {
@@ -347,7 +347,7 @@ inline void lastStageAndPost(int32_t n, double* a, int32_t cosLen, const double*
         storeColumn(far, a + l - j, l, -2);
     };
     int32_t j = 2;
-    for (; j + 4 <= l / 2; j += 4) {
+    for (; j + 4 <= l / 2; j += 4) { // speed only: as at kNarrow
         mirrorPairs(j, Two{});
     }
     for (; j < l / 2; j += 2) {
@@ -370,7 +370,7 @@ void realFft64f(int32_t n, int32_t sign, double* a, int32_t* fftTable, const dou
                 lastStageAndPost<2>(n, a, cosLen, c);
             }
         } else if (n == 8) {
-            bitReverse64f(n, fftTable + 2, a);
+            bitReverseShort<8>(a);
             cplxFwd64f(n, a, w);
             realFwdPost64f(n, a, cosLen, c);
         } else if (n == 4) {
