@@ -364,10 +364,10 @@ class Class {
         class_.def_property(
             array.name, [array](B& b) { return b.view(locate(array)); },
             [array](B& b, const py::object& value) {
-                b.requireSetUp();
+                const typename B::Use use(
+                    b); // before the length is read: another thread may resize
                 const Rows<double> values =
                     b.broadcast(array.name, value, static_cast<size_t>(array.length(b.state())));
-                const typename B::Use use(b);
                 for (size_t c = 0; c < b.count(); ++c) {
                     const std::vector<double> copy(values[c].begin(), values[c].end());
                     std::copy(copy.begin(), copy.end(), locate(array)(b.state(c)).begin());
