@@ -11,8 +11,8 @@ passed=()
 
 usage() {
     cat <<'EOT'
-Usage: ./test.sh [BUILD...]         tests these builds; without a name: sanitize clang gcc, and web if
-                                    its tools are installed
+Usage: ./test.sh [BUILD...]         tests these builds; without a name: sanitize gcc, the bits of
+                                    clang, and web if its tools are installed
        ./test.sh bits [BUILD...]    compares the bits of many builds, or of these
        ./test.sh packages | static | coverage | mutation | docs | page
 
@@ -143,6 +143,12 @@ run_presets() {
 }
 
 # ---- The same bits everywhere
+
+check_bits() { # PRESET: the digests alone
+    step "$1 configure" cmake -B "build/$1" --preset "$1"
+    step "$1 bits" cmake --build "build/$1" --target check-bits --parallel "$jobs"
+    passed+=("$1 bits")
+}
 
 matrix() { # names of all builds: targets under emulation, and COMPILER-LEVEL[-INSTRUCTIONS]
     local file compiler level
@@ -279,7 +285,9 @@ case $mode in
         esac
         ;;
     "")
-        run_presets sanitize clang gcc
+        need_packages_for sanitize clang gcc
+        run_presets sanitize gcc
+        check_bits clang
         # shellcheck disable=SC2046
         mapfile -t missing < <(missing_packages $(packages_for web))
         if [ ${#missing[@]} -eq 0 ]; then
