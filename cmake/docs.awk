@@ -79,7 +79,7 @@ NR == 1 {
         name = file
         sub(/.*\//, "", name)
         print "# " name " {#" identifier(file) "}\n"
-        print "```{.cc}" # the language of .c and .cpp is Markdown here
+        print file ~ /\.py$/ ? "```{.py}" : "```{.cc}" # the language of sources is Markdown here
     } else if (!header && file != "README.md") {
         print $0 " {#" identifier(file) "}"
         next

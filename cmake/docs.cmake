@@ -5,7 +5,8 @@ find_package(Doxygen REQUIRED)
 # In the order of the navigation.
 set(MERLO64F_PAGES README.md)
 foreach(pattern docs/guide/*.md examples/*.md examples/*.c examples/*.cpp examples/demo/tour.cpp
-    docs/performance.md docs/guarantees.md docs/design.md CONTRIBUTING.md CHANGELOG.md)
+    examples/microcontroller/*.c examples/microcontroller/*.cpp python/examples/*.py web/README.md
+    docs/performance.md docs/small.md docs/guarantees.md docs/design.md CONTRIBUTING.md CHANGELOG.md)
   file(GLOB files CONFIGURE_DEPENDS ${pattern})
   list(APPEND MERLO64F_PAGES ${files})
 endforeach()
@@ -13,9 +14,9 @@ set(DOXYGEN_USE_MDFILE_AS_MAINPAGE ${CMAKE_CURRENT_SOURCE_DIR}/README.md)
 set(DOXYGEN_IMAGE_PATH ${CMAKE_CURRENT_SOURCE_DIR}/docs ${CMAKE_CURRENT_SOURCE_DIR}/docs/guide)
 file(GLOB DOXYGEN_HTML_EXTRA_FILES CONFIGURE_DEPENDS docs/*.png docs/guide/*.png)
 set(DOXYGEN_HTML_EXTRA_STYLESHEET ${CMAKE_CURRENT_LIST_DIR}/docs.css)
-set(DOXYGEN_EXTENSION_MAPPING c=md cpp=md) # the examples, by the filter
+set(DOXYGEN_EXTENSION_MAPPING c=md cpp=md py=md) # the examples, by the filter
 set(filter "awk -v root=${CMAKE_CURRENT_SOURCE_DIR} -f ${CMAKE_CURRENT_LIST_DIR}/docs.awk")
-foreach(extension h hpp md c cpp)
+foreach(extension h hpp md c cpp py)
   list(APPEND DOXYGEN_FILTER_PATTERNS "*.${extension}=${filter}")
 endforeach()
 
