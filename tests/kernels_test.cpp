@@ -74,9 +74,10 @@ TEST(Kernels, WorkElementByElement) {
     EXPECT_EQ(insertSampleLinBuf64f(7, b, 3), STS_OK);
     EXPECT_EQ(std::vector(b, b + 4), (std::vector<double>{7, 2, 4, 60}));
     EXPECT_EQ(insertSampleLinBuf64f(8, b, 1), STS_OK);
-    EXPECT_EQ(std::vector(b, b + 4), (std::vector<double>{8, 2, 4, 60}));
+    EXPECT_EQ(insertSampleLinBuf64f(9, b, 2), STS_OK);
+    EXPECT_EQ(std::vector(b, b + 4), (std::vector<double>{9, 8, 4, 60}));
     EXPECT_EQ(addIp64f(b, b, 3), STS_OK);
-    EXPECT_EQ(std::vector(b, b + 4), (std::vector<double>{16, 4, 8, 60}));
+    EXPECT_EQ(std::vector(b, b + 4), (std::vector<double>{18, 16, 8, 60}));
 }
 
 TEST(Kernels, RefuseNullArraysWithNothingTouched) {
