@@ -6,22 +6,23 @@ cd "$(dirname "${BASH_SOURCE[0]}")"
 
 jobs=$(nproc)
 logs=build/logs
-presets=(gcc gcc-v3 clang sanitize fuzz threads) # of CMakePresets.json
+presets=(gcc gcc-v3 clang sanitize threads web) # of CMakePresets.json
 passed=()
 
 usage() {
     cat <<'EOT'
-Usage: ./test.sh [BUILD...]         tests these builds; without a name: sanitize fuzz clang gcc
+Usage: ./test.sh [BUILD...]         tests these builds; without a name: sanitize clang gcc, and web if
+                                    its tools are installed
        ./test.sh bits [BUILD...]    compares the bits of many builds, or of these
-       ./test.sh packages | static | coverage | mutation | docs
+       ./test.sh packages | static | coverage | mutation | docs | page
 
 Builds
-  gcc        gcc -O3, examples, benchmark, installation
+  gcc        gcc -O3, examples, benchmark, installation, Python package
   clang      clang -O3
-  sanitize   clang with the address and undefined-behaviour sanitizers
-  fuzz       the same sanitizers, some seconds of fuzzing
+  sanitize   clang with the address and undefined-behaviour sanitizers, and some seconds of fuzzing
   threads    clang with the thread sanitizer
   gcc-v3     as gcc, for x86-64-v3
+  web        the npm package, under node
 Modes
   bits       gcc and clang, -O0 to -O3, x86-64 and x86-64-v3 (clang-O0, gcc-O3-v3, ...),
              and under emulation: TARGETS; takes longest
@@ -29,24 +30,39 @@ Modes
   static     gcc and clang with warnings as errors, clang-tidy, cppcheck
   coverage   regions and branches of src/ that the tests reach; fails unless all
   mutation   small faults in src/, include/ and support/; fails unless the tests find all
-  docs       the reference as HTML, in build/docs/html
+  docs       the documents, headers and examples as HTML, in build/docs/html
+  page       the page that shows the filters learning, in build/page, and its tests in Chromium
 
 A build or mode installs the Debian packages that it needs, as root or by sudo without a password;
 otherwise it lists them and stops. Logs: build/logs.
 EOT
 }
 
+python_build="pybind11-dev python3-dev python3-pybind11"
+python_tests="mypy python3-hypothesis python3-matplotlib python3-numpy python3-pytest python3-scipy"
+
+target_packages() { # TARGET
+    sed -n 's/^# Debian packages: //p' "cmake/targets/$1.cmake"
+}
+
 packages_for() { # BUILD or MODE
     echo build-essential cmake pkg-config libgtest-dev
     case $1 in
         clang*) echo clang ;;
-        sanitize | fuzz | threads) echo clang libclang-rt-dev ;;
-        gcc | gcc-v3) echo libsndfile1-dev libbenchmark-dev ;;
-        packages) echo debhelper dpkg-dev lintian libsndfile1-dev ;;
-        static) echo clang clang-tidy cppcheck libsndfile1-dev libbenchmark-dev ;;
+        sanitize | threads) echo clang libclang-rt-dev ;;
+        gcc | gcc-v3) echo libsndfile1-dev libbenchmark-dev "$python_build" "$python_tests" ;;
+        packages) echo debhelper dh-python dpkg-dev lintian libsndfile1-dev python3-pip python3-setuptools \
+            python3-wheel "$python_build" "$python_tests" ;;
+        static) echo clang clang-tidy cppcheck libsndfile1-dev libbenchmark-dev "$python_build" ;;
         coverage) echo clang libclang-rt-dev llvm python3 ;;
         docs) echo doxygen ;;
-        *) [ ! -e "cmake/targets/$1.cmake" ] || sed -n 's/^# Debian packages: //p' "cmake/targets/$1.cmake" ;;
+        web) target_packages wasm32 ;;
+        page)
+            target_packages wasm32
+            echo chromium libsndfile1-dev
+            type -P npm >/dev/null || echo npm # other packages of node contain it
+            ;;
+        *) [ ! -e "cmake/targets/$1.cmake" ] || target_packages "$1" ;;
     esac
 }
 
@@ -98,6 +114,8 @@ count_tests() { # NAME BUILD_DIR; each case of GoogleTest is a test
         /^Output:/ { single = 1 }
         /^\[  PASSED  \]/ { passed += $4; single = 0 }
         /^\[  SKIPPED \] [0-9]+ test/ { skipped += $4 }
+        /^# pass [0-9]+/ { passed += $3; single = 0 }
+        /^# skipped [0-9]+/ { skipped += $3 }
         /^Test Passed/ { passed += single }
         / - .* \(Skipped\)$/ { ++skipped; --passed } # a script of ctest
         END { print passed + 0, skipped + 0 }' "$2/Testing/Temporary/LastTest.log" "$log")
@@ -212,6 +230,23 @@ make_docs() {
     passed+=("docs in build/docs/html")
 }
 
+test_page() {
+    local npm=$PWD/build/web/npm
+    need_packages_for page
+    mkdir -p "$npm"
+    cp web/tools/package.json web/tools/package-lock.json "$npm"
+    step "page npm" npm ci --prefix "$npm" --ignore-scripts --no-audit --no-fund
+    run_presets web
+    step "page build" cmake --build --preset page
+    step "page demo configure" cmake -B build/demo -DCMAKE_BUILD_TYPE=Release -DMERLO64F_BUILD_EXAMPLES=ON
+    step "page demo build" cmake --build build/demo --parallel "$jobs"
+    begin "page test"
+    logged env MERLO64F_NPM="$npm" MERLO64F_PACKAGE="$PWD/build/web/web/package" MERLO64F_PAGE="$PWD/build/page" \
+        MERLO64F_DEMO="$PWD/build/demo/examples" node --test --test-reporter=tap web/test/page.test.js
+    end
+    passed+=("the page in build/page, its screenshots in build/page/screenshots")
+}
+
 require() { # every word of the first argument is one of the others
     local word words=$1
     shift
@@ -232,7 +267,7 @@ case $mode in
         [ $# -eq 1 ] || builds=("${@:2}")
         run_matrix "${builds[@]}"
         ;;
-    packages | static | coverage | mutation | docs)
+    packages | static | coverage | mutation | docs | page)
         require "${*:2}"
         case $mode in
             packages) make_packages ;;
@@ -240,9 +275,19 @@ case $mode in
             coverage) measure_coverage ;;
             mutation) run_mutants ;;
             docs) make_docs ;;
+            page) test_page ;;
         esac
         ;;
-    "") run_presets sanitize fuzz clang gcc ;;
+    "")
+        run_presets sanitize clang gcc
+        # shellcheck disable=SC2046
+        mapfile -t missing < <(missing_packages $(packages_for web))
+        if [ ${#missing[@]} -eq 0 ]; then
+            run_presets web
+        else
+            echo "web                      not tested; not installed: ${missing[*]}"
+        fi
+        ;;
     *)
         require "$*" "${presets[@]}"
         run_presets "$@"

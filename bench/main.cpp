@@ -135,7 +135,7 @@ class TableReporter : public benchmark::BenchmarkReporter {
         const double ns = time(row, "subject");
         const double plain = time(row, "plain");
         const double floor = time(row, "floor");
-        Row linear = row; // the operation on a linear line, which costs nothing to shift
+        Row linear = row; // the operation on a linear line, which is shifted at no cost
         linear.operation = "LC" + row.operation;
         if (!std::isnan(ns) || !std::isnan(plain) || !std::isnan(floor)) {
             lines.push_back({operation, fixed(ns, 2), fixed(plain, 2), fixed(floor, 2),

@@ -34,7 +34,7 @@ struct Row {
     int size;
     std::vector<Candidate> candidates;
 
-    // What --benchmark_filter sees.
+    // The name that --benchmark_filter matches.
     std::string nameOf(const std::string& candidate) const {
         return family + '/' + operation + '/' + std::to_string(size) + '/' + candidate;
     }

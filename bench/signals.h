@@ -34,8 +34,8 @@ struct alignas(64) Signals {
     Signals(const Signals&) = delete;
     Signals& operator=(const Signals&) = delete;
 
-    // The linear line of sample i, newest first. It moves through a longer array, so that a candidate
-    // on a linear line does not pay for shifting it.
+    // The linear line of sample i, newest first. It moves through a longer array, so that shifting
+    // costs a candidate on a linear line nothing.
     double* line(int i) { return older + (kSamples - 1 - i); }
 };
 

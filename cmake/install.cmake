@@ -1,12 +1,14 @@
-# Two components: runtime (the library) and development (headers, pkg-config file, CMake package).
+# Two components: runtime (the shared library) and development (headers, static library, pkg-config file,
+# CMake package).
 include(CMakePackageConfigHelpers)
 
 file(GLOB MERLO64F_HEADERS CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/include/*.h)
 list(APPEND MERLO64F_HEADERS ${CMAKE_CURRENT_SOURCE_DIR}/support/fft_tables.h)
 
-install(TARGETS merlo64f EXPORT merlo64f-targets
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-  COMPONENT runtime NAMELINK_COMPONENT development)
+install(TARGETS ${MERLO64F_LIBRARIES} EXPORT merlo64f-targets
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
 if(TARGET merlo64f_v3)
   install(TARGETS merlo64f_v3
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/${MERLO64F_HWCAPS_DIR}

@@ -3,6 +3,7 @@
 #define MERLO64F_EXAMPLES_AUDIO_FILE_H
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
@@ -102,6 +103,14 @@ class Reader : public SoundFile {
         }
         position_ += got;
         return filled;
+    }
+
+    // Reads the whole file and rewinds, so that a bad sample is found before any output is opened.
+    void requireFinite() {
+        std::array<double, kBlockFrames> block;
+        while (!read(block).empty()) {
+        }
+        rewind();
     }
 
     void rewind() {

@@ -16,6 +16,11 @@
 // filter is better for long, so the foreground filter keeps its coefficients. Ochiai, Araseki and
 // Ogihara 1977, Echo canceler with two echo path models.
 //
+// The background filter divides its step by the power of the far end. While the far end is quiet,
+// there is no echo to learn from, and a small power makes a large step. So it adapts only while the
+// power of the far end is above --floor. (Here the second filter and the working level, below, limit
+// the damage of quiet passages already. The noise canceller shows them without such protection.)
+//
 // --step is relative to 2 / (block length * partitions), the stability limit for white noise. With
 // voices, whose spectra change, 1 is stable in most rooms; values far above 1 diverge.
 #include <algorithm>
@@ -26,10 +31,9 @@
 #include <string>
 #include <vector>
 
-#include <pbfdaf64f.h>
+#include <merlo64f.hpp>
 
 #include "audio_file.h"
-#include "filters.h"
 #include "host.h"
 
 namespace {
@@ -69,33 +73,13 @@ void deemphasise(std::span<const double> x, double gain, double& last, std::span
     }
 }
 
-class RoomFilter {
-  public:
-    RoomFilter(host::TransformTables& tables, int32_t partitions, double mu) {
-        host::require(pbfdaf64fInit(&state_, kBlock, kBlock, partitions, mu, 1, tables.table.data(),
-                                    tables.twiddles.data()),
-                      "pbfdaf64f");
-    }
-    RoomFilter(const RoomFilter&) = delete;
-    RoomFilter& operator=(const RoomFilter&) = delete;
-    ~RoomFilter() { pbfdaf64fFree(&state_); }
+using RoomFilter = merlo64f::Filter<pbfdaf64fState>;
 
-    void filter(ConstBlock x, Block y) { pbfdaf64fFilterOnly(&state_, x.data(), y.data()); }
-    void adapt(ConstBlock x, ConstBlock d, Block y, Block e) {
-        pbfdaf64fFilterUpdate(&state_, x.data(), d.data(), y.data(), e.data());
-    }
-    host::Signal taps() {
-        host::Signal taps(static_cast<std::size_t>(state_.partitions) * kBlockSize);
-        pbfdaf64fGetCoef(&state_, taps.data(), 0, static_cast<int32_t>(taps.size()), 0);
-        return taps;
-    }
-    void setTaps(const host::Signal& taps) {
-        pbfdaf64fSetCoef(&state_, taps.data(), 0, static_cast<int32_t>(taps.size()), 0);
-    }
-
-  private:
-    pbfdaf64fState state_;
-};
+host::Signal tapsOf(RoomFilter& filter) {
+    host::Signal taps(static_cast<std::size_t>(filter->partitions) * kBlockSize);
+    filter.getCoef(taps);
+    return taps;
+}
 
 // ---- the canceller ---------------------------------------------------------------------------
 
@@ -108,25 +92,28 @@ class EchoCanceller {
         double reduction = 0.0; // dB, microphone power re background error power at that time
     };
 
-    // gain  from full scale to the level at the filter inputs
-    EchoCanceller(int rate, int32_t partitions, double mu, double gain)
-        : foreground_(tables_, partitions, 0.0), background_(tables_, partitions, mu),
-          blockRate_(static_cast<double>(rate) / kBlock), gain_(gain) {}
+    // gain  from full scale to the level at the filter inputs; floor  mean square of the far end, below
+    // which the background filter does not adapt
+    EchoCanceller(int rate, int32_t partitions, double mu, double gain, double floor)
+        : foreground_(kBlock, kBlock, partitions, 0.0, 1),
+          background_(kBlock, kBlock, partitions, mu, 1),
+          blockRate_(static_cast<double>(rate) / kBlock), gain_(gain), floor_(floor) {}
 
     void process(ConstBlock farEnd, ConstBlock microphone, Block output) {
         constexpr double kMemory = 0.03; // s, time constant of the smoothed powers
         std::array<double, kBlockSize> x, d, y, e, backgroundY, backgroundE;
         emphasise(farEnd, gain_, lastFarEnd_, x);
         emphasise(microphone, gain_, lastMicrophone_, d);
-        foreground_.filter(x, y);
-        std::transform(d.begin(), d.end(), y.begin(), e.begin(), std::minus<>());
-        background_.adapt(x, d, backgroundY, backgroundE);
-        deemphasise(e, 1.0 / gain_, lastOutput_, output);
-
         const double keep = std::exp(-1.0 / (kMemory * blockRate_));
         const auto smooth = [&](double& power, ConstBlock samples) {
             power = keep * power + (1.0 - keep) * host::power(samples);
         };
+        smooth(farPower_, farEnd);
+        std::array<bool, kBlockSize> adapt{};
+        foreground_.update(x, d, y, e, adapt); // never adapts
+        adapt.fill(farPower_ >= floor_);
+        background_.update(x, d, backgroundY, backgroundE, adapt);
+        deemphasise(e, 1.0 / gain_, lastOutput_, output);
         smooth(microphonePower_, d);
         smooth(foregroundPower_, e);
         smooth(backgroundPower_, backgroundE);
@@ -139,7 +126,7 @@ class EchoCanceller {
     bool mostlyEcho() const { return backgroundPower_ < 0.25 * microphonePower_; }
     bool diverged() const { return !(backgroundPower_ <= 100.0 * highestPower_); }
     const Copies& copies() const { return copies_; }
-    host::Signal taps() { return foreground_.taps(); }
+    host::Signal taps() { return tapsOf(foreground_); }
 
   private:
     // An adaptive filter can follow a near-end vowel while it lasts, because neighbouring blocks of
@@ -150,24 +137,23 @@ class EchoCanceller {
         better_ = mostlyEcho() && backgroundPower_ < kBetter * foregroundPower_ ? better_ + 1 : 0;
         worse_ = backgroundPower_ > kWorse * foregroundPower_ ? worse_ + 1 : 0;
         if (better_ > kBetterTime * blockRate_) {
-            foreground_.setTaps(background_.taps());
+            foreground_.setCoef(tapsOf(background_));
             foregroundPower_ = backgroundPower_;
             better_ = 0;
             copies_ = {copies_.count + 1, static_cast<double>(blocks_) / blockRate_,
                        host::decibels(microphonePower_ / backgroundPower_)};
         } else if (worse_ > kWorseTime * blockRate_ && !diverged()) {
-            background_.setTaps(foreground_.taps());
+            background_.setCoef(tapsOf(foreground_));
             backgroundPower_ = foregroundPower_;
             worse_ = 0;
         }
     }
 
-    host::TransformTables tables_{2 * kBlock};
     RoomFilter foreground_, background_;
     double blockRate_; // Hz
-    double gain_;
+    double gain_, floor_;
     double lastFarEnd_ = 0.0, lastMicrophone_ = 0.0, lastOutput_ = 0.0;
-    double microphonePower_ = 0.0, foregroundPower_ = 0.0, backgroundPower_ = 0.0;
+    double farPower_ = 0.0, microphonePower_ = 0.0, foregroundPower_ = 0.0, backgroundPower_ = 0.0;
     double highestPower_ = 0.0;  // of the microphone so far
     int better_ = 0, worse_ = 0; // blocks for which the background filter has been so
     std::int64_t blocks_ = 0;
@@ -177,8 +163,9 @@ class EchoCanceller {
 // ---- files -----------------------------------------------------------------------------------
 
 struct Settings {
-    int32_t tail = 128; // ms
+    int32_t tail = 96; // ms
     double step = 0.6;
+    int32_t floor = -50; // dB re full scale
     std::string levelsPath, tapsPath;
 };
 
@@ -196,11 +183,12 @@ void cancelEcho(const std::vector<std::string>& files, const Settings& settings)
     constexpr double kLevelInterval = 0.05; // s
     audio::Reader farEnd(files[0]), microphone(files[1]);
     audio::requireSameShape(farEnd, microphone);
-    host::requireDistinct({files[0], files[1]}, {files[2], settings.levelsPath, settings.tapsPath});
+    host::checkOutputs({files[0], files[1]}, {files[2], settings.levelsPath, settings.tapsPath});
     const int rate = farEnd.rate();
     const auto partitions = static_cast<int32_t>(std::ceil(1e-3 * settings.tail * rate / kBlock));
 
     // The first pass measures the power of the emphasised far end, the second one cancels.
+    microphone.requireFinite();
     host::ProgressBar progress("cancelling", 2 * farEnd.frames(), rate);
     std::array<double, audio::kBlockFrames> farBlock, microphoneBlock, outputBlock;
     host::MeanSquare farPower;
@@ -215,7 +203,7 @@ void cancelEcho(const std::vector<std::string>& files, const Settings& settings)
     const bool silent = farPower.value() < host::kSilence;
     const double gain = silent ? 1.0 : std::sqrt(kWorkingPower / farPower.value());
     const double mu = silent ? 0.0 : settings.step * 2.0 / (kBlock * partitions);
-    EchoCanceller canceller(rate, partitions, mu, gain);
+    EchoCanceller canceller(rate, partitions, mu, gain, host::fromDecibels(settings.floor));
 
     audio::Writer output(files[2], rate, audio::formatLike(files[2], microphone));
     Levels whole, echo, interval;
@@ -262,6 +250,7 @@ void cancelEcho(const std::vector<std::string>& files, const Settings& settings)
 
     std::printf("tail %d ms: %d partitions of %d taps, %d Hz, %.2f s -> %s\n", settings.tail,
                 partitions, kBlock, rate, farEnd.seconds(), files[2].c_str());
+    // The second level leaves out most of the near-end voice, the third one most of the convergence.
     std::printf("microphone level minus output level:\n");
     std::printf("  %5.1f dB over the whole file, near-end voice included\n", whole.reduction());
     if (echo.output.count() > 0) {
@@ -287,6 +276,8 @@ int main(int argc, char** argv) {
         {"FAR.wav", "MICROPHONE.wav", "OUT.wav"},
         {{"tail", "length of the room response in ms", &s.tail, 1, 2000},
          {"step", "step size relative to the stability limit for white noise", &s.step, 0.0, 10.0},
+         {"floor", "power of the far end in dB re full scale, below which no filter adapts",
+          &s.floor, -200, 0},
          {"levels", "output file for levels in dB every 50 ms", &s.levelsPath},
          {"save-taps", "output file for the final taps, one per line", &s.tapsPath}});
     return host::runHost(argv[0], [&] { cancelEcho(files, s); });

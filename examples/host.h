@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cmath>
+#include <complex>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -15,6 +16,7 @@
 #include <fstream>
 #include <functional>
 #include <initializer_list>
+#include <numbers>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -72,7 +74,7 @@ inline std::string shortest(double value) {
 struct Option {
     const char *name, *what;
     std::variant<int32_t*, double*, std::string*> target; // a string is the path of an output file
-    double least = 0.0, most = 0.0; // of a number: 0 < value, least <= value <= most
+    double least = 0.0, most = 0.0; // of a number; 0 itself is no value of a double
 
     std::string range() const {
         return target.index() == 0 ? "whole number from " + std::to_string(std::lround(least)) +
@@ -93,8 +95,8 @@ struct Option {
                 return true;
             } else {
                 const auto [end, error] = std::from_chars(word.begin(), word.end(), *value);
-                return error == std::errc{} && end == word.end() && *value > 0 && *value >= least &&
-                       *value <= most;
+                return error == std::errc{} && end == word.end() && *value >= least &&
+                       *value <= most && (*value > 0 || !std::is_same_v<decltype(value), double*>);
             }
         };
         return std::visit(stored, target);
@@ -149,17 +151,26 @@ inline std::vector<std::string> commandLine(int argc, char** argv, const std::st
 
 // ---- output files ----------------------------------------------------------------------------
 
-// Opening an output empties it, so no output may be an input or another output. An empty path
-// stands for no file.
-inline void requireDistinct(std::vector<std::string> used,
-                            std::initializer_list<std::string> outputs) {
+// Called before any output is opened, which empties it: no output may be an input or another output,
+// and each needs a directory to lie in. An empty path stands for no file.
+inline void checkOutputs(std::vector<std::string> used,
+                         std::initializer_list<std::string> outputs) {
+    std::error_code ignored;
     for (const std::string& output : outputs) {
+        if (output.empty()) {
+            continue;
+        }
         for (const std::string& path : used) {
-            std::error_code ignored;
-            if (!output.empty() &&
-                (output == path || std::filesystem::equivalent(output, path, ignored))) {
+            if (output == path || std::filesystem::equivalent(output, path, ignored)) {
                 fail(output, "is in use already and would be overwritten");
             }
+        }
+        const std::filesystem::path directory = std::filesystem::path(output).parent_path();
+        if (!directory.empty() && !std::filesystem::is_directory(directory, ignored)) {
+            fail(output, std::strerror(ENOENT));
+        }
+        if (std::filesystem::is_directory(output, ignored)) {
+            fail(output, std::strerror(EISDIR));
         }
         used.push_back(output);
     }
@@ -219,6 +230,9 @@ constexpr double kSilence = 1e-20;
 
 inline double decibels(double powerRatio) { return 10.0 * std::log10(powerRatio); }
 
+inline double fromDecibels(double level) { return std::pow(10.0, level / 10.0); } // power ratio
+inline double amplitude(double level) { return std::pow(10.0, level / 20.0); }
+
 class MeanSquare {
   public:
     void add(std::span<const double> samples) {
@@ -262,6 +276,37 @@ inline void scale(std::span<double> signal, double gain) {
     for (double& x : signal) {
         x *= gain;
     }
+}
+
+// Powers of the bins 1, 2, ... of the discrete Fourier transform of `segment` samples, `count` of them:
+// the mean over half-overlapping segments under a Hann window, scaled so that the sum of all bins up
+// to half the sampling rate is the power of the signal.
+inline Signal binPowers(std::span<const double> signal, std::size_t segment, std::size_t count) {
+    std::vector<std::complex<double>> turn(segment);
+    for (std::size_t n = 0; n < segment; ++n) {
+        const double part = static_cast<double>(n) / static_cast<double>(segment);
+        turn[n] = std::polar(1.0, 2.0 * std::numbers::pi * part);
+    }
+    Signal bins(count), windowed(segment);
+    double windows = 0.0;
+    for (; signal.size() >= segment; signal = signal.subspan(segment / 2)) {
+        for (std::size_t n = 0; n < segment; ++n) {
+            const double window = 1.0 - turn[n].real();
+            windowed[n] = signal[n] * window;
+            windows += window * window;
+        }
+        for (std::size_t bin = 1; bin <= count; ++bin) {
+            std::complex<double> sum;
+            for (std::size_t n = 0; n < segment; ++n) {
+                sum += windowed[n] * turn[n * bin % segment];
+            }
+            bins[bin - 1] += std::norm(sum);
+        }
+    }
+    for (double& power : bins) {
+        power *= 2.0 / (windows * static_cast<double>(segment));
+    }
+    return bins;
 }
 
 // White noise, uniform in -1 .. 1, power 1/3, the same samples on every machine. A 64-bit linear

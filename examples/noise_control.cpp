@@ -20,16 +20,13 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <complex>
 #include <cstdio>
 #include <numbers>
 #include <span>
 #include <string>
 #include <vector>
 
-#include <adjlms64f.h>
-#include <fxlms64f.h>
-#include <lms64f.h>
+#include <merlo64f.hpp>
 
 #include "filters.h"
 #include "host.h"
@@ -124,51 +121,20 @@ Signal identify(const Path& path) {
     const Signal heard = host::through(path, probe);
     const double otherGain = std::sqrt(host::power(heard) / host::power(probe) / 10.0);
 
-    Signal estimate(kEstimateTaps), delayLine(kEstimateTaps);
-    const double mu = 0.1 / (kEstimateTaps * host::power(probe));
-    lms64fState filter;
-    host::require(lms64fInitStatic(&filter, kEstimateTaps, mu, estimate.data(), delayLine.data()),
-                  "lms64f");
-    for (std::size_t n = 0; n < probe.size(); ++n) {
-        lms64fFilterUpdate(&filter, probe[n], heard[n] + otherGain * other.next());
+    Signal recorded = heard;
+    for (double& x : recorded) {
+        x += otherGain * other.next();
     }
+    Signal output(probe.size()), estimate(kEstimateTaps);
+    merlo64f::Filter<lms64fState> filter(kEstimateTaps, 0.1 / (kEstimateTaps * host::power(probe)));
+    filter.update(probe, recorded, output, recorded);
+    filter.getCoef(estimate);
     return estimate;
 }
 
 double energy(std::span<const double> x) { return host::power(x) * static_cast<double>(x.size()); }
 
 // ---- control ---------------------------------------------------------------------------------
-
-template <class State, auto kInit, auto kFree, auto kFilterUpdate, auto kFilterOnly, auto kSetCoef>
-class Controller {
-  public:
-    Controller(const std::string& name, const Path& path, const Signal& estimate, double mu) {
-        host::require(kInit(&state_, kTaps, mu, path.data(), static_cast<int32_t>(path.size()),
-                            estimate.data(), static_cast<int32_t>(estimate.size())),
-                      name);
-    }
-    Controller(const Controller&) = delete;
-    Controller& operator=(const Controller&) = delete;
-    ~Controller() { kFree(&state_); }
-
-    double residual(double x, double d) {
-        kFilterUpdate(&state_, x, d);
-        return state_.err;
-    }
-    // Residual of one component of the signals under the present coefficients of `other`.
-    double residualOf(double x, double d, const Controller& other) {
-        kSetCoef(&state_, other.state_.coef, 0, kTaps, 0);
-        return d + kFilterOnly(&state_, x);
-    }
-
-  private:
-    State state_;
-};
-
-using FilteredX = Controller<fxlms64fState, fxlms64fInit, fxlms64fFree, fxlms64fFilterUpdate,
-                             fxlms64fFilterOnly, fxlms64fSetCoef>;
-using Adjoint = Controller<adjlms64fState, adjlms64fInit, adjlms64fFree, adjlms64fFilterUpdate,
-                           adjlms64fFilterOnly, adjlms64fSetCoef>;
 
 struct Control {
     std::string name;
@@ -177,23 +143,32 @@ struct Control {
 };
 
 // step  value of --step, for the error message
-template <class Filter>
-Control control(const std::string& name, const Duct& duct, const Signal& estimate, double mu,
-                double step) {
+template <class State>
+Control control(const Duct& duct, const Signal& estimate, double mu, double step) {
+    using Family = merlo64f::Family<State>;
     constexpr double kDiverged = 100.0; // residual power re power of the disturbance
 
-    Filter whole(name, duct.secondary, estimate, mu), tones(name, duct.secondary, estimate, mu);
-    Control result{name, mu, duct.disturbance, duct.tonesAtError};
+    // The second filter has the coefficients of the first, and only the tones as input.
+    const auto filter = [&](double stepSize) {
+        return merlo64f::Filter<State>(kTaps, stepSize, duct.secondary.data(),
+                                       static_cast<int32_t>(duct.secondary.size()), estimate.data(),
+                                       static_cast<int32_t>(estimate.size()));
+    };
+    auto whole = filter(mu), tones = filter(0.0);
+    Control result{Family::name, mu, duct.disturbance, duct.tonesAtError};
     const double disturbance = host::power(duct.disturbance);
     for (std::size_t n = kStart; n < duct.reference.size(); ++n) {
-        result.tones[n] = tones.residualOf(duct.tones[n], duct.tonesAtError[n], whole);
-        result.residual[n] = whole.residual(duct.reference[n], duct.disturbance[n]);
+        tones.setCoef({whole->coef, kTaps});
+        result.tones[n] += Family::filterOnly(&tones.state(), duct.tones[n]);
+        Family::filterUpdate(&whole.state(), duct.reference[n], duct.disturbance[n]);
+        result.residual[n] = whole->err;
         if ((n + 1) % kInterval == 0) {
             const auto interval = std::span(result.residual).subspan(n + 1 - kInterval, kInterval);
             if (!(host::power(interval) < kDiverged * disturbance)) {
                 const double seconds = static_cast<double>(n + 1 - kStart) / kRate;
-                host::fail(name, "diverged within " + host::shortest(seconds) +
-                                     " s; use a smaller --step than " + host::shortest(step));
+                host::fail(Family::name, "diverged within " + host::shortest(seconds) +
+                                             " s; use a smaller --step than " +
+                                             host::shortest(step));
             }
         }
     }
@@ -210,34 +185,10 @@ Signal levels(std::span<const double> signal) {
     return result;
 }
 
-// Levels of the bins of the discrete Fourier transform between 0 Hz and half the sampling rate, by
-// the mean over half-overlapping segments under a Hann window, scaled so that the sum of the bin
-// powers is the power of the signal.
+// Of the bins between 0 Hz and half the sampling rate.
 Signal spectrum(std::span<const double> signal) {
-    std::array<std::complex<double>, kSegment> turn;
-    for (std::size_t n = 0; n < kSegment; ++n) {
-        turn[n] = std::polar(1.0, 2.0 * std::numbers::pi * static_cast<double>(n) / kSegment);
-    }
-    Signal bins(kSegment / 2 - 1);
-    double windows = 0.0;
-    for (; signal.size() >= kSegment; signal = signal.subspan(kSegment / 2)) {
-        std::array<double, kSegment> windowed;
-        for (std::size_t n = 0; n < kSegment; ++n) {
-            const double window = 1.0 - turn[n].real();
-            windowed[n] = signal[n] * window;
-            windows += window * window;
-        }
-        for (std::size_t bin = 1; bin <= bins.size(); ++bin) {
-            std::complex<double> sum;
-            for (std::size_t n = 0; n < kSegment; ++n) {
-                sum += windowed[n] * turn[n * bin % kSegment];
-            }
-            bins[bin - 1] += std::norm(sum);
-        }
-    }
-    for (double& power : bins) {
-        power = soundPressureLevel(power * 2.0 / (windows * kSegment));
-    }
+    Signal bins = host::binPowers(signal, kSegment, kSegment / 2 - 1);
+    std::transform(bins.begin(), bins.end(), bins.begin(), soundPressureLevel);
     return bins;
 }
 
@@ -248,7 +199,7 @@ struct Settings {
 };
 
 void controlNoise(const Settings& settings) {
-    host::requireDistinct({}, {settings.levelsPath, settings.spectraPath});
+    host::checkOutputs({}, {settings.levelsPath, settings.spectraPath});
     const Duct duct = makeDuct(static_cast<std::size_t>(settings.seconds * kRate));
     const Signal estimate = identify(duct.secondary);
     Signal padded = estimate;
@@ -263,8 +214,8 @@ void controlNoise(const Settings& settings) {
     // reference, so its mu is divided by the gain of the path as well.
     const double mu = settings.step * 2.0 / (kTaps + kEstimateTaps);
     const std::array controls = {
-        control<FilteredX>("fxlms64f", duct, estimate, mu, settings.step),
-        control<Adjoint>("adjlms64f", duct, estimate, mu / energy(estimate), settings.step)};
+        control<fxlms64fState>(duct, estimate, mu, settings.step),
+        control<adjlms64fState>(duct, estimate, mu / energy(estimate), settings.step)};
 
     const std::size_t last = duct.disturbance.size() / 4;
     const auto attenuation = [&](std::span<const double> before, std::span<const double> after) {

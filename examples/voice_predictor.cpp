@@ -193,7 +193,7 @@ struct Settings {
 void predictVoice(const std::string& path, const Settings& settings) {
     const auto order = static_cast<std::size_t>(settings.order);
     audio::Reader file(path);
-    host::requireDistinct({path}, {settings.framesPath});
+    host::checkOutputs({path}, {settings.framesPath});
     double rate = 0.0;
     const Signal voice = readVoice(file, rate);
     const auto length = std::max<std::size_t>( // of a frame

@@ -31,7 +31,7 @@
  *
  * @par Silence
  * A gradient of exactly 0 leaves parcor unchanged, however large mu/power is, so any number of
- * zeros does no harm. But input that decays below about 1e-155 without becoming 0 makes mu/power
+ * zeros is allowed. But input that decays below about 1e-155 without becoming 0 makes mu/power
  * and then parcor infinite: replace such samples by 0.
  *
  * @par Step size

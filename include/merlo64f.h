@@ -1,13 +1,7 @@
 /** @page contract The contract
  *
- * The rules that all families of filters share. The header of a family says what is its own:
- *
- * - fixed filter: fir64f.h
- * - gradient filters: lms64f.h, nlms64f.h, over blocks blms64f.h, bnlms64f.h, through a secondary
- *   path fxlms64f.h, adjlms64f.h
- * - in the frequency domain: bfdaf64f.h, pbfdaf64f.h, tdlms64f.h, with the tables of fft_tables.h
- * - gradient lattices: lfpef64f.h, lbpef64f.h, lmslattice64f.h
- * - least squares: rls64f.h, and as lattices rlslattice64f.h, rlslfpef64f.h, rlslbpef64f.h
+ * The rules that all families of filters share. The header of a family, `<family>.h`, says what is
+ * its own. Families that work in the frequency domain also need the tables of fft_tables.h.
  *
  * ## Records and arguments
  * A filter is one plain record, `<family>State`. The host allocates it anywhere and passes it as
@@ -48,7 +42,7 @@
  *
  * ## After a failure
  * A failed `Init` or `InitStatic` stores 0 in `order`, leaves nothing allocated and does not write
- * to the host's buffers. The fields that `Free` releases are null then, so `Free` does no harm; the
+ * to the host's buffers. The fields that `Free` releases are null then, so `Free` is allowed; the
  * other fields are undefined. Any other call that fails leaves the record and its buffers bit for
  * bit as they were, and a live record goes on working.
  *
@@ -114,9 +108,9 @@
  * For finite input every output, error and record field has the same bits on every compiler,
  * optimisation level and processor. Formulas are evaluated in the order and grouping in which the
  * docstrings state them, sums run in tap order in one accumulator, and nothing is fused or held in
- * a wider format. Three things are outside the promise: a process that changes the arithmetic
- * (subnormals flushed to zero, another rounding mode), the sign and payload of a NaN, which are the
- * processor's, and the transform tables, which the host computes. */
+ * a wider format. The transform tables of fft_tables.h are the same everywhere too. Outside the
+ * promise are a process that changes the arithmetic (subnormals flushed to zero, another rounding
+ * mode), and the sign and payload of a NaN, which are the processor's. */
 
 /** @file
  * @ref contract and @ref merlo64f
@@ -129,8 +123,11 @@
 
 #include <stdint.h>
 
-/** Marks an exported function. */
-#if defined(__GNUC__)
+/** Marks an exported function. On Windows a host may define MERLO64F_DLL, which saves a jump per call
+ * of the DLL; without it a host can be linked with the DLL or with the static library. */
+#if defined(_WIN32) && defined(MERLO64F_DLL)
+#define MERLO64F_API __declspec(dllimport)
+#elif defined(__GNUC__) && !defined(_WIN32)
 #define MERLO64F_API __attribute__((visibility("default")))
 #else
 #define MERLO64F_API

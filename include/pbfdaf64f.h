@@ -45,7 +45,9 @@
  * For white x of mean square s powerAvg settles at s * fftLen / blockLen, so the constant 1e-6
  * halves the step at s = 1e-6 * blockLen / fftLen: 5e-7 (-63 dB) where fftLen = 2 * blockLen. For
  * coloured x this holds bin by bin: bins in which x is weak adapt slowly. Remedy: see merlo64f.h,
- * level. From its start at 1.0, powerAvg falls to a level of -60 dB in about 650 blocks.
+ * level. From its start at 1.0, powerAvg falls to a level of -60 dB in about 650 blocks. Measured with
+ * coloured x (a pole at 0.8), a response of 256 taps and a tenth of the bound: after 40000 samples e
+ * is 57 dB below d at -20 and at -40 dB, 32 dB at -60 dB and 6 dB at -80 dB.
  *
  * @par After a NaN
  * A NaN stays in coef and powerAvg, and in the history for some blocks. Remedy: pbfdaf64fReset(),

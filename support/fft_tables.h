@@ -1,8 +1,7 @@
 /** @file
  * @ref fft_tables
  * @defgroup fft_tables fft_tables: the tables of the transform
- * The two tables that the filters in the frequency domain borrow. Header only; needs -lm, which the
- * pkg-config file and the CMake target add.
+ * The two tables that the filters in the frequency domain borrow. Header only.
  *
  *     static int32_t fftTable[FFT_TABLE_LEN(nMax)]; // or, on the heap, fftTableLen(nMax) elements
  *     static double fftTwiddles[FFT_TWIDDLES_LEN(nMax)];
@@ -15,17 +14,16 @@
  * records in concurrent use need an fftTable each.
  *
  * @par Values
- * Angles are reduced to the first octant by symmetry, with integers, and passed to cosl and sinl.
- * Where long double is wider than double (x86, AArch64 Linux), every value is the double nearest to
- * the exact one, or, in a rare near-tie, its neighbour. Elsewhere it is as accurate as the host's
- * cos and sin. Hosts that need the same bits everywhere contain precomputed tables.
+ * Sines and cosines are computed in 96-bit integers, without the mathematical library, so the tables are
+ * the same on every processor, with every compiler and with every floating-point option. Every value
+ * is the double nearest to the exact one; above 2^20 points rare near-ties may go to
+ * its neighbour.
  * @{ */
 #ifndef MERLO64F_FFT_TABLES_H
 #define MERLO64F_FFT_TABLES_H
 
 #include "merlo64f.h"
 
-#include <math.h>
 #include <stddef.h>
 #include <stdint.h>
 
@@ -51,11 +49,76 @@ static inline int32_t fftTwiddlesLen(int32_t nMax) {
 }
 
 /** @cond */
-/* cos(pi/2 * k / quarter), 0 <= k <= quarter. */
+/* Fixed point: the sum of word[i] * 2^(32 * i - 96). Results are cut off there. */
+typedef struct {
+    uint32_t word[4];
+} FftTablesFixed;
+
+static inline FftTablesFixed fftTablesProduct(FftTablesFixed a, FftTablesFixed b) {
+    uint32_t product[8] = {0, 0, 0, 0, 0, 0, 0, 0};
+    FftTablesFixed result;
+    int i, j;
+    for (i = 0; i < 4; ++i) {
+        uint64_t sum = 0;
+        for (j = 0; j < 4; ++j) {
+            sum = (sum >> 32) + product[i + j] + (uint64_t)a.word[i] * b.word[j];
+            product[i + j] = (uint32_t)sum;
+        }
+        product[i + 4] = (uint32_t)(sum >> 32);
+    }
+    for (i = 0; i < 4; ++i) {
+        result.word[i] = product[i + 3];
+    }
+    return result;
+}
+
+/* 1 - a / divisor, for 0 <= a < divisor. */
+static inline FftTablesFixed fftTablesOneMinus(FftTablesFixed a, uint32_t divisor) {
+    uint64_t rest = a.word[3];
+    int i;
+    for (i = 2; i >= 0; --i) {
+        rest = (rest << 32) + a.word[i];
+        a.word[i] = ~(uint32_t)(rest / divisor);
+        rest %= divisor;
+    }
+    a.word[3] = 0;
+    return a;
+}
+
+/* The double nearest to a, for 0 <= a < 1. */
+static inline double fftTablesRounded(FftTablesFixed a) {
+    double unit = 1.0 / 9007199254740992.0; /* 2^-53 */
+    int64_t bits;
+    if ((a.word[0] | a.word[1] | a.word[2]) == 0) {
+        return 0.0;
+    }
+    while (a.word[2] >> 31 == 0) {
+        a.word[2] = a.word[2] << 1 | a.word[1] >> 31;
+        a.word[1] = a.word[1] << 1 | a.word[0] >> 31;
+        a.word[0] <<= 1;
+        unit *= 0.5;
+    }
+    bits = (int64_t)a.word[2] << 22 | a.word[1] >> 10; /* 54, one more than a double has */
+    return unit * (double)((bits + 1) / 2);
+}
+
+/* cos(pi/2 * k / quarter), 0 <= k <= quarter, quarter a power of two up to 2^28, by the Taylor series of
+ * the sine or the cosine of an angle up to pi/4. The first term left out is below 2^-107. */
 static inline double fftTablesCosine(int32_t k, int32_t quarter) {
-    const long double unit = 1.57079632679489661923132169163975144L / (long double)quarter;
+    const FftTablesFixed halfPi = {{0x898cc517U, 0x42d18469U, 0x921fb544U, 1U}};
     const int32_t rest = quarter - k;
-    return (double)(k <= rest ? cosl(unit * (long double)k) : sinl(unit * (long double)rest));
+    const int sine = rest < k;
+    FftTablesFixed angle = {{0, 0, 0, 0}};
+    FftTablesFixed series = {{0, 0, 0, 1}};
+    FftTablesFixed square;
+    uint32_t n;
+    angle.word[2] = (uint32_t)(sine ? rest : k) * (0x80000000U / (uint32_t)quarter) * 2U;
+    angle = fftTablesProduct(angle, halfPi);
+    square = fftTablesProduct(angle, angle);
+    for (n = sine ? 27 : 26; n > 1; n -= 2) { /* 1 - square / (n * (n - 1)) * (1 - ...) */
+        series = fftTablesOneMinus(fftTablesProduct(square, series), n * (n - 1));
+    }
+    return fftTablesRounded(sine ? fftTablesProduct(angle, series) : series);
 }
 /** @endcond */
 

@@ -1,10 +1,9 @@
 /** @file
  * @ref merlo64f_hpp
  * @defgroup merlo64f_hpp merlo64f.hpp: filters for C++
- * For C++20 hosts: one class template over the records, for whole arrays. Header only; needs -lm for
- * the tables of the transform families.
+ * For C++20 hosts: one class template over the records, for whole arrays. Header only.
  *
- *     #include <merlo64f/merlo64f.hpp>
+ *     #include <merlo64f.hpp>
  *
  *     merlo64f::Filter<nlms64fState> filter(32, 0.02); // the arguments of nlms64fInit()
  *     filter.update(x, d, y, e);                       // arrays of doubles, of one length
@@ -124,14 +123,15 @@ struct Owned<State> {
 } // namespace detail
 /** @endcond */
 
-/** visit(name, field) for every number of a record, in the order of the record. */
+/** visit(name, field) for every number of a record, in the order of the record.
+ * @ingroup merlo64f_hpp */
 template <class State, class Visit>
 void forEachField(State& state, Visit visit) {
     detail::forEach(Family<std::remove_const_t<State>>::fields,
                     [&](const auto& field) { visit(field.name, state.*field.member); });
 }
 
-/** visit(name, span) for every array in the buffers of a record. */
+/** visit(name, span) for every array in the buffers of a record. @ingroup merlo64f_hpp */
 template <class State, class Visit>
 void forEachArray(State& state, Visit visit) {
     detail::forEach(Family<std::remove_const_t<State>>::arrays, [&](const auto& array) {
@@ -139,14 +139,14 @@ void forEachArray(State& state, Visit visit) {
     });
 }
 
-/** A filter of the family whose record is State. */
+/** A filter of the family whose record is State. @ingroup merlo64f_hpp */
 template <class State>
 class Filter {
   public:
-    using Family = merlo64f::Family<State>;
-    using Input = std::span<const double>;
-    using Output = std::span<double>;
-    using Mask = std::span<const bool>; /**< one element per sample, or empty: adapt always */
+    using Family = merlo64f::Family<State>; /**< its functions, fields and arrays */
+    using Input = std::span<const double>;  /**< samples or values to read */
+    using Output = std::span<double>;       /**< samples or values to write */
+    using Mask = std::span<const bool>;     /**< one element per sample, or empty: adapt always */
 
     /** The arguments are those of Init in C, without the record and the tables. Borrowed arrays are
      * copied. */
@@ -171,8 +171,10 @@ class Filter {
                                            owned_.tables.twiddles.data()));
     }
 
+    /** Leaves a filter that can only be assigned to or destroyed. */
     Filter(Filter&& other) noexcept
         : state_(std::exchange(other.state_, State{})), owned_(std::move(other.owned_)) {}
+    /** Exchanges the two filters. */
     Filter& operator=(Filter&& other) noexcept {
         std::swap(state_, other.state_);
         std::swap(owned_, other.owned_);
@@ -196,13 +198,38 @@ class Filter {
     }
 
     /** A filter in the same state, which shares nothing with this one. */
-    Filter copy() const { return from(state_); }
+    Filter copy() const {
+        Filter filter = from(state_);
+        if constexpr (detail::Transforms<State>) {
+            filter.setTwiddles(twiddles());
+        }
+        return filter;
+    }
+
+    /** The twiddle factors of a transform family, for its longest transform so far or a longer one. */
+    Input twiddles() const { return owned_.tables.twiddles; }
+
+    /** Replaces them, as by those of another host, whose bits the filter then has: FFT_TWIDDLES_LEN(n)
+     * elements for a power of two n, at least fftLen and 8. A Resize to a longer transform than that
+     * computes them again. */
+    void setTwiddles(Input values) {
+        const size_t n = 2 * values.size();
+        if (n < 8 || (n & (n - 1)) != 0 || n > size_t{1} << 30 ||
+            n < static_cast<size_t>(state_.fftLen)) {
+            detail::refuse<Family>("twiddles of a wrong length");
+        }
+        if (n != 2 * owned_.tables.twiddles.size()) {
+            owned_.tables = detail::Tables(static_cast<int32_t>(n));
+            useTables();
+        }
+        std::copy(values.begin(), values.end(), owned_.tables.twiddles.begin());
+    }
 
     /** The C record. Its buffers belong to the filter. */
     State& state() { return state_; }
-    const State& state() const { return state_; }
-    State* operator->() { return &state_; }
-    const State* operator->() const { return &state_; }
+    const State& state() const { return state_; }       /**< the same, to read */
+    State* operator->() { return &state_; }             /**< a field of the record */
+    const State* operator->() const { return &state_; } /**< the same, to read */
 
     /** Filters x, forms the errors and adapts. y: outputs, or s through a secondary path; e: errors. */
     void update(Input x, Input d, Output y, Output e, Mask adapt = {}) {
@@ -254,22 +281,44 @@ class Filter {
         }
     }
 
-    /** Adapts on regressors from anywhere instead of a delay line: `order` elements of `rows` for
-     * each sample of d, which LCFilterUpdate takes as its linear line. */
+    /** Adapts on regressors from anywhere instead of a delay line: for each sample of d a row of `order`
+     * elements, in tdlms64f of fftLen, which LCFilterUpdate takes as its linear line. */
     void updateRegressors(Input rows, Input d, Output y, Output e) {
-        const auto order = static_cast<size_t>(state_.order);
-        requireLengths(d.size(), {y.size(), e.size()}, 0);
-        if (rows.size() != d.size() * order) {
-            detail::refuse<Family>("rows does not have order elements per sample");
-        }
-        for (size_t i = 0; i < d.size(); ++i) {
-            std::copy_n(rows.data() + i * order, order, state_.delayLine);
-            y[i] = Family::lcFilterUpdate(&state_, d[i]);
-            e[i] = state_.err;
+        runRows<Family::lcFilterUpdate>(rows, d, y, e);
+    }
+
+    /** The sign-error form. */
+    void updateRegressorsSignErr(Input rows, Input d, Output y, Output e) {
+        runRows<Family::lcFilterUpdateSignErr>(rows, d, y, e);
+    }
+
+    /** The sign-regressor form. */
+    void updateRegressorsSignReg(Input rows, Input d, Output y, Output e) {
+        runRows<Family::lcFilterUpdateSignReg>(rows, d, y, e);
+    }
+
+    /** The sign-sign form. */
+    void updateRegressorsSignSign(Input rows, Input d, Output y, Output e) {
+        runRows<Family::lcFilterUpdateSignSign>(rows, d, y, e);
+    }
+
+    /** Filters regressors without adapting: an element of y for each row. */
+    void filterRegressors(Input rows, Output y) {
+        requireRows(rows, y.size());
+        for (size_t i = 0; i < y.size(); ++i) {
+            insertRow(rows, i);
+            if constexpr (requires { Family::lcFilter; }) {
+                y[i] = Family::lcFilter(&state_);
+            } else {
+                y[i] = Family::lcFilterOnly(&state_);
+            }
         }
     }
 
+    /** Reset in C. */
     void reset() { Family::reset(&state_); }
+
+    /** ResetDelayLine in C. */
     void resetDelayLine() { Family::resetDelayLine(&state_); }
 
     /** The sizes of Resize in C. The tables grow as needed. */
@@ -278,55 +327,58 @@ class Filter {
     void resize(Sizes... sizes) {
         if constexpr (detail::Transforms<State>) {
             cover(sizes...);
-            state_.fftTable = owned_.tables.table.data();
-            state_.fftTwiddles = owned_.tables.twiddles.data();
+            useTables();
         }
         detail::check<Family>(Family::resize(&state_, sizes...));
     }
 
-    /** The accessors of C. @return number of elements copied */
+    /** The accessors of C, for buf.size() elements from `start` on.
+     * @return the number of elements copied, which is smaller if the array ends before. */
     int32_t getCoef(Output buf, int32_t start = 0, bool reversed = false) {
         return access(Family::getCoef, buf, start, reversed);
     }
+    /** See getCoef(). */
     int32_t setCoef(Input buf, int32_t start = 0, bool reversed = false) {
         return access(Family::setCoef, buf, start, reversed);
     }
+    /** See getCoef(). */
     int32_t getParcor(Output buf, int32_t start = 0, bool reversed = false) {
         return access(Family::getParcor, buf, start, reversed);
     }
+    /** See getCoef(). */
     int32_t setParcor(Input buf, int32_t start = 0, bool reversed = false) {
         return access(Family::setParcor, buf, start, reversed);
     }
+    /** See getCoef(). */
     int32_t getForwardParcors(Output buf, int32_t start = 0, bool reversed = false) {
         return access(Family::getForwardParcors, buf, start, reversed);
     }
+    /** See getCoef(). */
     int32_t getBackwardParcors(Output buf, int32_t start = 0, bool reversed = false) {
         return access(Family::getBackwardParcors, buf, start, reversed);
     }
+    /** See getCoef(). */
     int32_t getDelayLine(Output buf, int32_t start = 0, bool reversed = false) {
         return access(Family::getDelayLine, buf, start, reversed);
     }
+    /** See getCoef(). */
     int32_t setDelayLine(Input buf, int32_t start = 0, bool reversed = false) {
         return access(Family::setDelayLine, buf, start, reversed);
     }
 
   private:
-    // Makes the tables long enough for a record of these sizes. Its transform is no longer than the power
-    // of two that holds order - 1 + blockLen or, without blocks, order.
+    // Makes the tables long enough for a record of these sizes.
     template <class... More>
     void cover(int32_t order, More... more) {
-        int64_t length = std::clamp<int64_t>(order, 1, MAX_TAPS);
-        if constexpr (detail::Blocks<State>) {
-            length += int64_t{std::get<0>(std::tuple(more...))} - 1;
-        }
-        const int32_t exponent = nextPow2(length);
-        if (exponent > 30) {
-            return; // the set-up refuses these sizes
-        }
-        const int32_t longest = int32_t{1} << std::max(exponent, 3);
+        const int32_t longest = transformLength<State>(order, more...);
         if (!owned_.tables.cover(longest)) {
             owned_.tables = detail::Tables(longest); // has the same values for shorter transforms
         }
+    }
+
+    void useTables() {
+        state_.fftTable = owned_.tables.table.data();
+        state_.fftTwiddles = owned_.tables.twiddles.data();
     }
 
     size_t blockLen() const { return static_cast<size_t>(state_.blockLen); }
@@ -424,6 +476,33 @@ class Filter {
             for (size_t k = i; k < i + length; ++k) {
                 e[k] = d[k] - y[k];
             }
+        }
+    }
+
+    size_t rowLen() const {
+        if constexpr (detail::Transforms<State>) {
+            return static_cast<size_t>(state_.fftLen);
+        } else {
+            return static_cast<size_t>(state_.order);
+        }
+    }
+    void requireRows(Input rows, size_t count) const {
+        if (rows.size() != count * rowLen()) {
+            detail::refuse<Family>("rows of another length than the delay line");
+        }
+    }
+    void insertRow(Input rows, size_t i) {
+        std::copy_n(rows.data() + i * rowLen(), rowLen(), state_.delayLine);
+    }
+
+    template <auto updateOperation>
+    void runRows(Input rows, Input d, Output y, Output e) {
+        requireLengths(d.size(), {y.size(), e.size()}, 0);
+        requireRows(rows, d.size());
+        for (size_t i = 0; i < d.size(); ++i) {
+            insertRow(rows, i);
+            y[i] = updateOperation(&state_, d[i]);
+            e[i] = state_.err;
         }
     }
 

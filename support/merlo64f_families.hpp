@@ -26,49 +26,65 @@
 #include "rlslfpef64f.h"
 #include "tdlms64f.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <tuple>
 
 namespace merlo64f {
 
-/** A field that the set-up derives from its arguments: it is the same in every record of that size. */
+/** A field that the set-up derives from its arguments: it is the same in every record of that size.
+ * This struct and the next four have the members name and member, the pointer to member.
+ * @ingroup merlo64f_families */
 template <class S>
 struct Size {
+    /** @cond */
     const char* name;
     int32_t S::*member;
+    /** @endcond */
 };
 
-/** A field that any value may be stored in: a step size, a flag, a power, an error. */
+/** A field that any value may be stored in: a step size, a flag, a power, an error.
+ * @ingroup merlo64f_families */
 template <class S, class T>
 struct Parameter {
+    /** @cond */
     const char* name;
     T S::*member;
+    /** @endcond */
 };
 
-/** An index into a ring: a multiple of step(record), from 0 to below limit(record). */
+/** An index into a ring: a multiple of step(record), from 0 to below limit(record). Both are members.
+ * @ingroup merlo64f_families */
 template <class S>
 struct Position {
+    /** @cond */
     const char* name;
     int32_t S::*member;
     int32_t (*limit)(const S&);
     int32_t (*step)(const S&) = [](const S&) { return int32_t{1}; };
+    /** @endcond */
 };
 
-/** An array of the record, in buffers that Init allocates, with its length. */
+/** An array of the record, in buffers that Init allocates. The member length(record) is its length.
+ * @ingroup merlo64f_families */
 template <class S>
 struct Array {
+    /** @cond */
     const char* name;
     double* S::*member;
     int32_t (*length)(const S&);
+    /** @endcond */
 };
 
 /** An array that the record borrows: the coefficients of fir64f, the paths of fxlms64f and adjlms64f.
- * The tables of the transform families are not listed. */
+ * The tables of the transform families are not listed. @ingroup merlo64f_families */
 template <class S, class T>
 struct Borrowed {
+    /** @cond */
     const char* name;
     T* S::*member;
     int32_t (*length)(const S&);
+    /** @endcond */
 };
 
 /** @cond */
@@ -93,7 +109,8 @@ Borrowed(const char*, T* S::*, Length) -> Borrowed<S, T>;
  * - fields: a tuple of Size, Position and Parameter, in the order of the record; arrays: a tuple of
  *   Array, in the order of the buffers; borrowed, where it borrows: a tuple of Borrowed;
  * - arguments(record): the arguments of Init, but for the tables, that give a record of the same sizes
- *   and parameters. */
+ *   and parameters.
+ * @ingroup merlo64f_families */
 template <class State>
 struct Family;
 
@@ -613,6 +630,20 @@ struct Family<rlslfpef64fState> {
     static constexpr auto resize = rlslfpef64fResize;
 };
 /** @endcond */
+
+/** Points of the transform tables that a record of these sizes needs, a power of two of at least 8: the
+ * arguments of Init that are sizes, in their order. Sizes that Init refuses give 8. */
+template <class State, class... More>
+int32_t transformLength(int32_t order, More... more) {
+    // The transform is no longer than the power of two that holds order - 1 + blockLen or, without
+    // blocks, order.
+    int64_t length = std::clamp<int64_t>(order, 1, Family<State>::maxOrder);
+    if constexpr (requires(State s) { s.blockLen; }) {
+        length += int64_t{std::get<0>(std::tuple(more...))} - 1;
+    }
+    const int32_t exponent = nextPow2(length);
+    return int32_t{1} << (exponent > 30 ? 3 : std::max(exponent, int32_t{3}));
+}
 
 } // namespace merlo64f
 

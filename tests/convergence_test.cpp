@@ -1,5 +1,5 @@
-// What the filters are for: they find systems from white noise and predict their input. What they do
-// after silence, NaN and extreme samples.
+// Identification of systems from white noise, prediction, and the effect of silence, NaN and extreme
+// samples.
 #include "record.h"
 
 namespace {
@@ -11,8 +11,8 @@ struct Job {
     int blockLen = 1;
 };
 
-// Learns a known system from white noise, then filters new samples without adapting. Filters with a
-// secondary path find the negated system in front of the path.
+// Identifies a known system from white noise, then filters new samples without adapting. Filters with a
+// secondary path converge to the negated system.
 template <class F>
 void findsTheSystem(Job job) {
     SCOPED_TRACE(F::Api::name);
@@ -145,7 +145,7 @@ void predicts(double rate, double* F::State::*parcor) {
     }
 }
 
-TEST(Convergence, PredictorsLeaveTheInnovation) {
+TEST(Convergence, PredictionErrorIsTheInnovation) {
     predicts<Lbpef, true>(0.0001, &lbpef64fState::parcor);
     predicts<Lfpef, false>(0.0001, &lfpef64fState::parcor);
     predicts<Rlslbpef, true>(0.9995, &rlslbpef64fState::bwdParcor);
@@ -158,7 +158,7 @@ using GradientLatticesTypes = testing::Types<Lbpef, Lfpef, Lmslattice>;
 TYPED_TEST_SUITE(GradientLattices, GradientLatticesTypes, NameOf);
 
 // The powers become subnormal and mu / power overflows while the gradient is 0.
-TYPED_TEST(GradientLattices, OutliveSilence) {
+TYPED_TEST(GradientLattices, StayFiniteInSilence) {
     for (int32_t order : {1, 4, 10}) {
         Record<TypeParam> record(order);
         const auto& s = record.state;
@@ -187,7 +187,7 @@ TYPED_TEST_SUITE(LeastSquaresLattices, LeastSquaresLatticesTypes, NameOf);
 
 // After a NaN, an infinity, a sample so large that the energies are lost in rounding, a silence in which
 // they decay.
-TYPED_TEST(LeastSquaresLattices, StartAfreshAfterWhatRuinsThem) {
+TYPED_TEST(LeastSquaresLattices, RecoverByReset) {
     using F = TypeParam;
     for (double ruin : {double{NAN}, -HUGE_VAL, 1e9, 0.0}) {
         Shape shape = shapeOf<F>(5);
@@ -214,7 +214,7 @@ TYPED_TEST(LeastSquaresLattices, StartAfreshAfterWhatRuinsThem) {
     }
 }
 
-TEST(Rls, InitIsTheRemedyForWhatNeitherResetTouches) {
+TEST(Rls, RecoversByInit) {
     double coef[6];
     double work[33];
     rls64fState state;

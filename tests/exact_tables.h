@@ -1,11 +1,12 @@
-// Tables for the transform from additions, divisions and square roots alone: the same bits on every
-// machine, whatever its sine does.
+// Tables for the transform from additions, divisions and square roots alone, with which the digests were
+// made. Their last bits differ from those of fft_tables.h.
 #pragma once
+
+#include "fft_tables.h"
 
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
 // As tables of a host may be: sines that differ in the last place from the cosines that they should equal,
 // and two areas of different length.
@@ -19,36 +20,34 @@ void skew(Tables& tables) {
     tables.table[0] += 2;
 }
 
-struct FftTables {
-    std::vector<int32_t> table;
-    std::vector<double> twiddles;
+template <int32_t longest>
+struct ExactTables {
+    int32_t table[FFT_TABLE_LEN(longest)] = {longest / 4, longest / 4};
+    double twiddles[FFT_TWIDDLES_LEN(longest)];
 
-    explicit FftTables(size_t longest) {
-        const size_t quarter = longest / 4;
+    ExactTables() {
+        constexpr int32_t quarter = longest / 4;
         // cosine[j] = cos(pi j / (2 quarter)), by halving the step from a quarter turn
-        std::vector<double> cosine = {1.0, 0.0};
-        for (double stepCosine = 0.0; cosine.size() <= quarter;) {
+        double cosine[quarter + 1];
+        cosine[0] = 1.0;
+        cosine[quarter] = 0.0;
+        double stepCosine = 0.0;
+        for (int32_t step = quarter; step > 1; step /= 2) {
             stepCosine = std::sqrt((1.0 + stepCosine) / 2.0);
-            std::vector<double> finer;
-            for (size_t j = 0; j + 1 < cosine.size(); ++j) {
-                finer.push_back(cosine[j]);
-                finer.push_back((cosine[j] + cosine[j + 1]) / (2.0 * stepCosine));
+            for (int32_t j = 0; j < quarter; j += step) {
+                cosine[j + step / 2] = (cosine[j] + cosine[j + step]) / (2.0 * stepCosine);
             }
-            finer.push_back(cosine.back());
-            cosine = finer;
         }
-        table.assign(2 + longest, 0);
-        table[0] = table[1] = static_cast<int32_t>(quarter);
-        for (size_t pair = 0; pair < quarter / 2; ++pair) {
-            size_t reversed = 0;
-            for (size_t bit = 1; bit < quarter / 2; bit *= 2) {
+        for (int32_t pair = 0; pair < quarter / 2; ++pair) {
+            int32_t reversed = 0;
+            for (int32_t bit = 1; bit < quarter / 2; bit *= 2) {
                 reversed = 2 * reversed + ((pair & bit) != 0 ? 1 : 0);
             }
-            twiddles.push_back(cosine[2 * reversed]);
-            twiddles.push_back(cosine[quarter - 2 * reversed]);
+            twiddles[2 * pair] = cosine[2 * reversed];
+            twiddles[2 * pair + 1] = cosine[quarter - 2 * reversed];
         }
-        for (size_t j = 0; j < quarter; ++j) {
-            twiddles.push_back(0.5 * cosine[j]);
+        for (int32_t j = 0; j < quarter; ++j) {
+            twiddles[quarter + j] = 0.5 * cosine[j];
         }
     }
 };

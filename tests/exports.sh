@@ -20,9 +20,12 @@ exported=$("$nm" -D --defined-only "$library" | sed 's/^[^ ]* [^ ]* //' | sort)
 compare "exports" "$declared" "$exported"
 
 allowed=$(printf 'calloc\nfree\nmemcpy\nmemmove\nmemset\n')
+if "$readelf" -h "$library" | grep -q 'Machine: *ARM$'; then
+    allowed="$allowed raise" # of integer division in the compiler's library, for a divisor of 0
+fi
 imported=$("$nm" -D --undefined-only "$library" | sed -n 's/^ *U \([^@]*\).*/\1/p' | sort)
 for name in $imported; do
-    echo "$allowed" | grep -qx "$name" || { echo "imports $name"; status=1; }
+    echo "$allowed" | grep -qw "$name" || { echo "imports $name"; status=1; }
 done
 allocating=$("$nm" -A --undefined-only "$@" | sed -nE 's,.*/(.*)\.o: +U (calloc|free)$,\1,p')
 compare "allocating objects" "lifecycle.cpp" "$(echo "$allocating" | uniq)"

@@ -1,16 +1,16 @@
 // The families as the tests see them, a struct each. A family joins the tests by its struct here, its
 // name in `Families` at the end, and its line in digests.txt.
 //
-// A struct says by hand what a family owes:
+// A struct states the expected properties of a family, independently of the library:
 //     fields       of the record, in their order
 //     arguments    of Init
 //     lengths      of the buffers of InitStatic, as the header gives them
 //     layout       of the arrays in these buffers
-//     start        what Init leaves in the fields, and in the arrays what is not 0
-//     carry        what Resize carries over; `to` has been set up
+//     start        the fields after Init, and the elements of arrays that are not 0
+//     carry        copies what Resize keeps; `to` has been set up
 //     operations   the filter operations, each with its plain one
 // and, where it differs from Common: what Free changes (freed), what Reset and ResetDelayLine clear
-// (learned, history), how taps are reached behind a spectrum (tapCount, inTime).
+// (learned, history), how taps are read from a spectrum (tapCount, inTime).
 #pragma once
 
 #include "family.h"
@@ -39,7 +39,7 @@ struct Fir : Common<fir64fState> {
         std::tuple(&State::coef, &State::order, &State::delayLine, &State::head);
     static constexpr size_t buffers = 1;
     static auto arguments(const Shape& p, Lent& lent) { return std::tuple(p.order, lent.coef); }
-    static std::vector<int64_t> lengths(const Shape& p) { return {FIR64F_DELAY_LEN(p.order)}; }
+    static Lengths lengths(const Shape& p) { return {FIR64F_DELAY_LEN(p.order)}; }
     static Layout<State> layout(const Shape& p) { return {{{&State::delayLine, p.order}}}; }
     static void start(State& s, const Shape& p, Lent& lent) {
         s.coef = lent.coef;
@@ -53,16 +53,18 @@ struct Fir : Common<fir64fState> {
     template <auto f>
     static void block(State* s, Signal& in, Trace& out, unsigned variant) {
         const unsigned n = variant == 0 ? 41 : variant % 5 == 0 ? 3 * variant : variant;
-        Values x(n), y(n);
-        in.fill(x.data(), static_cast<int32_t>(n));
+        const auto length = static_cast<int32_t>(n);
+        Samples x(length), y(length);
+        in.fill(x.data(), length);
         double* const to = variant % 3 == 0 ? x.data() : y.data();
-        out.add(f(s, x.data(), to, static_cast<int32_t>(n)));
-        out.add(to, static_cast<int32_t>(n));
+        out.add(f(s, x.data(), to, length));
+        out.add(to, length);
     }
-    static std::vector<Operation<State>> operations() {
-        return {{filter<fir64fFilter>, filter<plain::fir64fFilter>},
-                {filterLinear<fir64fLCFilter>, filterLinear<plain::fir64fLCFilter>},
-                {block<fir64fBlockFilter>, block<plain::fir64fBlockFilter>}};
+    static auto operations() {
+        return std::to_array<Operation<State>>(
+            {{filter<fir64fFilter>, filter<plain::fir64fFilter>},
+             {filterLinear<fir64fLCFilter>, filterLinear<plain::fir64fLCFilter>},
+             {block<fir64fBlockFilter>, block<plain::fir64fBlockFilter>}});
     }
 };
 
@@ -70,7 +72,7 @@ struct Lms : Common<lms64fState> {
     static constexpr auto fields = std::tuple(&State::order, &State::mu, &State::err, &State::coef,
                                               &State::delayLine, &State::head);
     static constexpr double rate = 0.05;
-    static std::vector<int64_t> lengths(const Shape& p) {
+    static Lengths lengths(const Shape& p) {
         return {LMS64F_COEF_LEN(p.order), LMS64F_DELAY_LEN(p.order)};
     }
     static void start(State& s, const Shape& p, Lent&) {
@@ -79,19 +81,19 @@ struct Lms : Common<lms64fState> {
         s.head = p.order - 1;
     }
     static void freed(State&) {}
-    static std::vector<Operation<State>> operations() {
+    static auto operations() {
         using namespace plain;
-        return {
-            {update<Api::filterUpdate>, update<lmsUpdate<Classic>>},
-            {update<Api::filterUpdateSignErr>, update<lmsUpdate<SignErr>>},
-            {update<Api::filterUpdateSignReg>, update<lmsUpdate<SignReg>>},
-            {update<Api::filterUpdateSignSign>, update<lmsUpdate<SignSign>>},
-            {updateLinear<Api::lcFilterUpdate>, updateLinear<lmsLinearUpdate<Classic>>},
-            {updateLinear<Api::lcFilterUpdateSignErr>, updateLinear<lmsLinearUpdate<SignErr>>},
-            {updateLinear<Api::lcFilterUpdateSignReg>, updateLinear<lmsLinearUpdate<SignReg>>},
-            {updateLinear<Api::lcFilterUpdateSignSign>, updateLinear<lmsLinearUpdate<SignSign>>},
-            {filter<Api::filterOnly>, filter<plain::lms64fFilterOnly>},
-            {filterLinear<Api::lcFilterOnly>, filterLinear<plain::lms64fLCFilterOnly>}};
+        return std::to_array<Operation<State>>(
+            {{update<Api::filterUpdate>, update<lmsUpdate<Classic>>},
+             {update<Api::filterUpdateSignErr>, update<lmsUpdate<SignErr>>},
+             {update<Api::filterUpdateSignReg>, update<lmsUpdate<SignReg>>},
+             {update<Api::filterUpdateSignSign>, update<lmsUpdate<SignSign>>},
+             {updateLinear<Api::lcFilterUpdate>, updateLinear<lmsLinearUpdate<Classic>>},
+             {updateLinear<Api::lcFilterUpdateSignErr>, updateLinear<lmsLinearUpdate<SignErr>>},
+             {updateLinear<Api::lcFilterUpdateSignReg>, updateLinear<lmsLinearUpdate<SignReg>>},
+             {updateLinear<Api::lcFilterUpdateSignSign>, updateLinear<lmsLinearUpdate<SignSign>>},
+             {filter<Api::filterOnly>, filter<plain::lms64fFilterOnly>},
+             {filterLinear<Api::lcFilterOnly>, filterLinear<plain::lms64fLCFilterOnly>}});
     }
 };
 
@@ -99,7 +101,7 @@ struct Nlms : Common<nlms64fState> {
     static constexpr auto fields = std::tuple(&State::order, &State::mu, &State::err, &State::power,
                                               &State::coef, &State::delayLine, &State::head);
     static constexpr double rate = 0.02;
-    static std::vector<int64_t> lengths(const Shape& p) {
+    static Lengths lengths(const Shape& p) {
         return {NLMS64F_COEF_LEN(p.order), NLMS64F_DELAY_LEN(p.order)};
     }
     static void start(State& s, const Shape& p, Lent&) {
@@ -109,11 +111,12 @@ struct Nlms : Common<nlms64fState> {
         s.head = p.order - 1;
     }
     static void freed(State&) {}
-    static std::vector<Operation<State>> operations() {
-        return {{update<nlms64fFilterUpdate>, update<plain::nlms64fFilterUpdate>},
-                {updateLinear<nlms64fLCFilterUpdate>, updateLinear<plain::nlms64fLCFilterUpdate>},
-                {filter<nlms64fFilterOnly>, filter<plain::nlms64fFilterOnly>},
-                {filterLinear<nlms64fLCFilterOnly>, filterLinear<plain::nlms64fLCFilterOnly>}};
+    static auto operations() {
+        return std::to_array<Operation<State>>(
+            {{update<nlms64fFilterUpdate>, update<plain::nlms64fFilterUpdate>},
+             {updateLinear<nlms64fLCFilterUpdate>, updateLinear<plain::nlms64fLCFilterUpdate>},
+             {filter<nlms64fFilterOnly>, filter<plain::nlms64fFilterOnly>},
+             {filterLinear<nlms64fLCFilterOnly>, filterLinear<plain::nlms64fLCFilterOnly>}});
     }
 };
 
@@ -139,7 +142,7 @@ struct SecondaryPath : Common<S> {
         carryRing(from.outLine, from.secLen, from.outHead, to.outLine, to.secLen, to.outHead);
     }
     static void freed(S& s) { s.delayLine = s.*auxLine = nullptr; }
-    static std::vector<double * S::*> history() { return {&S::delayLine, &S::outLine, auxLine}; }
+    static Fields<S> history() { return {&S::delayLine, &S::outLine, auxLine}; }
 };
 
 struct Adjlms : SecondaryPath<adjlms64fState, &adjlms64fState::errLine> {
@@ -147,7 +150,7 @@ struct Adjlms : SecondaryPath<adjlms64fState, &adjlms64fState::errLine> {
         &State::order, &State::secLen, &State::estLen, &State::refLen, &State::mu, &State::err,
         &State::power, &State::coef, &State::secCoef, &State::estCoef, &State::outLine,
         &State::errLine, &State::delayLine, &State::head, &State::outHead, &State::errHead);
-    static std::vector<int64_t> lengths(const Shape& p) {
+    static Lengths lengths(const Shape& p) {
         return {ADJLMS64F_COEF_LEN(p.order), ADJLMS64F_WORK_LEN(p.order, p.secLen, p.estLen)};
     }
     static int64_t refLen(const Shape& p) { return int64_t{p.order} + p.estLen - 1; }
@@ -164,9 +167,10 @@ struct Adjlms : SecondaryPath<adjlms64fState, &adjlms64fState::errLine> {
         SecondaryPath::carry(from, to);
         carryRing(from.errLine, from.estLen, from.errHead, to.errLine, to.estLen, to.errHead);
     }
-    static std::vector<Operation<State>> operations() {
-        return {{update<adjlms64fFilterUpdate>, update<plain::adjlms64fFilterUpdate>},
-                {filter<adjlms64fFilterOnly>, filter<plain::adjlms64fFilterOnly>}};
+    static auto operations() {
+        return std::to_array<Operation<State>>(
+            {{update<adjlms64fFilterUpdate>, update<plain::adjlms64fFilterUpdate>},
+             {filter<adjlms64fFilterOnly>, filter<plain::adjlms64fFilterOnly>}});
     }
 };
 
@@ -175,7 +179,7 @@ struct Fxlms : SecondaryPath<fxlms64fState, &fxlms64fState::fxLine> {
         &State::order, &State::secLen, &State::estLen, &State::refLen, &State::mu, &State::err,
         &State::power, &State::coef, &State::secCoef, &State::estCoef, &State::outLine,
         &State::fxLine, &State::delayLine, &State::head, &State::outHead, &State::fxHead);
-    static std::vector<int64_t> lengths(const Shape& p) {
+    static Lengths lengths(const Shape& p) {
         return {FXLMS64F_COEF_LEN(p.order), FXLMS64F_WORK_LEN(p.order, p.secLen, p.estLen)};
     }
     static int64_t refLen(const Shape& p) { return std::max(p.order, p.estLen); }
@@ -195,9 +199,10 @@ struct Fxlms : SecondaryPath<fxlms64fState, &fxlms64fState::fxLine> {
         }
     }
     static int32_t samplesInReach(const State& s) { return s.order; }
-    static std::vector<Operation<State>> operations() {
-        return {{update<fxlms64fFilterUpdate>, update<plain::fxlms64fFilterUpdate>},
-                {filter<fxlms64fFilterOnly>, filter<plain::fxlms64fFilterOnly>}};
+    static auto operations() {
+        return std::to_array<Operation<State>>(
+            {{update<fxlms64fFilterUpdate>, update<plain::fxlms64fFilterUpdate>},
+             {filter<fxlms64fFilterOnly>, filter<plain::fxlms64fFilterOnly>}});
     }
 };
 
@@ -222,16 +227,17 @@ struct Blms : Block<blms64fState> {
     static constexpr auto fields = std::tuple(&State::order, &State::blockLen, &State::mu,
                                               &State::coef, &State::delayLine, &State::head);
     static constexpr double rate = 0.05;
-    static std::vector<int64_t> lengths(const Shape& p) {
+    static Lengths lengths(const Shape& p) {
         return {BLMS64F_COEF_LEN(p.order), BLMS64F_DELAY_LEN(p.order)};
     }
-    static std::vector<Operation<State>> operations() {
+    static auto operations() {
         using namespace plain;
-        return {{updateBlock<Api::filterUpdate>, updateBlock<blmsUpdate<Classic>>},
-                {updateBlock<Api::filterUpdateSignErr>, updateBlock<blmsUpdate<SignErr>>},
-                {updateBlock<Api::filterUpdateSignReg>, updateBlock<blmsUpdate<SignReg>>},
-                {updateBlock<Api::filterUpdateSignSign>, updateBlock<blmsUpdate<SignSign>>},
-                {filterBlock<Api::filterOnly>, filterBlock<plain::blms64fFilterOnly>}};
+        return std::to_array<Operation<State>>(
+            {{updateBlock<Api::filterUpdate>, updateBlock<blmsUpdate<Classic>>},
+             {updateBlock<Api::filterUpdateSignErr>, updateBlock<blmsUpdate<SignErr>>},
+             {updateBlock<Api::filterUpdateSignReg>, updateBlock<blmsUpdate<SignReg>>},
+             {updateBlock<Api::filterUpdateSignSign>, updateBlock<blmsUpdate<SignSign>>},
+             {filterBlock<Api::filterOnly>, filterBlock<plain::blms64fFilterOnly>}});
     }
 };
 
@@ -240,13 +246,14 @@ struct Bnlms : Block<bnlms64fState> {
         std::tuple(&State::order, &State::blockLen, &State::mu, &State::coef, &State::power,
                    &State::delayLine, &State::head);
     static constexpr double rate = 0.02;
-    static std::vector<int64_t> lengths(const Shape& p) {
+    static Lengths lengths(const Shape& p) {
         return {BNLMS64F_COEF_LEN(p.order), BNLMS64F_DELAY_LEN(p.order)};
     }
-    static std::vector<Operation<State>> operations() {
-        return {{updateBlock<bnlms64fFilterUpdate>, updateBlock<plain::bnlms64fFilterUpdate>},
-                {filterBlock<bnlms64fFilterOnly, false>, // y must not be x
-                 filterBlock<plain::bnlms64fFilterOnly, false>}};
+    static auto operations() {
+        return std::to_array<Operation<State>>(
+            {{updateBlock<bnlms64fFilterUpdate>, updateBlock<plain::bnlms64fFilterUpdate>},
+             {filterBlock<bnlms64fFilterOnly, false>, // y must not be x
+              filterBlock<plain::bnlms64fFilterOnly, false>}});
     }
 };
 
@@ -266,7 +273,7 @@ struct GradientLattice : Common<S> {
             carryArray(from, to, array);
         }
     }
-    static std::vector<double * S::*> learned() { return {&S::coef, &S::parcor}; }
+    static Fields<S> learned() { return {&S::coef, &S::parcor}; }
 };
 
 template <class S>
@@ -289,7 +296,7 @@ struct Lbpef : GradientPredictor<lbpef64fState> {
     static constexpr auto fields = std::tuple(
         &State::order, &State::mu, &State::err, &State::updateCoef, &State::inHead, &State::parcor,
         &State::coef, &State::delayLine, &State::power, &State::backErr, &State::inLine);
-    static std::vector<int64_t> lengths(const Shape& p) {
+    static Lengths lengths(const Shape& p) {
         return {LBPEF64F_COEF_LEN(p.order), LBPEF64F_WORK_LEN(p.order)};
     }
     static Layout<State> layout(const Shape& p) {
@@ -301,12 +308,13 @@ struct Lbpef : GradientPredictor<lbpef64fState> {
         GradientPredictor::start(s, p, lent);
         s.inHead = p.order;
     }
-    static std::vector<Operation<State>> operations() {
+    static auto operations() {
         constexpr auto update = predict<lbpef64fFilterUpdate, State>;
         constexpr auto plainUpdate = predict<plain::lbpef64fFilterUpdate, State>;
-        return {{update, plainUpdate},
-                {without<flag, update>, without<flag, plainUpdate>},
-                {predict<lbpef64fFilterOnly>, predict<plain::lbpef64fFilterOnly>}};
+        return std::to_array<Operation<State>>(
+            {{update, plainUpdate},
+             {without<flag, update>, without<flag, plainUpdate>},
+             {predict<lbpef64fFilterOnly>, predict<plain::lbpef64fFilterOnly>}});
     }
 };
 
@@ -314,15 +322,16 @@ struct Lfpef : GradientPredictor<lfpef64fState> {
     static constexpr auto fields =
         std::tuple(&State::order, &State::mu, &State::err, &State::updateCoef, &State::parcor,
                    &State::coef, &State::delayLine, &State::power, &State::backErr);
-    static std::vector<int64_t> lengths(const Shape& p) {
+    static Lengths lengths(const Shape& p) {
         return {LFPEF64F_COEF_LEN(p.order), LFPEF64F_WORK_LEN(p.order)};
     }
-    static std::vector<Operation<State>> operations() {
+    static auto operations() {
         constexpr auto update = predict<lfpef64fFilterUpdate, State>;
         constexpr auto plainUpdate = predict<plain::lfpef64fFilterUpdate, State>;
-        return {{update, plainUpdate},
-                {without<flag, update>, without<flag, plainUpdate>},
-                {predict<lfpef64fFilterOnly>, predict<plain::lfpef64fFilterOnly>}};
+        return std::to_array<Operation<State>>(
+            {{update, plainUpdate},
+             {without<flag, update>, without<flag, plainUpdate>},
+             {predict<lfpef64fFilterOnly>, predict<plain::lfpef64fFilterOnly>}});
     }
 };
 
@@ -333,7 +342,7 @@ struct Lmslattice : GradientLattice<lmslattice64fState> {
     static constexpr double rate = 0.005, second = 0.02;
     static constexpr auto flag = &State::adaptParcor;
     static auto arguments(const Shape& p, Lent&) { return std::tuple(p.order, p.rate, p.second); }
-    static std::vector<int64_t> lengths(const Shape& p) {
+    static Lengths lengths(const Shape& p) {
         return {LMSLATTICE64F_COEF_LEN(p.order), LMSLATTICE64F_WORK_LEN(p.order)};
     }
     static Layout<State> layout(const Shape& p) { return GradientLattice::layout(p, p.order); }
@@ -348,16 +357,17 @@ struct Lmslattice : GradientLattice<lmslattice64fState> {
         GradientLattice::carry(from, to);
         to.adaptParcor = from.adaptParcor;
     }
-    static std::vector<Operation<State>> operations() {
+    static auto operations() {
         constexpr auto both = update<lmslattice64fFilterUpdate, State>;
         constexpr auto plainBoth = update<plain::lmslattice64fFilterUpdate, State>;
-        return {{both, plainBoth},
-                {without<flag, both>, without<flag, plainBoth>},
-                {filter<lmslattice64fFilterOnly>, filter<plain::lmslattice64fFilterOnly>}};
+        return std::to_array<Operation<State>>(
+            {{both, plainBoth},
+             {without<flag, both>, without<flag, plainBoth>},
+             {filter<lmslattice64fFilterOnly>, filter<plain::lmslattice64fFilterOnly>}});
     }
 };
 
-// ---- Transform families; the host lends the tables.
+// ---- Transform families; the tables belong to the host.
 
 inline int32_t powerOfTwo(int32_t n) {
     int32_t power = 1;
@@ -388,9 +398,10 @@ struct Spectral : Common<S> {
     // The first taps, through the time domain, which changes bits.
     template <class F>
     static void carryTaps(S& from, S& to) {
-        Values kept;
-        F::inTime(from, [&](int32_t, double& tap) { kept.push_back(tap); });
-        F::inTime(to, [&](int32_t i, double& tap) { tap = i < std::ssize(kept) ? kept[i] : tap; });
+        const int32_t n = F::tapCount(from);
+        Samples kept(n);
+        F::inTime(from, [&](int32_t i, double& tap) { kept[i] = tap; });
+        F::inTime(to, [&](int32_t i, double& tap) { tap = i < n ? kept[i] : tap; });
     }
 };
 
@@ -419,7 +430,7 @@ struct Bfdaf : BlockSpectral<bfdaf64fState> {
     static auto arguments(const Shape& p, Lent&) {
         return std::tuple(p.order, p.blockLen, p.rate, p.constrained);
     }
-    static std::vector<int64_t> lengths(const Shape& p) {
+    static Lengths lengths(const Shape& p) {
         return {BFDAF64F_COEF_LEN(p.order, p.blockLen), BFDAF64F_WORK_LEN(p.order, p.blockLen)};
     }
     static Layout<State> layout(const Shape& p) {
@@ -453,10 +464,11 @@ struct Bfdaf : BlockSpectral<bfdaf64fState> {
         carryPower(from, to);
         carryTaps<Bfdaf>(from, to);
     }
-    static std::vector<double * State::*> history() { return {&State::frame, &State::delayLine}; }
-    static std::vector<Operation<State>> operations() {
-        return {{updateBlock<bfdaf64fFilterUpdate>, updateBlock<plain::bfdaf64fFilterUpdate>},
-                {filterBlock<bfdaf64fFilterOnly>, filterBlock<plain::bfdaf64fFilterOnly>}};
+    static Fields<State> history() { return {&State::frame, &State::delayLine}; }
+    static auto operations() {
+        return std::to_array<Operation<State>>(
+            {{updateBlock<bfdaf64fFilterUpdate>, updateBlock<plain::bfdaf64fFilterUpdate>},
+             {filterBlock<bfdaf64fFilterOnly>, filterBlock<plain::bfdaf64fFilterOnly>}});
     }
 };
 
@@ -470,7 +482,7 @@ struct Pbfdaf : BlockSpectral<pbfdaf64fState> {
     static auto arguments(const Shape& p, Lent&) {
         return std::tuple(p.order, p.blockLen, p.parts, p.rate, p.constrained);
     }
-    static std::vector<int64_t> lengths(const Shape& p) {
+    static Lengths lengths(const Shape& p) {
         return {PBFDAF64F_COEF_LEN(p.order, p.blockLen, p.parts),
                 PBFDAF64F_WORK_LEN(p.order, p.blockLen, p.parts)};
     }
@@ -511,20 +523,22 @@ struct Pbfdaf : BlockSpectral<pbfdaf64fState> {
         carryPower(from, to);
         const int32_t kept = std::min(from.fftLen, to.fftLen);
         for (int32_t p = 0; p < from.partitions; ++p) { // later frames may replace earlier ones
-            Values frame(plain::slot(&from, p), plain::slot(&from, p) + from.fftLen);
-            plain::inverse(&from, frame.data());
-            frame.resize(kept);
-            std::for_each(frame.begin(), frame.end(), [&](double& v) { v = from.invScale * v; });
-            frame.resize(to.fftLen);
-            plain::forward(&to, frame.data());
-            std::copy(frame.begin(), frame.end(), plain::slot(&to, p % to.partitions));
+            Samples before(from.fftLen), after(to.fftLen);
+            std::copy_n(plain::slot(&from, p), from.fftLen, before.data());
+            plain::inverse(&from, before.data());
+            for (int32_t i = 0; i < kept; ++i) {
+                after[i] = from.invScale * before[i];
+            }
+            plain::forward(&to, after.data());
+            std::copy_n(after.data(), to.fftLen, plain::slot(&to, p % to.partitions));
         }
         carryTaps<Pbfdaf>(from, to);
     }
-    static std::vector<double * State::*> history() { return {&State::ring, &State::delayLine}; }
-    static std::vector<Operation<State>> operations() {
-        return {{updateBlock<pbfdaf64fFilterUpdate>, updateBlock<plain::pbfdaf64fFilterUpdate>},
-                {filterBlock<pbfdaf64fFilterOnly>, filterBlock<plain::pbfdaf64fFilterOnly>}};
+    static Fields<State> history() { return {&State::ring, &State::delayLine}; }
+    static auto operations() {
+        return std::to_array<Operation<State>>(
+            {{updateBlock<pbfdaf64fFilterUpdate>, updateBlock<plain::pbfdaf64fFilterUpdate>},
+             {filterBlock<pbfdaf64fFilterOnly>, filterBlock<plain::pbfdaf64fFilterOnly>}});
     }
 };
 
@@ -534,7 +548,7 @@ struct Tdlms : Spectral<tdlms64fState> {
                    &State::invScale, &State::head, &State::delayLine, &State::frame, &State::coef,
                    &State::powerAvg, &State::powerInst, &State::fftTwiddles, &State::fftTable);
     static constexpr int32_t smallest = 3;
-    static std::vector<int64_t> lengths(const Shape& p) {
+    static Lengths lengths(const Shape& p) {
         return {TDLMS64F_COEF_LEN(p.order), TDLMS64F_WORK_LEN(p.order)};
     }
     static Layout<State> layout(const Shape& p) {
@@ -550,7 +564,7 @@ struct Tdlms : Spectral<tdlms64fState> {
         s.head = s.fftLen - 1;
     }
     static int32_t tapCount(const State& s) { return std::min(s.order, s.fftLen); }
-    // A tap is fftLen times its position. Those that visit() leaves alone are not divided again.
+    // A tap is fftLen times its position. Those that visit() does not change are not divided again.
     template <class Visit>
     static void inTime(State& s, Visit visit) {
         plain::inverse(&s, s.coef);
@@ -570,12 +584,13 @@ struct Tdlms : Spectral<tdlms64fState> {
         carryPower(from, to);
         carryTaps<Tdlms>(from, to);
     }
-    static std::vector<double * State::*> history() { return {&State::frame, &State::delayLine}; }
-    static std::vector<Operation<State>> operations() {
-        return {{update<tdlms64fFilterUpdate>, update<plain::tdlms64fFilterUpdate>},
-                {filter<tdlms64fFilterOnly>, filter<plain::tdlms64fFilterOnly>},
-                {updateLinear<tdlms64fLCFilterUpdate>, updateLinear<plain::tdlms64fLCFilterUpdate>},
-                {filterLinear<tdlms64fLCFilterOnly>, filterLinear<plain::tdlms64fLCFilterOnly>}};
+    static Fields<State> history() { return {&State::frame, &State::delayLine}; }
+    static auto operations() {
+        return std::to_array<Operation<State>>(
+            {{update<tdlms64fFilterUpdate>, update<plain::tdlms64fFilterUpdate>},
+             {filter<tdlms64fFilterOnly>, filter<plain::tdlms64fFilterOnly>},
+             {updateLinear<tdlms64fLCFilterUpdate>, updateLinear<plain::tdlms64fLCFilterUpdate>},
+             {filterLinear<tdlms64fLCFilterOnly>, filterLinear<plain::tdlms64fLCFilterOnly>}});
     }
 };
 
@@ -587,7 +602,7 @@ struct Rls : Common<rls64fState> {
                    &State::delayLine, &State::invCorr, &State::gain);
     static constexpr double rate = 0.99;
     static auto arguments(const Shape& p, Lent&) { return std::tuple(p.order, p.rate, p.second); }
-    static std::vector<int64_t> lengths(const Shape& p) {
+    static Lengths lengths(const Shape& p) {
         return {RLS64F_COEF_LEN(p.order), RLS64F_WORK_LEN(p.order)};
     }
     static Layout<State> layout(const Shape& p) {
@@ -612,11 +627,12 @@ struct Rls : Common<rls64fState> {
         carryArray(from, to, &State::delayLine);
         setDiagonal(to, 0.009999999776482582);
     }
-    static std::vector<Operation<State>> operations() {
-        return {{update<rls64fFilterUpdate>, update<plain::rls64fFilterUpdate>},
-                {updateLinear<rls64fLCFilterUpdate>, updateLinear<plain::rls64fLCFilterUpdate>},
-                {filter<rls64fFilterOnly>, filter<plain::rls64fFilterOnly>},
-                {filterLinear<rls64fLCFilterOnly>, filterLinear<plain::rls64fLCFilterOnly>}};
+    static auto operations() {
+        return std::to_array<Operation<State>>(
+            {{update<rls64fFilterUpdate>, update<plain::rls64fFilterUpdate>},
+             {updateLinear<rls64fLCFilterUpdate>, updateLinear<plain::rls64fLCFilterUpdate>},
+             {filter<rls64fFilterOnly>, filter<plain::rls64fFilterOnly>},
+             {filterLinear<rls64fLCFilterOnly>, filterLinear<plain::rls64fLCFilterOnly>}});
     }
 };
 
@@ -628,13 +644,12 @@ struct LeastSquaresLattice : Common<S> {
     static Layout<S> layout(const Shape& p) {
         Layout<S> arrays = {
             {{&S::coef, p.order}, {&S::bwdParcor, p.order}, {&S::fwdParcor, p.order}},
-            {{&S::delayLine, p.order},
-             {&S::bwdEnergy, p.order},
-             {&S::prevGamma, p.order},
-             {&S::crossCorr, p.order},
-             {&S::fwdEnergy, p.order}}};
+            {{&S::delayLine, p.order}, {&S::bwdEnergy, p.order}}};
         if constexpr (requires(S s) { s.jointCorr; }) {
-            arrays[1].insert(arrays[1].begin() + 2, {&S::jointCorr, p.order});
+            arrays[1].push_back({&S::jointCorr, p.order});
+        }
+        for (double* S::*field : {&S::prevGamma, &S::crossCorr, &S::fwdEnergy}) {
+            arrays[1].push_back({field, p.order});
         }
         if constexpr (requires(S s) { s.inLine; }) {
             arrays[1].push_back({&S::inLine, p.order + 1});
@@ -667,7 +682,7 @@ struct LeastSquaresLattice : Common<S> {
             }
         }
     }
-    static std::vector<double * S::*> learned() { return {}; }
+    static Fields<S> learned() { return {}; }
 };
 
 struct Rlslattice : LeastSquaresLattice<rlslattice64fState> {
@@ -675,15 +690,16 @@ struct Rlslattice : LeastSquaresLattice<rlslattice64fState> {
         std::tuple(&State::fwdEnergy, &State::bwdEnergy, &State::crossCorr, &State::jointCorr,
                    &State::prevGamma, &State::delayLine, &State::fwdParcor, &State::bwdParcor,
                    &State::coef, &State::order, &State::lambda, &State::err);
-    static std::vector<int64_t> lengths(const Shape& p) {
+    static Lengths lengths(const Shape& p) {
         return {RLSLATTICE64F_COEF_LEN(p.order), RLSLATTICE64F_WORK_LEN(p.order)};
     }
-    static std::vector<Operation<State>> operations() {
+    static auto operations() {
         constexpr auto both = update<rlslattice64fFilterUpdate, State>;
         constexpr auto plainBoth = update<plain::rlslattice64fFilterUpdate, State>;
-        return {{both, plainBoth},
-                {onceSettled<both, filter<rlslattice64fFilterOnly, State>>,
-                 onceSettled<plainBoth, filter<plain::rlslattice64fFilterOnly, State>>}};
+        return std::to_array<Operation<State>>(
+            {{both, plainBoth},
+             {onceSettled<both, filter<rlslattice64fFilterOnly, State>>,
+              onceSettled<plainBoth, filter<plain::rlslattice64fFilterOnly, State>>}});
     }
 };
 
@@ -693,16 +709,17 @@ struct Rlslbpef : LeastSquaresLattice<rlslbpef64fState> {
         &State::delayLine, &State::fwdParcor, &State::bwdParcor, &State::coef, &State::inLine,
         &State::inHead, &State::order, &State::lambda, &State::err, &State::updateCoef);
     static constexpr auto flag = &State::updateCoef;
-    static std::vector<int64_t> lengths(const Shape& p) {
+    static Lengths lengths(const Shape& p) {
         return {RLSLBPEF64F_COEF_LEN(p.order), RLSLBPEF64F_WORK_LEN(p.order)};
     }
-    static std::vector<Operation<State>> operations() {
+    static auto operations() {
         constexpr auto update = predict<rlslbpef64fFilterUpdate, State>;
         constexpr auto plainUpdate = predict<plain::rlslbpef64fFilterUpdate, State>;
-        return {{update, plainUpdate},
-                {without<flag, update>, without<flag, plainUpdate>},
-                {onceSettled<update, predict<rlslbpef64fFilterOnly, State>>,
-                 onceSettled<plainUpdate, predict<plain::rlslbpef64fFilterOnly, State>>}};
+        return std::to_array<Operation<State>>(
+            {{update, plainUpdate},
+             {without<flag, update>, without<flag, plainUpdate>},
+             {onceSettled<update, predict<rlslbpef64fFilterOnly, State>>,
+              onceSettled<plainUpdate, predict<plain::rlslbpef64fFilterOnly, State>>}});
     }
 };
 
@@ -712,16 +729,17 @@ struct Rlslfpef : LeastSquaresLattice<rlslfpef64fState> {
                    &State::delayLine, &State::fwdParcor, &State::bwdParcor, &State::coef,
                    &State::order, &State::lambda, &State::err, &State::updateCoef);
     static constexpr auto flag = &State::updateCoef;
-    static std::vector<int64_t> lengths(const Shape& p) {
+    static Lengths lengths(const Shape& p) {
         return {RLSLFPEF64F_COEF_LEN(p.order), RLSLFPEF64F_WORK_LEN(p.order)};
     }
-    static std::vector<Operation<State>> operations() {
+    static auto operations() {
         constexpr auto update = predict<rlslfpef64fFilterUpdate, State>;
         constexpr auto plainUpdate = predict<plain::rlslfpef64fFilterUpdate, State>;
-        return {{update, plainUpdate},
-                {without<flag, update>, without<flag, plainUpdate>},
-                {onceSettled<update, predict<rlslfpef64fFilterOnly, State>>,
-                 onceSettled<plainUpdate, predict<plain::rlslfpef64fFilterOnly, State>>}};
+        return std::to_array<Operation<State>>(
+            {{update, plainUpdate},
+             {without<flag, update>, without<flag, plainUpdate>},
+             {onceSettled<update, predict<rlslfpef64fFilterOnly, State>>,
+              onceSettled<plainUpdate, predict<plain::rlslfpef64fFilterOnly, State>>}});
     }
 };
 
@@ -733,6 +751,10 @@ struct NameOf {
     }
 };
 
-using Families =
-    testing::Types<Fir, Lms, Nlms, Adjlms, Fxlms, Blms, Bnlms, Lbpef, Lfpef, Lmslattice, Bfdaf,
-                   Pbfdaf, Tdlms, Rls, Rlslattice, Rlslbpef, Rlslfpef>;
+// A list type, such as testing::Types, of all families.
+template <template <class...> class Types>
+using FamiliesIn = Types<Fir, Lms, Nlms, Adjlms, Fxlms, Blms, Bnlms, Lbpef, Lfpef, Lmslattice,
+                         Bfdaf, Pbfdaf, Tdlms, Rls, Rlslattice, Rlslbpef, Rlslfpef>;
+template <class...>
+struct Types {};
+using Families = FamiliesIn<Types>;

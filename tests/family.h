@@ -3,25 +3,28 @@
 #pragma once
 
 #include "host.h"
-#include "merlo64f.hpp"
+#include "list.h"
+#include "merlo64f_families.hpp"
 #include "signals.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
+#include <array>
 #include <cstdint>
+#include <string>
 #include <tuple>
-#include <vector>
 
-// An array of a record. A Layout lists the buffers of InitStatic in their order, and in each the arrays
-// that lie in it, in theirs.
+// An array of a record. A Layout lists the buffers of InitStatic in order, and for each buffer its
+// arrays in order.
 template <class S>
 struct Array {
     double* S::*field;
     int64_t length;
 };
 template <class S>
-using Layout = std::vector<std::vector<Array<S>>>;
+using Layout = List<List<Array<S>, 6>, 2>;
+using Lengths = List<int64_t, 2>; // of the buffers
+template <class S>
+using Fields = List<double * S::*, 3>;
 
 // A filter operation: the library's and the plain one, each in a wrapper that calls it once.
 template <class S>
@@ -30,22 +33,22 @@ struct Operation {
     Call library, plain;
 };
 
-// An accessor: what it copies by hand is `read` and `write`, from `start` on.
+// An accessor, and by hand: `read` copies all elements, `write` n elements from `start` on.
 template <class S>
 struct Accessor {
     int32_t (*get)(S*, double*, int32_t, int32_t, int32_t);
     int32_t (*set)(S*, const double*, int32_t, int32_t, int32_t); // null: there is none
     double* S::*array;                                            // its null is refused
     int32_t (*length)(const S&);
-    Values (*read)(S&);
-    void (*write)(S&, int32_t start, const Values&);
+    void (*read)(S&, double* to);
+    void (*write)(S&, int32_t start, const double* from, int32_t n);
 };
 
 // A reset: the arrays that it tests for null and then clears. None: it restores all start values.
 template <class S>
 struct ResetOf {
     int32_t (*reset)(S*);
-    std::vector<double * S::*> arrays;
+    Fields<S> arrays;
 };
 
 // ---- Calls. Samples come from the signal; outputs and errors go to the trace.
@@ -93,15 +96,15 @@ void filterLinear(S* s, Signal&, Trace& out, unsigned) {
     out.add(f(s));
 }
 
-// The variants put y in the place of x and e in that of d or x, where that is allowed.
+// In some variants y is x, and e is d or x, where that is allowed.
 template <auto f, class S>
 void updateBlock(S* s, Signal& in, Trace& out, unsigned variant) {
     const int32_t n = s->blockLen;
-    Values x(n), d(n), y(n), e(n);
+    Samples x(n), d(n), y(n), e(n);
     in.fill(x.data(), n);
     in.fill(d.data(), n);
-    Values& output = variant % 2 == 1 ? x : y;
-    Values& error = variant % 4 >= 2 ? d : variant % 8 == 4 ? x : e;
+    Samples& output = variant % 2 == 1 ? x : y;
+    Samples& error = variant % 4 >= 2 ? d : variant % 8 == 4 ? x : e;
     out.add(f(s, x.data(), d.data(), output.data(), error.data()));
     out.add(output.data(), n);
     out.add(error.data(), n);
@@ -110,9 +113,9 @@ void updateBlock(S* s, Signal& in, Trace& out, unsigned variant) {
 template <auto f, bool inPlace = true, class S>
 void filterBlock(S* s, Signal& in, Trace& out, unsigned variant) {
     const int32_t n = s->blockLen;
-    Values x(n), y(n);
+    Samples x(n), y(n);
     in.fill(x.data(), n);
-    Values& output = inPlace && variant % 2 == 1 ? x : y;
+    Samples& output = inPlace && variant % 2 == 1 ? x : y;
     out.add(f(s, x.data(), output.data()));
     out.add(output.data(), n);
 }
@@ -152,9 +155,9 @@ Accessor<S> plainArray() {
             set,
             field,
             orderOf,
-            [](S& s) { return Values(s.*field, s.*field + s.order); },
-            [](S& s, int32_t start, const Values& values) {
-                std::copy(values.begin(), values.end(), s.*field + start);
+            [](S& s, double* to) { std::copy_n(s.*field, s.order, to); },
+            [](S& s, int32_t start, const double* from, int32_t n) {
+                std::copy_n(from, n, s.*field + start);
             }};
 }
 
@@ -165,22 +168,20 @@ double& sampleAt(S& s, int64_t age) {
 }
 
 // On delayLine as a ring, by age; `length` samples are accessible.
-template <auto get, auto set, class S>
-Accessor<S> ring(int32_t (*length)(const S&)) {
+template <class F, auto get, auto set, class S = typename F::State>
+Accessor<S> ring() {
     return {getter<get, S>,
             set,
             &S::delayLine,
-            length,
-            [](S& s) {
-                Values byAge;
-                for (int32_t age = 0; age < lineLength(s); ++age) {
-                    byAge.push_back(sampleAt(s, age));
+            F::samplesInReach,
+            [](S& s, double* to) {
+                for (int32_t age = 0; age < F::samplesInReach(s); ++age) {
+                    to[age] = sampleAt(s, age);
                 }
-                return byAge;
             },
-            [](S& s, int32_t start, const Values& values) {
-                for (double value : values) {
-                    sampleAt(s, start++) = value;
+            [](S& s, int32_t start, const double* from, int32_t n) {
+                for (int32_t i = 0; i < n; ++i) {
+                    sampleAt(s, start + i) = from[i];
                 }
             }};
 }
@@ -192,24 +193,20 @@ Accessor<S> taps() {
             F::Api::setCoef,
             &S::coef,
             F::tapCount,
-            [](S& s) {
-                Values all;
-                F::inTime(s, [&](int32_t, double& tap) { all.push_back(tap); });
-                return all;
-            },
-            [](S& s, int32_t start, const Values& values) {
-                F::inTime(s, [&](int32_t i, double& tap) {
-                    if (i >= start && i < start + std::ssize(values)) {
-                        tap = values[i - start];
+            [](S& s, double* to) { F::inTime(s, [=](int32_t i, double& tap) { to[i] = tap; }); },
+            [](S& s, int32_t start, const double* from, int32_t n) {
+                F::inTime(s, [=](int32_t i, double& tap) {
+                    if (i >= start && i < start + n) {
+                        tap = from[i - start];
                     }
                 });
             }};
 }
 
 template <class F, class S = typename F::State>
-std::vector<Accessor<S>> accessorsOf() {
+auto accessorsOf() {
     using Api = typename F::Api;
-    std::vector<Accessor<S>> all;
+    List<Accessor<S>, 4> all;
     if constexpr (requires { F::tapCount; }) {
         all.push_back(taps<F>());
     } else if constexpr (requires { Api::setCoef; }) {
@@ -228,7 +225,7 @@ std::vector<Accessor<S>> accessorsOf() {
                       s.head;
                       Api::getDelayLine;
                   }) {
-        all.push_back(ring<Api::getDelayLine, Api::setDelayLine, S>(F::samplesInReach));
+        all.push_back(ring<F, Api::getDelayLine, Api::setDelayLine>());
     } else if constexpr (requires { Api::getDelayLine; }) {
         all.push_back(plainArray<Api::getDelayLine, Api::setDelayLine, &S::delayLine, S>());
     }
@@ -236,8 +233,8 @@ std::vector<Accessor<S>> accessorsOf() {
 }
 
 template <class F, class S = typename F::State>
-std::vector<ResetOf<S>> resetsOf() {
-    std::vector<ResetOf<S>> all;
+auto resetsOf() {
+    List<ResetOf<S>, 2> all;
     if constexpr (requires { F::Api::reset; }) {
         all.push_back({F::Api::reset, F::learned()});
     }
@@ -287,7 +284,7 @@ void carryArray(const S& from, S& to, double* S::*field, int32_t more = 0) {
     std::copy_n(from.*field, std::min(from.order, to.order) + more, to.*field);
 }
 
-// The newest samples of a ring line, age by age.
+// The newest samples of a ring line, in order of age.
 inline void carryRing(const double* from, int32_t fromLen, int32_t fromHead, double* to,
                       int32_t toLen, int32_t toHead) {
     for (int32_t age = 0; age < std::min(fromLen, toLen); ++age) {
@@ -326,10 +323,10 @@ struct Common {
             to.power = from.power;
         }
     }
-    static void freed(S& s) { s.order = 0; } // all that Free changes in the record
-    static std::vector<double * S::*> learned() { return {&S::coef}; }      // cleared by Reset
-    static std::vector<double * S::*> history() { return {&S::delayLine}; } // by ResetDelayLine
-    static int32_t samplesInReach(const S& s) { return lineLength(s); }     // of the ring accessors
+    static void freed(S& s) { s.order = 0; }               // all that Free changes in the record
+    static Fields<S> learned() { return {&S::coef}; }      // cleared by Reset
+    static Fields<S> history() { return {&S::delayLine}; } // by ResetDelayLine
+    static int32_t samplesInReach(const S& s) { return lineLength(s); } // of the ring accessors
 };
 
 // ---- Sizes of a record
@@ -387,8 +384,8 @@ void forEachArray(const typename F::State& s, const Shape& shape, Visit visit) {
     }
 }
 
-template <class S>
-int64_t lengthOf(const std::vector<Array<S>>& buffer) {
+template <class Buffer> // of a Layout
+int64_t lengthOf(const Buffer& buffer) {
     int64_t sum = 0;
     for (const auto& array : buffer) {
         sum += array.length;

@@ -1,4 +1,4 @@
-// merlo64f::Filter, the class over the records: whole arrays give what call after call of C gives.
+// merlo64f::Filter, the class over the records: results of whole arrays equal those of the C functions.
 #include "heap.h"
 #include "merlo64f.hpp"
 #include "record.h"
@@ -47,10 +47,10 @@ Trace run(Filter<State>& filter, uint64_t seed, size_t piece = 360) {
 
 template <class F>
 class FilterOf : public testing::Test {};
-TYPED_TEST_SUITE(FilterOf, Families, NameOf);
+TYPED_TEST_SUITE(FilterOf, FamiliesIn<testing::Types>, NameOf);
 
-// The names and lengths of families.hpp are the tests' own.
-TYPED_TEST(FilterOf, KnowsTheArraysOfItsRecord) {
+// The arrays and lengths in merlo64f_families.hpp equal those that the tests state.
+TYPED_TEST(FilterOf, ListsTheArraysOfTheRecord) {
     using F = TypeParam;
     const Shape shape = shapeOf<F>(7);
     Lent lent;
@@ -64,7 +64,7 @@ TYPED_TEST(FilterOf, KnowsTheArraysOfItsRecord) {
     EXPECT_EQ(named, expected);
 }
 
-TYPED_TEST(FilterOf, GivesTheSameInPiecesAndAfterACopyAMoveOrAResize) {
+TYPED_TEST(FilterOf, IsTheSameInPiecesAndAfterCopyMoveAndResize) {
     using F = TypeParam;
     auto lent = std::make_unique<Lent>();
     auto filter = filterOf<F>(shapeOf<F>(7), *lent);
@@ -96,7 +96,7 @@ TYPED_TEST(FilterOf, GivesTheSameInPiecesAndAfterACopyAMoveOrAResize) {
 }
 
 // Sizes and positions that do not belong to a record are refused, by name.
-TYPED_TEST(FilterOf, RefusesASavedRecordThatIsNone) {
+TYPED_TEST(FilterOf, RefusesAnInvalidSavedRecord) {
     using State = typename TypeParam::State;
     const int before = heap::live();
     Lent lent;
@@ -126,7 +126,7 @@ TYPED_TEST(FilterOf, RefusesASavedRecordThatIsNone) {
     EXPECT_EQ(heap::live(), before);
 }
 
-TEST(Filter, CallsTheOperationsInTurn) {
+TEST(Filter, EqualsTheOperationsOfC) {
     const double path[] = {0.5, 0.25};
     Signal signal(5);
     Values x(40), d(40), y(40), e(40);
@@ -147,7 +147,7 @@ TEST(Filter, CallsTheOperationsInTurn) {
     }
     fxlms64fFree(&s);
 
-    // y in the place of x, e in that of d
+    // y is x, e is d
     Filter<blms64fState> block(6, 10, 0.01);
     Filter<lms64fState> sample(6, 0.01);
     Values inOut = x, error = d;
@@ -221,7 +221,27 @@ TEST(Filter, CallsTheOperationsInTurn) {
                 alternating);
 }
 
-TEST(Filter, RefusesWhatDoesNotFit) {
+// Another host's tables give its bits, in a copy too.
+TEST(Filter, TakesTwiddlesOfAnotherHost) {
+    Filter<bfdaf64fState> filter(8, 9, 0.01, 1), other(8, 9, 0.01, 1);
+    Values twiddles(filter.twiddles().begin(), filter.twiddles().end());
+    ASSERT_EQ(twiddles.size(), 8u);
+    filter.setTwiddles(twiddles);
+    EXPECT_EQ(run(filter, 1), run(other, 1));
+    twiddles[2] *= 1.001;
+    filter.setTwiddles(twiddles);
+    auto twin = filter.copy();
+    const Trace changed = run(filter, 2);
+    EXPECT_EQ(run(twin, 2), changed);
+    EXPECT_NE(run(other, 2), changed);
+    other.setTwiddles(Filter<bfdaf64fState>(32, 33, 0.01, 1).twiddles());
+    EXPECT_EQ(other.twiddles().size(), 32u);
+    for (size_t wrong : {size_t{0}, size_t{2}, size_t{4}, size_t{12}}) {
+        EXPECT_THROW(filter.setTwiddles(Values(wrong)), std::invalid_argument);
+    }
+}
+
+TEST(Filter, RefusesMismatchedArguments) {
     const int before = heap::live();
     Values x(20), d(20), y(20), e(20);
     const auto refused = [](auto call, const char* text) {
@@ -246,7 +266,7 @@ TEST(Filter, RefusesWhatDoesNotFit) {
     refused([&] { block.filter(some, some); }, "blms64f: the length is no multiple of blockLen");
     refused([&] { block.update(x, d, y, e, mask); }, "blms64f: the mask changes within a block");
     refused([&] { sample.updateRegressors(x, d, y, e); },
-            "lms64f: rows does not have order elements per sample");
+            "lms64f: rows of another length than the delay line");
     const char* const size = "lms64f: an order, length, index or count is out of range";
     refused([&] { Filter<lms64fState>(0, 0.1); }, size);
     refused([&] { sample.getCoef(y, 4); }, size);

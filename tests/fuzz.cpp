@@ -1,5 +1,5 @@
-// Random hosts led by libFuzzer. An input is the name of a family, a zero byte, and what the host does, so
-// that an input keeps its meaning when families join. `fuzz --seeds DIR` writes inputs to start from.
+// Random hosts whose bytes libFuzzer chooses. An input is the name of a family, a zero byte, and the bytes of
+// the host, so an input keeps its meaning when a family is added. `fuzz --seeds DIR` writes inputs to start from.
 #include "random_host.h"
 
 #include <cstdio>
@@ -19,11 +19,11 @@ bool runIfNamed(std::string_view name, Choices choices) {
 }
 
 template <class... F>
-void run(testing::Types<F...>, std::string_view name, Choices choices) {
+void run(Types<F...>, std::string_view name, Choices choices) {
     static_cast<void>((runIfNamed<F>(name, choices) || ...));
 }
 
-// Three long hosts a family: records that live long, as short inputs have none.
+// Three long inputs per family: short ones do not reach states that need many samples.
 template <class F>
 void writeSeeds(const std::string& directory) {
     for (uint64_t seed = 0; seed < 3; ++seed) {
@@ -37,7 +37,7 @@ void writeSeeds(const std::string& directory) {
 }
 
 template <class... F>
-void writeAllSeeds(testing::Types<F...>, const std::string& directory) {
+void writeAllSeeds(Types<F...>, const std::string& directory) {
     (writeSeeds<F>(directory), ...);
 }
 

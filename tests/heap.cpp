@@ -4,21 +4,23 @@
 #include <array>
 #include <atomic>
 #include <cstddef>
+#include <cstdlib>
+#include <new>
 
 namespace {
 std::atomic<int> liveBlocks = 0;
 std::atomic<int> callsSeen = 0;
 std::atomic<int> countdown = 0;
-thread_local void* last = nullptr;
+std::atomic<void*> last = nullptr;
 
-// While an allocation is to fail: what was requested, and a stand-in for memory that no test machine
+// While an allocation is to fail: the requested sizes, and a substitute for more memory than a test machine
 // has. The library does not write to a buffer before it has all of them.
 std::array<uint64_t, 4> sizes;
 std::atomic<size_t> sizeCount = 0;
 char standIn;
 constexpr uint64_t kHuge = uint64_t{1} << 28;
 
-std::atomic<bool> catching = false;
+std::atomic<int> catching = 0; // an int, or RISC-V would need libatomic
 uint64_t caught = 0;
 } // namespace
 
@@ -55,13 +57,26 @@ void __wrap_free(void* block) {
 }
 
 void* __wrap_memset(void* to, int value, size_t count) {
-    if (catching && catching.exchange(false)) {
+    if (catching != 0 && catching.exchange(0) != 0) {
         caught = count;
         return to;
     }
     return __real_memset(to, value, count);
 }
 }
+
+#if defined(_WIN32) || defined(__wasm__)
+// The C++ library is static there and so linked with --wrap; what it allocates is not counted.
+void* operator new(size_t size) {
+    void* const block = std::malloc(size);
+    if (block == nullptr) {
+        throw std::bad_alloc();
+    }
+    return block;
+}
+void operator delete(void* block) noexcept { __real_free(block); }
+void operator delete(void* block, size_t) noexcept { __real_free(block); }
+#endif
 
 namespace heap {
 int live() { return liveBlocks; }
@@ -71,7 +86,7 @@ void failAt(int nth) {
     sizeCount = 0;
     countdown = nth;
 }
-void catchMemset() { catching = true; }
+void catchMemset() { catching = 1; }
 uint64_t caughtBytes() { return caught; }
 std::vector<uint64_t> requests() { return {sizes.begin(), sizes.begin() + sizeCount}; }
 } // namespace heap

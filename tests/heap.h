@@ -1,4 +1,4 @@
-// The heap under the library, for tests that count, refuse and inspect its allocations.
+// Replaces the heap of the library, for tests that count allocations, let them fail and inspect them.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@ namespace heap {
 
 int live();                       // allocations of the library that were not freed
 int calls();                      // calls of calloc and free so far
-void* lastFreed();                // by this thread
+void* lastFreed();                // by any thread
 void failAt(int nth);             // the nth next allocation fails, once; 0 for none
 std::vector<uint64_t> requests(); // bytes of the allocations since failAt()
 void catchMemset();               // the next memset writes nothing

@@ -1,4 +1,4 @@
-// What a host asks for and lends when it sets up a record.
+// The sizes, parameters and borrowed arrays with which a host sets up a record.
 #pragma once
 
 #include "exact_tables.h"
@@ -15,11 +15,11 @@ struct Shape {
 struct Lent {
     static constexpr int32_t longest = 64; // path
     static constexpr int32_t longestFft = 1024;
-    static inline const FftTables tables{longestFft};
+    static inline const ExactTables<longestFft> tables;
 
     double coef[32] = {0.5, -0.25, 1.0, 0.125, -0.75, 0.0625, 0.375, -1.0};
     double secCoef[longest] = {0.0, 0.75, -0.25};
     double estCoef[longest] = {0.0, 0.5, -0.25, 0.125, 0.0625};
-    int32_t table[2 + 16] = {tables.table[0], tables.table[1]};
-    const double* twiddles = tables.twiddles.data();
+    int32_t table[FFT_TABLE_LEN(longestFft)] = {tables.table[0], tables.table[1]};
+    const double* twiddles = tables.twiddles;
 };

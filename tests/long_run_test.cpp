@@ -1,20 +1,28 @@
 // The long run of every family makes no system call, calls the heap in Init, Resize and Free only, and
-// computes the same in several threads at once.
+// computes the same in several threads at once, and in buffers of a host.
 #include "heap.h"
 #include "long_run.h"
 
+#include <gtest/gtest.h>
+
 #include <latch>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#ifdef __linux__
 #include <linux/seccomp.h>
 #include <malloc.h>
 #include <new>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
-#include <utility>
+#endif
 
 namespace {
+
+#ifdef __linux__
 
 // The exit status of a child that runs `body` (0 if it returns true) under strict seccomp, where the
 // kernel kills a process for any system call but read, write and exit.
@@ -57,7 +65,7 @@ void expectSealed() {
 }
 
 template <class... F>
-void expectAllSealed(testing::Types<F...>) {
+void expectAllSealed(Types<F...>) {
     (expectSealed<F>(), ...);
 }
 
@@ -68,9 +76,25 @@ TEST(LongRun, NeedsNeitherKernelNorHeapOnTheSignalPath) {
     ASSERT_EQ(statusSealed([] { return true; }), 0) << "the kernel refuses strict seccomp";
     expectAllSealed(Families{});
 }
+#endif
+
+template <class F>
+void expectTheSameWithoutHeap() {
+    const Trace expected = longRun<F>();
+    const int calls = heap::calls();
+    EXPECT_TRUE((longRun<F, WithoutHeap>() == expected)) << F::Api::name;
+    EXPECT_EQ(heap::calls(), calls) << F::Api::name;
+}
 
 template <class... F>
-std::vector<uint64_t> digests(testing::Types<F...>) {
+void expectAllTheSameWithoutHeap(Types<F...>) {
+    (expectTheSameWithoutHeap<F>(), ...);
+}
+
+TEST(LongRun, IsTheSameWithoutHeap) { expectAllTheSameWithoutHeap(Families{}); }
+
+template <class... F>
+std::vector<uint64_t> digests(Types<F...>) {
     std::vector<uint64_t> all;
     const auto add = [&](const auto& runs) {
         all.insert(all.end(), {runs.first.digest(), runs.second.digest()});

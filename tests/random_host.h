@@ -1,5 +1,5 @@
-// A random host: bytes select a sequence of legal calls. Each is applied to a record of the library and
-// to its model; afterwards both must agree bit for bit, or the host throws.
+// A random host: bytes select a sequence of valid calls. Each is applied to a record of the library and to
+// its model. Throws if they differ afterwards in any bit.
 #pragma once
 
 #include "heap.h"
@@ -23,8 +23,8 @@ class Choices {
     T of(const T (&values)[n]) {
         return values[below(n)];
     }
-    template <class T>
-    const T& of(const std::vector<T>& values) {
+    template <class Values>
+    auto of(const Values& values) {
         return values[below(static_cast<uint32_t>(values.size()))];
     }
 
@@ -202,9 +202,10 @@ class RandomHost {
             std::reverse(buffer.begin(), buffer.end());
         }
         if (write) {
-            return accessor.write(model_->state, start, buffer);
+            return accessor.write(model_->state, start, buffer.data(), copied);
         }
-        const Values all = accessor.read(model_->state);
+        Values all(static_cast<size_t>(length));
+        accessor.read(model_->state, all.data());
         require(std::equal(buffer.begin(), buffer.end(), all.begin() + start, sameBits),
                 "an accessor reads other values");
     }

@@ -1,9 +1,11 @@
-// A record of the library with what its host lends it, and the same record as it should be: a Model, set
-// up, resized and reset by hand, whose filter operations are the plain ones.
+// A record of the library with the arrays that it borrows, and the Model that it must equal, which is set up,
+// resized and reset here and whose filter operations are those of plain/.
 #pragma once
 
 #include "families.h"
 #include "heap.h"
+
+#include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstring>
@@ -66,7 +68,7 @@ class Record {
             F::Api::free(&state);
             EXPECT_EQ(std::memcmp(&left, &state, sizeof left), 0) << F::Api::name << "Free";
             if constexpr (requires { left.lambda; }) {
-                EXPECT_EQ(heap::lastFreed(), left.delayLine) << "the coefficients go first";
+                EXPECT_EQ(heap::lastFreed(), left.delayLine) << "the coefficients are freed first";
             }
         }
         for (const Values& buffer : buffers_) {
@@ -87,7 +89,7 @@ class Record {
         return trace;
     }
 
-    // Every byte of the record: fields, arrays, what the host lent.
+    // Every byte of the record: fields, arrays, borrowed arrays.
     std::vector<char> bytes() const {
         std::vector<char> all;
         const auto append = [&](const void* from, size_t n) {

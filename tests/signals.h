@@ -1,4 +1,4 @@
-// Samples by exact arithmetic, the same on every machine, and the trace of what a run returns.
+// Samples by exact arithmetic, the same on every machine, and the trace of all results of a run.
 #pragma once
 
 #include <algorithm>
@@ -56,7 +56,7 @@ class Signal {
     uint64_t choose(uint64_t choices) { return bits_() % choices; }
     void setScale(int exponent) { exponent_ = exponent; }
     void setSilent(bool silent) { silent_ = silent; }
-    // Zeros, infinities, NaN and the like among the samples.
+    // Zeros, infinities, NaN and other special values among the samples.
     void setWild(bool wild) { wild_ = wild; }
 
   private:
@@ -66,34 +66,26 @@ class Signal {
     bool wild_ = false;
 };
 
-// The bits of all results of a run; all NaN are equal.
+// A digest of the bits of all results of a run; all NaN are equal.
 class Trace {
   public:
-    void add(double value) { bits_.push_back(bits(std::isnan(value) ? NAN : value)); }
+    void add(double value) {
+        finite_ = finite_ && std::isfinite(value);
+        const uint64_t all = bits(std::isnan(value) ? NAN : value);
+        for (int shift = 0; shift < 64; shift += 8) { // FNV-1a, low byte first
+            digest_ = (digest_ ^ ((all >> shift) & 0xff)) * 0x100000001b3;
+        }
+    }
     void add(const double* values, int32_t n) {
         for (int32_t i = 0; i < n; ++i) {
             add(values[i]);
         }
     }
     bool operator==(const Trace&) const = default;
-
-    bool isFinite() const {
-        return std::all_of(bits_.begin(), bits_.end(), [](uint64_t value) {
-            return std::isfinite(std::bit_cast<double>(value));
-        });
-    }
-
-    // FNV-1a over the values, low byte first.
-    uint64_t digest() const {
-        uint64_t hash = 0xcbf29ce484222325;
-        for (uint64_t value : bits_) {
-            for (int shift = 0; shift < 64; shift += 8) {
-                hash = (hash ^ ((value >> shift) & 0xff)) * 0x100000001b3;
-            }
-        }
-        return hash;
-    }
+    bool isFinite() const { return finite_; }
+    uint64_t digest() const { return digest_; }
 
   private:
-    std::vector<uint64_t> bits_;
+    uint64_t digest_ = 0xcbf29ce484222325;
+    bool finite_ = true;
 };

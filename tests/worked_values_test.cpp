@@ -1,4 +1,4 @@
-// Steps worked by hand, and what single families refuse. The values hold the plain recursions, too.
+// Steps worked by hand, and refusals of single families. The values also test the plain recursions.
 #include "heap.h"
 #include "record.h"
 
@@ -71,7 +71,7 @@ TEST(Nlms, HandWorkedSteps) {
     block.update(10, 1);
     EXPECT_EQ(block.state.power, 0.9900000095367432 + 0.009999999776482582 * 100);
     EXPECT_EQ(block.err(), 1);
-    // The floor keeps a step finite that meets no power at all.
+    // With a power of 0 the floor keeps the step finite.
     block.state.power = 0.0;
     block.update(0, 1);
     EXPECT_TRUE(std::isfinite(block.state.coef[0]));
@@ -242,7 +242,7 @@ TEST(Rls, HandWorkedSteps) {
     EXPECT_DOUBLE_EQ(state.invCorr[2], 16.0 / 9);
 }
 
-TEST(Rls, TestsDeltaBeforeItsPointersAndTakesAnyLambda) {
+TEST(Rls, TestsDeltaBeforePointersAndAcceptsAnyLambda) {
     double coef[] = {7.0};
     double work[] = {7.0, 7.0, 7.0};
     rls64fState state;

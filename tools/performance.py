@@ -9,7 +9,7 @@ measures them in turn; builds that the processor cannot run are left out.
 import argparse, collections, datetime, json, os, platform, re, statistics, subprocess, sys
 from pathlib import Path
 
-ROUNDS = 5       # short ones, so that changes of the machine meet all builds alike
+ROUNDS = 5       # short ones, so that a change of the machine affects all builds equally
 REPETITIONS = 2  # per round and build
 BUDGET_NS = 0.9 * 1e9 / 48000  # per sample at 48 kHz, a tenth of the core being left to the host
 

@@ -20,14 +20,14 @@ full = ceil(10 * (A_max > B_max ? A_max : B_max)) / 10.0
 end = ceil(T_max)
 set lmargin at screen 0.075; set rmargin at screen 0.98
 set xrange [0:end]; set yrange [-full:full]
-set xtics 0,2; set ytics -0.5,0.5,0.5
+set xtics 0,3; set ytics -0.5,0.5,0.5
 set style fill solid 1.0 noborder
 set format x ""
 
 set label 1 "far end alone" at both / 2, graph 1.34 center textcolor rgb "#555555"
 set label 2 "both ends" at (both + nearalone) / 2, graph 1.34 center textcolor rgb orange
-set label 3 "near end alone" at (nearalone + faragain) / 2, graph 1.34 center textcolor rgb green
-set label 4 "far end alone" at (faragain + end) / 2, graph 1.34 center textcolor rgb "#555555"
+set label 3 "near end" at (nearalone + faragain) / 2, graph 1.34 center textcolor rgb green
+set label 4 "far end" at (faragain + end) / 2, graph 1.34 center textcolor rgb "#555555"
 set title "Far end: the signal of the loudspeaker" offset 0,-0.7
 set tmargin at screen 0.925; set bmargin at screen 0.79
 plot waves using 1:2:3 with filledcurves linecolor rgb blue

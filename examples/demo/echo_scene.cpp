@@ -2,8 +2,9 @@
 //
 //   echo_scene make DIR [VOICE.wav ...]   writes far end, near end and microphone signal, and the
 //                                         response of the room
-//   echo_scene score DIR                  compares echo_free.wav with the near end, and
-//                                         echo_taps.txt with the response
+//   echo_scene score DIR                  compares echo_free.wav with the near end, also
+//                                         echo_ungated.wav, the output of a canceller that always
+//                                         adapts, and echo_taps.txt with the response
 //
 // A telephone call in a living room: the loudspeaker plays the far end. The microphone picks up its
 // echo, the near-end voice and noise.
@@ -23,13 +24,15 @@ using namespace scene;
 constexpr int kRate = 16000; // Hz
 
 // Far end alone, double talk, near end alone, far end alone again.
-constexpr double kBothFrom = 9.0, kNearFrom = 12.5, kFarAgain = 14.5, kEnd = 18.0; // s
+constexpr double kBothFrom = 24.0, kNearFrom = 27.5, kFarAgain = 29.5, kEnd = 33.0; // s
 constexpr double kJudged = 2.0; // s, length of the intervals that are evaluated
 
 constexpr double kFarPeak = 0.7;      // re full scale
 constexpr double kEchoLevel = -6.0;   // dB re the far end
 constexpr double kNearLevel = 0.0;    // dB re the echo
 constexpr double kNoiseLevel = -45.0; // dB re the echo
+constexpr double kLineNoise = -75.0;  // dB re full scale, of the far end, in its pause too
+constexpr double kOnset = 0.05;       // s after the pause, evaluated on its own
 
 std::size_t samples(double seconds) { return static_cast<std::size_t>(seconds * kRate); }
 
@@ -37,32 +40,11 @@ std::span<const double> interval(std::span<const double> signal, double from, do
     return signal.subspan(samples(from), samples(to) - samples(from));
 }
 
-double amplitude(double decibels) { return std::pow(10.0, decibels / 20.0); }
-
 // ---- the scene -------------------------------------------------------------------------------
 
-// `seconds` of a voice at kRate. A pitch other than 1 also changes the speed. Resampling is linear
-// interpolation after a low-pass, which is accurate enough for a voice.
-Signal makeVoice(const std::vector<std::string>& recordings, double seconds, double pitch) {
-    const double needed = seconds * pitch + 0.1; // s
-    int rate = kSyntheticRate;
-    const Signal voice = recordings.empty() ? syntheticVoice(needed)
-                                            : recordedVoice(recordings, needed, needed, rate);
-    const double advance = pitch * rate / kRate;
-    const Signal smooth = host::through(host::lowPass(0.425 / std::max(1.0, advance), 0.5), voice);
-    Signal result;
-    const double last = static_cast<double>(smooth.size() - 1);
-    for (double at = 0.0; at < last; at = advance * static_cast<double>(result.size())) {
-        const auto before = static_cast<std::size_t>(at);
-        result.push_back(std::lerp(smooth[before], smooth[before + 1], at - std::floor(at)));
-    }
-    result.resize(samples(seconds));
-    return result;
-}
-
-// The direct sound after 2 ms, six reflections, and reverberation that decays by 60 dB in 200 ms.
+// The direct sound after 2 ms, six reflections, and reverberation that decays by 60 dB in 150 ms.
 Signal roomResponse() {
-    constexpr double kT60 = 0.2;                                            // s
+    constexpr double kT60 = 0.15;                                           // s
     constexpr double kTailFrom = 0.004, kTailGain = 0.12;                   // s, gain
     constexpr std::array kDelays = {2.0, 5.3, 7.9, 11.2, 14.6, 19.1, 24.8}; // ms
     constexpr std::array kGains = {1.0, -0.45, 0.38, -0.3, 0.26, 0.2, -0.16};
@@ -70,7 +52,7 @@ Signal roomResponse() {
     host::WhiteNoise white(30);
     for (std::size_t n = samples(kTailFrom); n < response.size(); ++n) {
         const double t = static_cast<double>(n) / kRate;
-        response[n] = kTailGain * white.next() * amplitude(-60.0 * t / kT60);
+        response[n] = kTailGain * white.next() * host::amplitude(-60.0 * t / kT60);
     }
     for (std::size_t k = 0; k < kDelays.size(); ++k) {
         response[samples(kDelays[k] / 1000.0)] += kGains[k];
@@ -83,9 +65,9 @@ void makeScene(const std::string& dir, const std::vector<std::string>& recording
     const auto at = [](Signal& signal, double seconds) {
         return signal.begin() + static_cast<std::ptrdiff_t>(samples(seconds));
     };
-    Signal farVoice = makeVoice(recordings, kNearFrom + kEnd - kFarAgain, 1.0);
+    Signal farVoice = resampledVoice(recordings, kRate, kNearFrom + kEnd - kFarAgain, 1.0);
     const Signal nearVoice =
-        makeVoice({recordings.rbegin(), recordings.rend()}, kFarAgain - kBothFrom, 0.8);
+        resampledVoice({recordings.rbegin(), recordings.rend()}, kRate, kFarAgain - kBothFrom, 0.8);
     Signal farEnd(samples(kEnd)), nearEnd(samples(kEnd));
     std::copy(farVoice.begin(), at(farVoice, kNearFrom), farEnd.begin());
     std::copy(at(farVoice, kNearFrom), farVoice.end(), at(farEnd, kFarAgain));
@@ -93,17 +75,21 @@ void makeScene(const std::string& dir, const std::vector<std::string>& recording
 
     const auto [low, high] = std::ranges::minmax(farEnd);
     host::scale(farEnd, kFarPeak / std::max(-low, high));
+    host::WhiteNoise line(32);
+    for (double& x : farEnd) {
+        x += std::sqrt(3.0) * host::amplitude(kLineNoise) * line.next();
+    }
     Signal response = roomResponse();
     const Signal unscaled = host::through(response, farEnd);
-    host::scale(response,
-                amplitude(kEchoLevel) * std::sqrt(host::power(farEnd) / host::power(unscaled)));
+    host::scale(response, host::amplitude(kEchoLevel) *
+                              std::sqrt(host::power(farEnd) / host::power(unscaled)));
     const Signal echo = host::through(response, farEnd);
     const double echoPower = host::power(interval(echo, 0.0, kNearFrom));
     const double nearPower = host::power(interval(nearEnd, kBothFrom, kFarAgain));
-    host::scale(nearEnd, amplitude(kNearLevel) * std::sqrt(echoPower / nearPower));
+    host::scale(nearEnd, host::amplitude(kNearLevel) * std::sqrt(echoPower / nearPower));
 
     host::WhiteNoise white(31);
-    const double noise = amplitude(kNoiseLevel) * std::sqrt(3.0 * echoPower);
+    const double noise = host::amplitude(kNoiseLevel) * std::sqrt(3.0 * echoPower);
     Signal microphone = host::sum(echo, nearEnd);
     for (double& x : microphone) {
         x += noise * white.next();
@@ -120,8 +106,9 @@ void makeScene(const std::string& dir, const std::vector<std::string>& recording
 
 void scoreResult(const std::string& dir) {
     audio::Reader farFile(dir + "/far_end.wav"), nearFile(dir + "/near_end.wav"),
-        microphoneFile(dir + "/microphone.wav"), outputFile(dir + "/echo_free.wav");
-    for (const auto* file : {&nearFile, &microphoneFile, &outputFile}) {
+        microphoneFile(dir + "/microphone.wav"), outputFile(dir + "/echo_free.wav"),
+        ungatedFile(dir + "/echo_ungated.wav");
+    for (const auto* file : {&nearFile, &microphoneFile, &outputFile, &ungatedFile}) {
         audio::requireSameShape(farFile, *file);
     }
     if (farFile.rate() != kRate || static_cast<std::size_t>(farFile.frames()) != samples(kEnd)) {
@@ -136,21 +123,28 @@ void scoreResult(const std::string& dir) {
     const auto enhancement = [&](double from, double to) {
         return host::ratio(interval(before, from, to), interval(after, from, to));
     };
-    const double first = enhancement(kBothFrom - kJudged, kBothFrom);
-    const double last = enhancement(kEnd - kJudged, kEnd);
+    const Signal enhancements = {enhancement(kBothFrom - kJudged, kBothFrom),
+                                 enhancement(kBothFrom, kNearFrom),
+                                 enhancement(kEnd - kJudged, kEnd)};
     std::printf("echo return loss enhancement (level difference without the near-end voice):\n");
     const auto print = [](const char* who, double from, double to, double value) {
-        std::printf("  %-15s %4.1f .. %4.1f s  %6.1f dB\n", who, from, to, value);
+        std::printf("  %-15s %5.2f .. %5.2f s  %6.1f dB\n", who, from, to, value);
     };
-    print("far end alone,", kBothFrom - kJudged, kBothFrom, first);
-    print("double talk,", kBothFrom, kNearFrom, enhancement(kBothFrom, kNearFrom));
-    print("far end alone,", kEnd - kJudged, kEnd, last);
+    print("far end alone,", kBothFrom - kJudged, kBothFrom, enhancements[0]);
+    print("double talk,", kBothFrom, kNearFrom, enhancements[1]);
+    print("far end alone,", kEnd - kJudged, kEnd, enhancements[2]);
+    print("after the pause", kFarAgain, kFarAgain + kOnset,
+          enhancement(kFarAgain, kFarAgain + kOnset));
+    const Signal ungated = host::difference(load(ungatedFile), nearEnd);
+    print("- without floor", kFarAgain, kFarAgain + kOnset,
+          host::ratio(interval(before, kFarAgain, kFarAgain + kOnset),
+                      interval(ungated, kFarAgain, kFarAgain + kOnset)));
 
-    std::printf("near-end voice re echo and noise:   microphone   output\n");
+    std::printf("near-end voice re echo and noise:     microphone   output\n");
     for (const auto& [who, from, to] : {std::tuple{"double talk,", kBothFrom, kNearFrom},
                                         {"near end alone,", kNearFrom + 0.5, kFarAgain}}) {
         const auto voice = interval(nearEnd, from, to);
-        std::printf("  %-15s %4.1f .. %4.1f s  %6.1f dB  %6.1f dB\n", who, from, to,
+        std::printf("  %-15s %5.2f .. %5.2f s  %6.1f dB  %6.1f dB\n", who, from, to,
                     host::ratio(voice, interval(before, from, to)),
                     host::ratio(voice, interval(after, from, to)));
     }
@@ -158,7 +152,7 @@ void scoreResult(const std::string& dir) {
     taps.resize(room.size());
     std::printf("misalignment of the final taps re the response of the room: %.1f dB\n",
                 host::ratio(host::difference(taps, room), room));
-    host::saveColumn(dir + "/erle.txt", std::array{first, last});
+    host::saveColumn(dir + "/erle.txt", enhancements);
 
     saveWaveforms(dir + "/echo_waveforms.dat", kRate, {&farEnd, &microphone, &output});
     host::saveTable(dir + "/intervals.txt", "", {{kBothFrom, kNearFrom, kFarAgain}});

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "audio_file.h"
+#include "filters.h"
 #include "host.h"
 
 namespace scene {
@@ -122,6 +123,26 @@ inline Signal recordedVoice(const std::vector<std::string>& paths, double shorte
         host::fail(paths.front(), "is silent");
     }
     return voice;
+}
+
+// `seconds` of a voice at the rate `rate`, in Hz. A pitch other than 1 also changes the speed.
+// Resampling is linear interpolation after a low-pass, which is accurate enough for a voice.
+inline Signal resampledVoice(const std::vector<std::string>& recordings, int rate, double seconds,
+                             double pitch) {
+    const double needed = seconds * pitch + 0.1; // s
+    int voiceRate = kSyntheticRate;
+    const Signal voice = recordings.empty() ? syntheticVoice(needed)
+                                            : recordedVoice(recordings, needed, needed, voiceRate);
+    const double advance = pitch * voiceRate / rate;
+    const Signal smooth = host::through(host::lowPass(0.425 / std::max(1.0, advance), 0.5), voice);
+    Signal result;
+    const double last = static_cast<double>(smooth.size() - 1);
+    for (double at = 0.0; at < last; at = advance * static_cast<double>(result.size())) {
+        const auto before = static_cast<std::size_t>(at);
+        result.push_back(std::lerp(smooth[before], smooth[before + 1], at - std::floor(at)));
+    }
+    result.resize(static_cast<std::size_t>(seconds * rate));
+    return result;
 }
 
 inline const char* voiceSource(const std::vector<std::string>& recordings) {

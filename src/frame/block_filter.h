@@ -14,8 +14,8 @@
 
 namespace merlo {
 
-// kVectors * kLanes consecutive outputs. `newest` is the sample that meets coef[0] in the last of
-// them. The history lies newest first, so the lanes run from the last output to the first.
+// kVectors * kLanes consecutive outputs. `newest` is the sample that coef[0] weights in the last
+// of them. The history lies newest first, so the lanes run from the last output to the first.
 // perOutput() is called once per output, inside the tap loop, so that an independent recurrence
 // overlaps with the sums.
 template <int32_t kVectors, class PerOutput>

@@ -22,7 +22,7 @@
 namespace merlo {
 
 // Adds a[i] * b[i] to sum for i = 0 .. n-1, upward and in one chain.
-// The cost is the chain of additions, one adder latency per tap; loads and products run beside it.
+// The cost is the chain of additions, one adder latency per tap; loads and products overlap with it.
 // Unrolled by 4, because one taken branch per tap is slower than the adder.
 inline double chainDot(const double* a, const double* b, int32_t n, double sum) {
 #pragma GCC unroll 4
@@ -61,7 +61,7 @@ inline double chainDotRev(const double* a, const double* bEnd, int32_t n, double
 inline double dot64f(const double* a, const double* b, int32_t n) { return chainDot(a, b, n, 0.0); }
 
 // Sum of coef[k] times the k-th element from `head` on, in tap order; 0 <= head < lineLen,
-// n <= lineLen. The element at `head` itself meets coef[0]. kChain computes the sum of a run.
+// n <= lineLen. coef[0] weights the element at `head`. kChain computes the sum of a run.
 template <auto kChain = chainDot>
 inline double dotCirc64f(const double* line, const double* coef, int32_t lineLen, int32_t n,
                          int32_t head) {
@@ -80,7 +80,7 @@ inline double insertDotCirc64f(double x, double* line, const double* coef, int32
     return dotCirc64f<kChain>(line, coef, lineLen, n, position);
 }
 
-// insertDotCirc64f with the coefficients in reverse order: the newest sample meets coef[n-1].
+// insertDotCirc64f with the coefficients in reverse order: coef[n-1] weights the newest sample.
 inline double insertDotCircRev64f(double x, double* line, const double* coef, int32_t lineLen,
                                   int32_t n, int32_t* head) {
     const int32_t newest = insertSample(x, line, lineLen, head);

@@ -172,15 +172,17 @@ inline V behind(V before, V values) {
 
 // The same; `values` is left in `before`.
 inline double shiftIn(double& before, double value) { return std::exchange(before, value); }
-inline Lanes shiftIn(Lanes& before, const Lanes& values) {
+template <class V>
+inline V shiftIn(V& before, const V& values) {
     return behind(std::exchange(before, values), values);
 }
 
 // Adds the lanes to sum, in their order and in one chain.
 inline double addInOrder(double sum, double term) { return sum + term; }
-inline double addInOrder(double sum, const Lanes& terms) {
+template <class V>
+inline double addInOrder(double sum, const V& terms) {
 #pragma GCC unroll 8
-    for (int32_t lane = 0; lane < kLanes; ++lane) {
+    for (int32_t lane = 0; lane < kLanesOf<V>; ++lane) {
         sum += terms[lane];
     }
     return sum;

@@ -9,7 +9,7 @@
 namespace merlo {
 
 // Marks a record that must not be used and returns the status. The fields that Free releases become
-// null, so that Free does no harm.
+// null, so Free releases nothing.
 template <class State>
 inline int32_t fail(State* state, int32_t status) {
     state->order = 0;

@@ -38,9 +38,9 @@ inline int32_t insertSample(double x, double* line, int32_t lineLen, int32_t* he
     return position;
 }
 
-// Position of the sample of that age, 0 being the newest; lineLen >= 1.
+// Position of the sample of that age, 0 being the newest; 0 <= head < lineLen, 0 <= age < lineLen.
 inline int32_t ringPosition(int32_t head, int32_t age, int32_t lineLen) {
-    return static_cast<int32_t>((int64_t{head} + 1 + age) % lineLen);
+    return stepUp(head, age + 1, lineLen);
 }
 
 // Copies the newest samples of one line to another as far as they fit; other positions do not change.

@@ -57,7 +57,7 @@ inline void adaptRun(double* __restrict coef, const double* __restrict x, int32_
     }
 }
 
-// The same over n taps of a ring line; coef[0] meets the sample at `newest`.
+// The same over n taps of a ring line; coef[0] belongs to the sample at `newest`.
 template <class Rule>
 inline void adaptRing(double* coef, const double* line, int32_t lineLen, int32_t n, int32_t newest,
                       double g) {

@@ -60,7 +60,7 @@ double adjlms64fFilterUpdate(adjlms64fState* state, double x, double d) {
                                          state->estLen, &state->errHead);
     const int32_t delayed = smoothDelayedPower(state);
     const double step = r * (state->mu / (state->power + DoubleWeights::floor));
-    // The first tap meets the sample after the delayed one.
+    // The first tap is updated with the sample after the delayed one.
     adaptRing<PlainRule>(state->coef, state->delayLine, state->refLen, state->order,
                          stepBack(delayed, state->refLen), -step);
     return s;

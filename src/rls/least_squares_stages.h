@@ -1,5 +1,5 @@
 // The stage recursion of the three least-squares lattices, and set-up, reset and resizing of their
-// records. All errors are a-posteriori errors. Nothing is floored: infinities and NaN propagate.
+// records. All errors are a-posteriori errors. No energy has a lower limit: infinities and NaN propagate.
 // Source: Lee, Morf and Friedlander 1981, Recursive least squares ladder estimation algorithms;
 // Diniz, Adaptive Filtering, algorithm 7.1.
 //

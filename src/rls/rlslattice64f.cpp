@@ -3,7 +3,7 @@
 // The recursion is in least_squares_stages.h.
 // Source: Lee, Morf and Friedlander 1981, Recursive least squares ladder estimation algorithms; Diniz,
 // Adaptive Filtering, algorithm 7.1.
-// Departs from the textbook: no floor and no regularisation but the start values.
+// Departs from the textbook: no lower limit and no regularisation except the start values.
 #include "rlslattice64f.h"
 
 #include "frame/accessors.h"

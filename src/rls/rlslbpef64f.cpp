@@ -4,8 +4,8 @@
 // The recursion is in least_squares_stages.h.
 // Source: Lee, Morf and Friedlander 1981, Recursive least squares ladder estimation algorithms; Diniz,
 // Adaptive Filtering, algorithm 7.1.
-// Departs from the textbook in a second update of fwdEnergy[0] per sample; no floor and no
-// regularisation but the start values.
+// Departs from the textbook in a second update of fwdEnergy[0] per sample; no lower limit
+// and no regularisation except the start values.
 #include "rlslbpef64f.h"
 
 #include "frame/accessors.h"

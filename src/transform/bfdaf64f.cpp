@@ -8,6 +8,7 @@
 
 #include "frame/accessors.h"
 #include "frame/kernels.h"
+#include "frame/lanes.h"
 #include "frame/lifecycle.h"
 #include "transform/overlap_save.h"
 #include "transform/packed_spectrum.h"
@@ -54,14 +55,27 @@ int32_t setUp(bfdaf64fState* state, int32_t order, int32_t blockLen, double mu, 
     return set64f(1.0, state->powerAvg, state->bins);
 }
 
+// Scales the block of output in outBuf and copies it to y; in pairs, as the transform of a short frame
+// stores it.
+void putOut(const bfdaf64fState* state, double* __restrict y) {
+    double* const __restrict valid = state->outBuf + state->overlap;
+    int32_t i = 0;
+    for (; i + 2 <= state->blockLen; i += 2) {
+        const Pair scaled = state->invScale * load<Pair>(valid + i);
+        store(scaled, valid + i);
+        store(scaled, y + i);
+    }
+    if (i < state->blockLen) {
+        y[i] = valid[i] = state->invScale * valid[i];
+    }
+}
+
 // Computes the output of the block; frame becomes the spectrum of the input.
 void filter(bfdaf64fState* state, const double* x, double* y) {
     frameSpectrum(state, x, state->frame);
     mulPacked64f(state->coef, state->frame, state->outBuf, state->bins);
     toTime(state, state->outBuf);
-    double* const valid = state->outBuf + state->overlap;
-    scaleIp64f(state->invScale, valid, state->blockLen);
-    copy64f(valid, y, state->blockLen);
+    putOut(state, y);
 }
 
 // Calls move() with the taps in the time domain; the positions behind them are kept.

@@ -1,5 +1,5 @@
 // The constraint of several partitions at once, one per lane: back to the time domain, the first `order`
-// taps scaled and the rest zeroed, and forward again. Every partition goes through the formulas of
+// taps scaled and the rest zeroed, and forward again. Every partition is computed by the formulas of
 // real_fft.cpp, number by number, so its bits are the same. The spectra are read and written in square
 // tiles, which a transposition turns into vectors with one partition per lane.
 //

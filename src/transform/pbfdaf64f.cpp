@@ -1,6 +1,6 @@
 // Partitioned block frequency-domain adaptive filter: the response is divided into `partitions` parts
-// with a coefficient spectrum each. A ring holds the spectra of the last frames; the frame of p blocks
-// ago meets partition p, and all partitions use the same normalised error.
+// with a coefficient spectrum each. A ring holds the spectra of the last frames; partition p
+// filters the frame of p blocks ago, and all partitions use the same normalised error.
 // Source: Soo and Pang 1990, Multidelay block frequency domain adaptive filter.
 // Departs from the textbook in the sign of the transform's exponent: spectra are conjugate to the usual
 // ones.
@@ -71,7 +71,7 @@ int32_t olderSlot(const pbfdaf64fState* state, int32_t position) {
     return stepUp(position, state->fftLen / 2, state->specLen / 2);
 }
 
-// Calls visit(coefficient spectrum, spectrum of the frame that meets it) for every partition.
+// Calls visit(coefficient spectrum, spectrum of the frame that it filters) for every partition.
 template <class Visit>
 void forEachPartition(const pbfdaf64fState* state, Visit visit) {
     int32_t position = state->ringPos;
@@ -107,7 +107,7 @@ void adapt(pbfdaf64fState* state) {
         ++done;
         if (constrained && done > inBatches) {
             constrain(state, coef);
-        } else if (constrained && done % kLanes == 0) {
+        } else if (kHasVectors && constrained && done % kLanes == 0) {
             constrainTogether<Lanes>(state, coef - (kLanes - 1) * int64_t{state->fftLen});
         }
     });
