@@ -74,9 +74,10 @@ TEST(Kernels, WorkElementByElement) {
     EXPECT_EQ(insertSampleLinBuf64f(7, b, 3), STS_OK);
     EXPECT_EQ(std::vector(b, b + 4), (std::vector<double>{7, 2, 4, 60}));
     EXPECT_EQ(insertSampleLinBuf64f(8, b, 1), STS_OK);
-    EXPECT_EQ(std::vector(b, b + 4), (std::vector<double>{8, 2, 4, 60}));
+    EXPECT_EQ(insertSampleLinBuf64f(9, b, 2), STS_OK);
+    EXPECT_EQ(std::vector(b, b + 4), (std::vector<double>{9, 8, 4, 60}));
     EXPECT_EQ(addIp64f(b, b, 3), STS_OK);
-    EXPECT_EQ(std::vector(b, b + 4), (std::vector<double>{16, 4, 8, 60}));
+    EXPECT_EQ(std::vector(b, b + 4), (std::vector<double>{18, 16, 8, 60}));
 }
 
 TEST(Kernels, RefuseNullArraysAndWriteNothing) {
@@ -131,6 +132,30 @@ TEST(Kernels, RingDotProductsFollowTheirDefinition) {
             }
         }
     }
+}
+
+template <class V>
+std::vector<double> computedInPairs() {
+    double values[8] = {3.0, -5.0, 0.5, 2.0};
+    const V a = load<V>(values);
+    const V b = load<V>(values + 2);
+    V sum = all<V>(1.0);
+    sum += a * b - a / b + -b;
+    sum[1] = sum[1] + 0.25;
+    V rows[] = {sum, backwards(a)};
+    transpose(rows);
+    store(rows[0], values);
+    store(rows[1], values + 2);
+    store(behind(a, b), values + 4);
+    store(2.0 * b, values + 6);
+    return {values, values + 8};
+}
+
+// Processors without vectors compute with two scalars.
+TEST(Kernels, ScalarPairsComputeAsVectorsDo) {
+    const std::vector<double> expected = {-4.0, -5.0, -8.25, 3.0, -5.0, 0.5, 1.0, 4.0};
+    EXPECT_EQ(computedInPairs<Pair>(), expected);
+    EXPECT_EQ(computedInPairs<ScalarPair>(), expected);
 }
 
 // The integer product for running powers below the normal range, compared with the processor's product.

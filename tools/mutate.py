@@ -104,8 +104,8 @@ def changes(source, begin=0, end=sys.maxsize, macro=None):
             else:
                 kind = "other"
             if kind in ("body", "scope") and function == "-":
-                paren = statement.index("(") if "(" in statement else len(statement) - 1
-                function = texts[first + paren - 1] if kind == "body" else "-"
+                names = [t for t in statement[:(statement + ["("]).index("(")] if re.match(r"\w", t)]
+                function = names[-1] if kind == "body" else "-"
             stack.append([kind, i + 1, function, i])
         elif text in ")]}":
             stack.pop()

@@ -18,7 +18,7 @@ namespace merlo {
 template <class Rule, int32_t kHeld, class Gain>
 inline void adaptLinear(double* coef, int32_t order, const double* samples, const double* d,
                         double* y, double* e, int32_t n, Gain gain) {
-    double held[kHeld + 1]; // speed only: kHeld of them are used, and an array may not be empty
+    double held[kHeld + 1]; // kHeld of them are used, and an array may not be empty
     std::copy(coef, coef + kHeld, held);
     for (int32_t i = 0; i < n; ++i) {
         const double* const x = samples - 1 - i;

@@ -24,7 +24,8 @@ struct SingleWeights {
 template <class Weights>
 inline double smoothPower(double power, double x) {
     if (isSubnormalOrZero(power) && x == 0.0) {
-        return scaleSubnormal(Weights::keep, power); // speed only: the formula gives the same bits
+        // speed only: the formula gives the same bits
+        return scaleSubnormal(Weights::keep, power);
     }
     return Weights::keep * power + Weights::gain * (x * x);
 }

@@ -53,8 +53,8 @@ inline void passForward(double& f, const V& products, V& entering, V& leaving) {
 // `energy` is b(i)^2 + f(i)^2.
 inline double smoothed(double power, double energy) {
     if (energy == 0.0 && isSubnormalOrZero(power)) {
-        return scaleSubnormal(LATTICE_POWER_KEEP,
-                              power); // speed only: the formula gives the same bits
+        // speed only: the formula gives the same bits
+        return scaleSubnormal(LATTICE_POWER_KEEP, power);
     }
     return energy * LATTICE_POWER_GAIN + power * LATTICE_POWER_KEEP;
 }
@@ -118,7 +118,7 @@ template <bool kAdapt, class State, class EachError>
             constexpr int32_t lanes = kLanesOf<V>;
             V backs{};
             backs[lanes - 1] = x;
-            for (; at + lanes <= stages; at += lanes) {
+            for (; at + lanes <= stages; at += lanes) { // speed only: as above
                 runGroup<kAdapt>(state, at, f, backs, eachError);
             }
             back = backs[lanes - 1];

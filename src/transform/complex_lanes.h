@@ -26,7 +26,7 @@ inline V repeat(One z) {
 // Two lanes are shuffled as integers: in SSE2 that instruction does not overwrite its source.
 template <class V>
 inline V swapParts(V z) {
-    if constexpr (kHasVectors && kLanesOf<V> == 2) {
+    if constexpr (kHasVectors && kLanesOf<V> == 2) { // speed only: both ways give the same bits
         using Words = int32_t __attribute__((vector_size(16)));
         const auto words = std::bit_cast<Words>(z);
         return std::bit_cast<V>(__builtin_shufflevector(words, words, 2, 3, 0, 1));
