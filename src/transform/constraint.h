@@ -14,6 +14,7 @@
 
 #include <array>
 #include <bit>
+#include <cstddef>
 #include <cstdint>
 
 namespace merlo {
@@ -25,21 +26,24 @@ namespace batch {
 
 using namespace complex;
 
+// As wide as an address: clang 14 extends a narrower index at every access.
+using Index = std::ptrdiff_t;
+
 // ---- Complex numbers in an array of vectors: element k is a[2k], a[2k+1].
 
 template <class V>
-inline SplitComplex<V> at(const V* a, int32_t k) {
+inline SplitComplex<V> at(const V* a, Index k) {
     return {a[2 * k], a[2 * k + 1]};
 }
 
 template <class V>
-inline void put(V* a, int32_t k, SplitComplex<V> z) {
+inline void put(V* a, Index k, SplitComplex<V> z) {
     a[2 * k] = z.re;
     a[2 * k + 1] = z.im;
 }
 
 template <class V>
-inline void putQuad(V* a, int32_t k, int32_t l, const Quad<SplitComplex<V>>& quad) {
+inline void putQuad(V* a, Index k, Index l, const Quad<SplitComplex<V>>& quad) {
     put(a, k, quad.a0);
     put(a, k + l, quad.a1);
     put(a, k + 2 * l, quad.a2);
@@ -91,9 +95,9 @@ inline void storeNumber(SplitComplex<V> z, double* spectra, int32_t stride) {
 
 // visit(k) for tiles from k on that cover 1 .. h/2-1; the last one may overlap the one before.
 template <class V, class Visit>
-inline void forEachTile(int32_t h, Visit visit) {
-    const int32_t last = h / 2 - Tile<V>::kNumbers;
-    for (int32_t k = 1; k < last; k += Tile<V>::kNumbers) {
+inline void forEachTile(Index h, Visit visit) {
+    const Index last = h / 2 - Tile<V>::kNumbers;
+    for (Index k = 1; k < last; k += Tile<V>::kNumbers) {
         visit(k);
     }
     visit(last);
@@ -112,14 +116,14 @@ constexpr auto kReversals = [] { // 0 .. 127 with their seven bits reversed
 }();
 
 // k with its bits reversed, 0 <= k < h <= 128.
-inline int32_t reversed(int32_t k, int32_t h) {
-    return kReversals[static_cast<size_t>(k)] >> (7 - std::countr_zero(static_cast<uint32_t>(h)));
+inline Index reversed(Index k, Index h) {
+    return kReversals[static_cast<size_t>(k)] >> (7 - std::countr_zero(static_cast<size_t>(h)));
 }
 
 // One stage of stride l but the last, in place. kSparse: the elements of odd number are 0 and not read.
 template <bool kSparse, class V>
-[[gnu::always_inline]] inline void stage(V* a, int32_t h, int32_t l, const double* w) {
-    const auto inputs = [=](int32_t k) -> Quad<SplitComplex<V>> {
+[[gnu::always_inline]] inline void stage(V* a, Index h, Index l, const double* w) {
+    const auto inputs = [=](Index k) -> Quad<SplitComplex<V>> {
         if constexpr (kSparse) {
             constexpr SplitComplex<V> zero{};
             return {at(a, k), zero, at(a, k + 2 * l), zero};
@@ -127,15 +131,15 @@ template <bool kSparse, class V>
             return {at(a, k), at(a, k + l), at(a, k + 2 * l), at(a, k + 3 * l)};
         }
     };
-    for (int32_t k = 0; k < l; ++k) {
+    for (Index k = 0; k < l; ++k) {
         putQuad(a, k, l, butterflyOne(inputs(k)));
     }
-    for (int32_t k = 4 * l; k < 5 * l; ++k) {
+    for (Index k = 4 * l; k < 5 * l; ++k) {
         putQuad(a, k, l, butterflyEighth(inputs(k), w[2]));
     }
     for (int32_t b = 2; 4 * l * b < h; ++b) {
         const Twiddles<SplitComplex<double>> t = twiddlesOf(w, b);
-        for (int32_t k = 4 * l * b; k < (4 * b + 1) * l; ++k) {
+        for (Index k = 4 * l * b; k < (4 * b + 1) * l; ++k) {
             putQuad(a, k, l, butterfly(inputs(k), t));
         }
     }
@@ -145,13 +149,13 @@ template <bool kSparse, class V>
 // upper half of the input, which has the odd numbers here, is 0. Otherwise only the lower half of the
 // results is needed.
 template <bool kForward, class V, class Emit>
-[[gnu::always_inline]] inline void transform(V* a, int32_t h, const double* w, Emit emit) {
+[[gnu::always_inline]] inline void transform(V* a, Index h, const double* w, Emit emit) {
     stage<kForward>(a, h, 1, w);
-    int32_t l = 4;
+    Index l = 4;
     for (; 4 * l < h; l *= 4) {
         stage<false>(a, h, l, w);
     }
-    for (int32_t j = 0; j < l; ++j) {
+    for (Index j = 0; j < l; ++j) {
         if (4 * l == h) {
             const auto [a0, a1, a2, a3] = butterflyOne<SplitComplex<V>>(
                 {at(a, j), at(a, j + l), at(a, j + 2 * l), at(a, j + 3 * l)});
@@ -186,7 +190,7 @@ template <class V, class State>
 inline void constrainTogether(const State* state, double* coef) {
     using namespace batch;
     const int32_t n = state->fftLen;
-    const int32_t h = n / 2;
+    const Index h = n / 2;
     const double* const w = state->fftTwiddles;
     const int32_t cosLen = state->fftTable[1];
     const double* const c = w + state->fftTable[0];
@@ -200,13 +204,13 @@ inline void constrainTogether(const State* state, double* coef) {
     const SplitComplex<V> ends = loadTile<V>(coef, n)[0];
     const V highest = 0.5 * (ends.re - ends.im);
     put(spectrum, 0, conjugate(SplitComplex<V>{ends.re - highest, highest}));
-    forEachTile<V>(h, [&](int32_t k) {
+    forEachTile<V>(h, [&](Index k) {
         const Tile<V> low = loadTile<V>(coef + 2 * k, n);
         const Tile<V> high = loadTile<V>(coef + 2 * (h - k - kNumbers + 1), n);
         for (int32_t i = 0; i < kNumbers; ++i) {
             SplitComplex<V> near = low[i];
             SplitComplex<V> far = high[kNumbers - 1 - i];
-            const int32_t kk = (k + i) * ks;
+            const Index kk = (k + i) * ks;
             join(near, far, 0.5 - c[cosLen - kk], c[kk]);
             put(spectrum, reversed(k + i, h), near);
             put(spectrum, reversed(h - k - i, h), far);
@@ -215,21 +219,21 @@ inline void constrainTogether(const State* state, double* coef) {
     put(spectrum, reversed(h / 2, h), conjugate(loadTile<V>(coef + h, n)[0]));
 
     // The result is conjugate; the taps are scaled, again in bit-reversed order. Its upper half is 0.
-    transform<false>(spectrum, h, w, [&](int32_t k, SplitComplex<V> z) {
-        const int32_t tap = 2 * k;
+    transform<false>(spectrum, h, w, [&](Index k, SplitComplex<V> z) {
+        const Index tap = 2 * k;
         put(taps, reversed(k, h),
             {tap < state->order ? state->invScale * z.re : V{},
              tap + 1 < state->order ? state->invScale * -z.im : V{}});
     });
 
     // realFwdPost64f
-    transform<true>(taps, h, w, [&](int32_t k, SplitComplex<V> z) { put(spectrum, k, z); });
-    forEachTile<V>(h, [&](int32_t k) {
+    transform<true>(taps, h, w, [&](Index k, SplitComplex<V> z) { put(spectrum, k, z); });
+    forEachTile<V>(h, [&](Index k) {
         Tile<V> low, high;
         for (int32_t i = 0; i < kNumbers; ++i) {
             SplitComplex<V> near = at(spectrum, k + i);
             SplitComplex<V> far = at(spectrum, h - k - i);
-            const int32_t kk = (k + i) * ks;
+            const Index kk = (k + i) * ks;
             separate(near, far, 0.5 - c[cosLen - kk], c[kk]);
             low.set(i, near);
             high.set(kNumbers - 1 - i, far);
