@@ -254,6 +254,8 @@ function chooseJob(name) {
   const job = JOBS[name];
   state.job = name;
   state.pace = job.pace;
+  state.hold = job.hold ?? false;
+  $('#hold').checked = state.hold;
   state.filters = job.start.map(([family, settings]) => ({ family, settings: settingsFor(family, settings) }));
   $('#about').textContent = job.about;
   $('#curve-title').textContent = `Learning curve: ${job.curve}`;
