@@ -45,12 +45,13 @@ function settingsFor(family, given = {}) {
 let worker = newWorker();
 const send = (message) => worker.postMessage(message);
 
+let runs = 0; // messages of an earlier one may still arrive
 function start() {
   const { job, input, filters, pace, hold, running } = state;
   page.done = 0;
   page.curve = [[], [], [], []];
   latest = {};
-  send({ type: 'start', job, input, filters, pace, hold, running });
+  send({ type: 'start', run: ++runs, job, input, filters, pace, hold, running });
   showStatus([false, false]);
   makeCharts();
 }
@@ -59,6 +60,9 @@ const set = () => send({ type: 'set', pace: state.pace, hold: state.hold, runnin
 let latest = {};
 const RECEIVE = {
   progress(message) {
+    if (message.run !== runs) {
+      return;
+    }
     page.done = message.done;
     for (const point of message.points) {
       page.curve.forEach((column, k) => column.push(point[k]));

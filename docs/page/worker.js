@@ -134,8 +134,8 @@ class Smoothed {
 let run = null;
 
 class Run {
-  constructor({ job: name, input, filters, pace, hold }) {
-    this.name = name;
+  constructor({ run: number, job: name, input, filters, pace, hold }) {
+    this.number = number;
     this.job = JOBS[name];
     this.stream = new this.job.Stream(merlo, { input });
     this.learners = filters.map(({ family, settings }) =>
@@ -204,7 +204,7 @@ class Run {
 
   report() {
     const message = {
-      type: 'progress', done: this.done, points: this.points,
+      type: 'progress', run: this.number, done: this.done, points: this.points,
       diverged: this.learners.map(({ diverged }) => diverged),
     };
     this.points = [];

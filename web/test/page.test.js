@@ -7,31 +7,43 @@ import { execFileSync } from 'node:child_process';
 import { mkdirSync, mkdtempSync, readFileSync, rmSync } from 'node:fs';
 import { createServer } from 'node:http';
 import { tmpdir } from 'node:os';
-import { join } from 'node:path';
+import { join, resolve } from 'node:path';
 import { after, before, test } from 'node:test';
 import { pathToFileURL } from 'node:url';
 import { launch } from './browser.js';
 
 const file = join(process.env.MERLO64F_PAGE, 'index.html');
-const demo = process.env.MERLO64F_DEMO;
+const demo = resolve(process.env.MERLO64F_DEMO);
 const screenshots = join(process.env.MERLO64F_PAGE, 'screenshots');
 const scratch = mkdtempSync(join(tmpdir(), 'merlo64f-'));
 const JOBS = ['identification', 'noise', 'line', 'echo', 'control'];
+
+const served = { // anything else is the page
+  '/merlo64f.js': ['text/javascript', join(process.env.MERLO64F_PACKAGE, 'merlo64f.js')],
+  '/merlo64f.wasm': ['application/wasm', join(process.env.MERLO64F_PACKAGE, 'merlo64f.wasm')],
+  '/worklet.js': ['text/javascript', new URL('worklet.js', import.meta.url)],
+};
+const server = createServer(({ url }, response) => {
+  const [type, path] = served[url] ?? ['text/html', file];
+  response.setHeader('Content-Type', type);
+  response.end(readFileSync(path));
+});
+const origin = () => `http://localhost:${server.address().port}/`;
 
 let browser;
 let errors = [];
 before(async () => {
   browser = await launch();
+  server.listen(0);
   mkdirSync(screenshots, { recursive: true });
 });
 after(async () => {
   await browser.close();
+  server.close();
   rmSync(scratch, { recursive: true });
 });
 
-async function open(job, {
-  url = pathToFileURL(file).href, width = 1280, height = 1000, dark = false, pace = 48000, hold = true,
-} = {}) {
+async function open(job, { url, width = 1280, height = 1000, dark, pace = 48000, hold = true } = {}) {
   const page = await browser.newPage();
   page.setDefaultTimeout(300000); // a machine that does other work learns at a lower pace
   errors = [];
@@ -39,17 +51,17 @@ async function open(job, {
   page.on('console', (message) => message.type() === 'error' && errors.push(message.text()));
   await page.setViewport({ width, height, isMobile: width < 600, hasTouch: width < 600 });
   await page.emulateMediaFeatures([{ name: 'prefers-color-scheme', value: dark ? 'dark' : 'light' }]);
-  await page.goto(`${url}#${job}`);
-  await drag(page, '#pace', Math.log(pace / 500) / Math.log(96));
+  await page.goto(`${url ?? pathToFileURL(file).href}#${job}`);
+  await page.$eval('#pace', (input, to) => {
+    input.value = to;
+    input.dispatchEvent(new Event('input'));
+  }, Math.log(pace / 500) / Math.log(96));
   if (!hold) {
     await page.click('#hold');
+    await page.click('#restart');
   }
   return page;
 }
-const drag = (page, selector, value) => page.$eval(selector, (input, to) => {
-  input.value = to;
-  input.dispatchEvent(new Event('input'));
-}, value);
 const reached = (page, samples) =>
   page.waitForFunction((n) => window.merlo64fPage.done >= n, { polling: 50 }, samples);
 const state = (page) => page.evaluate(() => window.merlo64fPage);
@@ -79,8 +91,7 @@ function level({ curve }, which, ...intervals) {
 }
 const near = (actual, expected, tolerance, what) =>
   assert.ok(Math.abs(actual - expected) <= tolerance, `${what}: ${actual.toFixed(1)}, in the demo ${expected}`);
-const run = (program, ...args) => execFileSync(join(demo, program), args, { encoding: 'utf8' });
-const inScratch = (...names) => names.map((name) => join(scratch, name));
+const run = (program, ...args) => execFileSync(join(demo, program), args, { cwd: scratch, encoding: 'utf8' });
 const figure = (text, pattern) => Number(text.match(pattern)[1]);
 
 test('identification falls as in the tour', async (t) => {
@@ -96,11 +107,10 @@ test('identification falls as in the tour', async (t) => {
 });
 
 test('noise cancelling improves the voice as in the demo, with and without the gate', async (t) => {
-  run('noise_scene', 'make', scratch);
-  const input = inScratch('primary.wav', 'reference.wav');
-  run('noise_canceller', ...input, ...inScratch('cleaned.wav'), '--save-taps', ...inScratch('taps.txt'));
-  run('noise_canceller', ...input, ...inScratch('ungated.wav'), '--floor', '-200');
-  const text = run('noise_scene', 'score', scratch);
+  run('noise_scene', 'make', '.');
+  run('noise_canceller', 'primary.wav', 'reference.wav', 'cleaned.wav', '--save-taps', 'taps.txt');
+  run('noise_canceller', 'primary.wav', 'reference.wav', 'ungated.wav', '--floor', '-200');
+  const text = run('noise_scene', 'score', '.');
   const held = await learned('noise', 12 * 48000);
   const always = await learned('noise', 12 * 48000, { hold: false });
   const afterPauses = [1, 2, 3].map((pause) => [3.2 * 48000 * pause, 3.2 * 48000 * pause + 2400]);
@@ -125,20 +135,19 @@ test('line enhancement reaches the Wiener filter', async (t) => {
 });
 
 test('the echo is cancelled as in the demo, and double talk disturbs unless the filter is held', async (t) => {
-  run('echo_scene', 'make', scratch);
-  const input = inScratch('far_end.wav', 'microphone.wav');
-  run('echo_canceller', ...input, ...inScratch('echo_free.wav'), '--save-taps', ...inScratch('echo_taps.txt'));
-  run('echo_canceller', ...input, ...inScratch('echo_ungated.wav'), '--floor', '-200');
-  const text = run('echo_scene', 'score', scratch);
+  run('echo_scene', 'make', '.');
+  run('echo_canceller', 'far_end.wav', 'microphone.wav', 'echo_free.wav', '--save-taps', 'echo_taps.txt');
+  run('echo_canceller', 'far_end.wav', 'microphone.wav', 'echo_ungated.wav', '--floor', '-200');
+  const text = run('echo_scene', 'score', '.');
   const rows = [...text.matchAll(/\n +(far end alone|double talk), +([\d.]+) \.\. +([\d.]+) s +([\d.]+) dB(?=\n)/g)];
   assert.equal(rows.length, 3);
   const held = await learned('echo', 33 * 16000);
-  const always = await learned('echo', 27.5 * 16000, { hold: false });
+  const always = await learned('echo', 33 * 16000, { hold: false });
   for (const [, who, from, to, expected] of rows) {
     const [actual, disturbed] = [held, always].map((result) => -level(result, 1, [from * 16000, to * 16000]));
-    t.diagnostic(`${who}, ${from} to ${to} s: ${actual.toFixed(1)} dB, demo ${expected}, never held ${disturbed.toFixed(1)}`);
+    t.diagnostic(`${who}, ${from} to ${to} s: ${actual.toFixed(1)} dB, demo ${expected}, not held ${disturbed.toFixed(1)}`);
     assert.ok(actual > expected - 3, `${who}: ${actual} dB, in the demo ${expected}`);
-    assert.ok(who !== 'double talk' || actual > disturbed + 10, `held ${actual}, not held ${disturbed} dB`);
+    assert.ok(who !== 'double talk' || disturbed < actual - 10, `not held ${disturbed}, held ${actual} dB`);
   }
 });
 
@@ -160,8 +169,7 @@ test('every family of every job runs', async () => {
     for (const family of families) {
       await page.select('.filter[data-index="1"] select', family);
       await page.waitForFunction(() => window.merlo64fPage.done >= 12000 && window.merlo64fPage.curve[2].length > 4);
-      const result = await state(page);
-      assert.ok(result.curve[2].some((value) => value !== null && value < 0), `${job}, ${family}`);
+      assert.ok((await state(page)).curve[2].some((value) => value !== null && value < 0), `${job}, ${family}`);
     }
     await close(page);
   }
@@ -184,7 +192,7 @@ test('the mistakes do what they say', async () => {
   await page.click('#step');
   await page.waitForFunction(() => /A lms64f: diverged/.test(document.querySelector('#status').textContent));
   await page.click('#restart');
-  await page.waitForFunction(() => window.merlo64fPage.done < 30000);
+  await page.waitForFunction(() => window.merlo64fPage.done < 30000); // it had come to 30,000 and more
   await close(page);
 });
 
@@ -194,8 +202,7 @@ test('sliders work by keyboard while it learns', async () => {
   for (let i = 0; i < 16; ++i) {
     await page.keyboard.press('ArrowLeft');
   }
-  const shown = await page.$eval('.filter[data-index="0"] output', ({ textContent }) => textContent);
-  assert.equal(shown, '16 taps');
+  assert.equal(await page.$eval('.filter[data-index="0"] output', ({ textContent }) => textContent), '16 taps');
   await page.waitForFunction(() => Math.min(...window.merlo64fPage.curve[1].slice(-3)) > -40); // too short now
   await close(page);
 });
@@ -217,38 +224,20 @@ test('60 frames a second at 48,000 samples a second', async (t) => {
 });
 
 test('a static server serves it; the digests are those of every machine', async () => {
-  const server = createServer((_, response) => {
-    response.setHeader('Content-Type', 'text/html');
-    response.end(readFileSync(file));
-  }).listen(0);
-  const page = await open('identification', { url: `http://localhost:${server.address().port}/` });
+  const page = await open('identification', { url: origin() });
   await page.click('#digests');
   await page.waitForFunction(() => Object.keys(window.merlo64fPage.digests).length === 17);
-  const { digests } = await state(page);
-  const text = Object.entries(digests).map(([family, digest]) => `${family} ${digest}\n`).join('');
+  const text = Object.entries((await state(page)).digests).map(([family, digest]) => `${family} ${digest}\n`).join('');
   assert.equal(text, readFileSync(new URL('../../tests/digests.txt', import.meta.url), 'utf8'));
   assert.equal(await page.$eval('#verdict', ({ textContent }) => textContent), 'Same bits: all 17 families');
   await page.screenshot({ path: join(screenshots, 'digests.png'), fullPage: true });
   await close(page);
-  server.close();
 });
 
 // The filter of worklet.js against one on the page. An offline context waits for nobody and loses no block.
 test('a filter runs in an AudioWorklet', async () => {
-  const files = {
-    '/': ['text/html', '<!doctype html>'],
-    '/merlo64f.js': ['text/javascript', readFileSync(join(process.env.MERLO64F_PACKAGE, 'merlo64f.js'))],
-    '/merlo64f.wasm': ['application/wasm', readFileSync(join(process.env.MERLO64F_PACKAGE, 'merlo64f.wasm'))],
-    '/worklet.js': ['text/javascript', readFileSync(new URL('worklet.js', import.meta.url))],
-    '/favicon.ico': ['image/x-icon', ''],
-  };
-  const server = createServer(({ url }, response) => {
-    const [type, content] = files[url];
-    response.setHeader('Content-Type', type);
-    response.end(content);
-  }).listen(0);
   const page = await browser.newPage();
-  await page.goto(`http://localhost:${server.address().port}/`);
+  await page.goto(origin());
   const differing = await page.evaluate(async () => {
     const { compile, instantiate } = await import('/merlo64f.js');
     const module = await compile(fetch('/merlo64f.wasm'));
@@ -273,7 +262,6 @@ test('a filter runs in an AudioWorklet', async () => {
   });
   assert.equal(differing, 0);
   await page.close();
-  server.close();
 });
 
 test('before and after can be listened to', async () => {
@@ -294,8 +282,7 @@ test('before and after can be listened to', async () => {
     await page.waitForFunction((n) => window.played.length > n, {}, sound / 2);
   }
   const [[rate, length, loud], [, , quiet]] = await page.evaluate(() => window.played);
-  assert.equal(rate, 48000);
-  assert.ok(length >= 90000);
+  assert.ok(rate === 48000 && length >= 90000);
   assert.ok(quiet < 0.6 * loud && quiet > 0.05 * loud); // the voice is a quarter of the power
   await close(page);
 });
@@ -312,10 +299,9 @@ for (const [name, size] of Object.entries({
       assert.ok(content <= window, `${job}: ${content} pixels wide in ${window}`);
       await page.screenshot({ path: join(screenshots, `${job}-${name}.png`), fullPage: true });
       if (size.width) { // a finger that begins on the plot scrolls
-        const { x, y, height } = await (await page.$('#curve .u-over')).boundingBox();
-        await page.touchscreen.touchStart(x + 50, y + height / 2);
+        const { x, y } = await (await page.$('#curve .u-over')).boundingBox();
+        await page.touchscreen.touchStart(x + 50, y + 50);
         await page.touchscreen.touchMove(x + 50, y - 100);
-        await page.touchscreen.touchEnd();
         await page.waitForFunction(() => scrollY > 50);
       }
       await close(page);
