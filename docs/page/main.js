@@ -91,7 +91,7 @@ function showStatus(diverged) {
     const level = page.curve[k + 1].at(-1);
     return `${side} ${state.filters[k].family}: ` +
       (diverged[k] ? 'diverged; a smaller step or Restart sets it up anew'
-        : level === undefined ? 'starts' : level === null ? 'silence' : `${level.toFixed(1)} dB`);
+        : level === undefined ? 'starts' : level === null ? 'silence' : `${level.toFixed(1)}\u00a0dB`);
   });
   $('#status').textContent = [time, ...levels].join(' · ');
   $('#status').className = diverged.some(Boolean) ? 'bad' : '';
