@@ -1,10 +1,11 @@
 // The jobs: their signals as streams that can be disturbed, and how a family is set up for them.
 import {
-  WhiteNoise, acousticPath, bladeTones, coloured, decaying, ductPath, energy, fanNoise, make, power,
-  roomResponse, scaled, voice, voiceAt,
+  WhiteNoise, acousticPath, bladeTones, coloured, decaying, ductPath, energy, fanNoise, make, noisy,
+  power, roomResponse, scaled, voice, voiceAt,
 } from './signals.js';
 
 export const BLOCK = 32; // samples; the block length of the families that have one
+const FLOOR = 1e-5; // power of x re full scale, below which the hosts of the demo do not adapt
 
 // The system that is to be learned, of up to 32 taps, exchangeable while it runs.
 class System {
@@ -57,7 +58,7 @@ class Loop {
 const sum = (a, b) => a.map((v, i) => v + b[i]);
 
 // A stream gives, block by block: x and d for the filters; clean, what remains in d when the filter is
-// perfect; held, whether a careful host would not adapt now.
+// perfect; held, for each sample whether a careful host would not adapt.
 class Stream {
   quietLeft = 0; // samples
   doubleLeft = 0;
@@ -69,8 +70,9 @@ class Stream {
   }
   next(n) {
     const gain = this.quietLeft > 0 ? 1e-3 : 1;
-    const held = this.quietLeft > 0 || this.doubleLeft > 0;
     const block = this.produce(n, gain);
+    const disturbed = this.quietLeft > 0 || this.doubleLeft > 0;
+    block.held = make(n, (i) => disturbed || (block.held?.[i] ?? 0));
     if (this.doubleLeft > 0) {
       const noise = make(n, () => Math.sqrt(3) * this.level * this.burst.next());
       block.clean = sum(block.clean, noise);
@@ -78,7 +80,7 @@ class Stream {
     }
     this.quietLeft -= n;
     this.doubleLeft -= n;
-    return { held, before: block.d, ...block };
+    return { before: block.d, ...block };
   }
   change() {
     this.changes += 1;
@@ -118,32 +120,40 @@ class NoiseCancelling extends Stream {
   constructor(merlo) {
     super();
     const speech = voice(12);
-    let reference = fanNoise(speech.length, this.rate);
+    let fan = fanNoise(speech.length, this.rate);
     this.truth = this.system_(0);
     this.system = new System(merlo, this.truth);
-    let heard = new System(merlo, this.truth).filter(reference);
+    let heard = new System(merlo, this.truth).filter(fan);
     const noiseGain = Math.sqrt(power(speech) / power(heard) / 10 ** -0.5); // voice 5 dB below the noise
     heard = scaled(heard, noiseGain);
-    reference = scaled(reference, noiseGain);
+    fan = scaled(fan, noiseGain);
     let peak = 0;
     speech.forEach((v, i) => {
-      peak = Math.max(peak, Math.abs(v + heard[i]), Math.abs(reference[i]));
+      peak = Math.max(peak, Math.abs(v + heard[i]), Math.abs(fan[i]));
     });
     this.speech = new Loop(scaled(speech, 0.7 / peak));
-    this.reference = new Loop(scaled(reference, 0.7 / peak));
-    this.power = power(reference) * (0.7 / peak) ** 2;
+    this.fan = new Loop(scaled(fan, 0.7 / peak));
+    this.power = power(fan.filter((v) => v !== 0)) * (0.7 / peak) ** 2; // while it runs
     this.level = Math.sqrt(power(heard)) * (0.7 / peak);
+    this.microphone = noisy(21, -90);
+    this.smoothed = 1; // power of x, as nlms64f has it
   }
   rate = 48000;
   system_(changes) {
     return acousticPath(0.9 + 0.5 * (changes % 3));
   }
   produce(n, gain) {
-    const x = scaled(this.reference.next(n), gain);
+    const fan = scaled(this.fan.next(n), gain);
     const clean = this.speech.next(n);
-    this.reference.skip(n);
+    this.fan.skip(n);
     this.speech.skip(n);
-    return { x, clean, d: sum(this.system.filter(x), clean) };
+    const x = this.microphone(fan);
+    const held = x.map((v) => {
+      const below = this.smoothed < FLOOR;
+      this.smoothed = 0.99 * this.smoothed + 0.01 * v * v;
+      return below;
+    });
+    return { x, clean, d: sum(this.system.filter(fan), clean), held };
   }
 }
 
@@ -179,7 +189,7 @@ class Echo extends Stream {
     super();
     const rate = 16000;
     const at = (seconds) => Math.floor(seconds * rate);
-    const [bothFrom, nearFrom, farAgain, end] = [9, 12.5, 14.5, 18];
+    const [bothFrom, nearFrom, farAgain, end] = [24, 27.5, 29.5, 33];
     const farVoice = voiceAt(merlo.Fir, rate, nearFrom + end - farAgain, 1);
     let far = new Float64Array(at(end));
     far.set(farVoice.subarray(0, at(nearFrom)));
@@ -187,6 +197,10 @@ class Echo extends Stream {
     let near = new Float64Array(at(end));
     near.set(voiceAt(merlo.Fir, rate, farAgain - bothFrom, 0.8), at(bothFrom));
     far = scaled(far, 0.7 / far.reduce((most, v) => Math.max(most, Math.abs(v)), 0));
+    this.far = new Loop(far);
+    const line = () => noisy(32, -75);
+    this.line = line();
+    far = line()(far);
 
     this.rate = rate;
     this.gain_ = 1;
@@ -210,12 +224,12 @@ class Echo extends Stream {
     });
     this.working = Math.sqrt(0.5e-6 / power(emphasised));
     this.power = 0.5e-6;
-    this.far = new Loop(far);
     this.near = new Loop(near);
+    this.smoothed = 0; // power of the far end
     this.lastX = 0;
     this.lastD = 0;
     this.position = 0;
-    this.talk = [at(bothFrom), at(farAgain), at(end)];
+    this.talk = [at(bothFrom), at(farAgain), at(end)]; // the near end: from, to, of
   }
   system_(changes) {
     return scaled(roomResponse(this.rate, changes), this.gain_);
@@ -224,13 +238,17 @@ class Echo extends Stream {
     return x.map((v, i) => this.working * (v - EMPHASIS * (i > 0 ? x[i - 1] : last)));
   }
   produce(n, gain) {
-    const far = scaled(this.far.next(n), gain);
+    const far = this.line(scaled(this.far.next(n), gain));
     const near = this.near.next(n);
     this.far.skip(n);
     this.near.skip(n);
     const heard = sum(this.system.filter(far), make(n, () => this.noiseGain * this.noise.next()));
-    const moment = (this.position += n) % this.talk[2];
-    return { far, clean: near, d: sum(heard, near), talk: moment >= this.talk[0] && moment < this.talk[1] };
+    const keep = Math.exp(-n / (0.03 * this.rate));
+    this.smoothed = keep * this.smoothed + (1 - keep) * power(far);
+    const moment = this.position % this.talk[2];
+    this.position += n;
+    const talk = moment >= this.talk[0] && moment < this.talk[1]; // the demo has a second filter for this
+    return { far, clean: near, d: sum(heard, near), held: far.map(() => talk || this.smoothed < FLOOR) };
   }
   next(n) {
     const block = super.next(n);
@@ -238,7 +256,7 @@ class Echo extends Stream {
     const d = this.emphasise(block.d, this.lastD);
     this.lastX = block.far[n - 1];
     this.lastD = block.d[n - 1];
-    return { ...block, x, d, before: block.d, held: block.held || block.talk };
+    return { ...block, x, d, before: block.d };
   }
   finisher() {
     let last = 0;
@@ -294,8 +312,9 @@ class Control extends Stream {
 const TRANSVERSAL = ['lms64f', 'nlms64f', 'tdlms64f', 'blms64f', 'bnlms64f', 'bfdaf64f', 'pbfdaf64f',
   'lmslattice64f', 'rls64f', 'rlslattice64f'];
 
-/** rate: Hz. point: samples per point of the learning curve. pace: samples per second at first.
- * start: the settings of both filters; order in taps, step relative to the stability limit for white noise. */
+/** rate: Hz. point: samples per point of the learning curve, a multiple of BLOCK. pace: samples per second at first.
+ * start: the settings of both filters; order in taps, step relative to the stability limit for white noise.
+ * hold: whether the host is careful at first, as that of the demo. */
 export const JOBS = {
   identification: {
     title: 'Identification',
@@ -307,9 +326,10 @@ export const JOBS = {
   },
   noise: {
     title: 'Noise cancelling',
-    about: 'A voice beside a fan, 5 dB below its noise. A second microphone at the fan hears the noise only.',
-    curve: 'residual noise re noise', Stream: NoiseCancelling, rate: 48000, point: 1200, pace: 48000,
-    families: TRANSVERSAL, start: [['lms64f', { step: 0.0015 }], ['rls64f', { memory: 200000 }]],
+    about: 'A voice beside a fan, 5 dB below its noise. A second microphone at the fan hears the noise only. ' +
+      'After every 2.5 s the fan pauses for 0.7 s; a filter that adapts in the pause follows the voice.',
+    curve: 'residual noise re noise', Stream: NoiseCancelling, rate: 48000, point: 2400, pace: 48000,
+    families: TRANSVERSAL, start: [['nlms64f', { step: 0.0015 }], ['rls64f', { memory: 200000 }]], hold: true,
     range: [-50, 10], sounds: ['voice and noise', 'voice'],
   },
   line: {
@@ -323,18 +343,18 @@ export const JOBS = {
   },
   echo: {
     title: 'Echo, double talk',
-    about: 'A telephone in a living room with 0.2 s of reverberation. From 9 s to 14.5 s of every 18 s the near ' +
-      'end speaks too.',
+    about: 'A telephone in a living room with 0.15 s of reverberation. Of every 33 s the near end speaks from ' +
+      '24 s to 29.5 s, and the far end is silent from 27.5 s to 29.5 s.',
     curve: 'residual echo re echo', Stream: Echo, rate: 16000, point: 1600, pace: 16000,
     families: ['pbfdaf64f', 'bfdaf64f', 'nlms64f', 'bnlms64f'],
-    start: [['pbfdaf64f', { order: 2048, step: 0.6 }], ['nlms64f', { step: 0.25 }]],
+    start: [['pbfdaf64f', { order: 1536, step: 0.6 }], ['nlms64f', { step: 0.25 }]], hold: true,
     range: [-45, 15], sounds: ['microphone', 'without echo'],
   },
   control: {
     title: 'Active control',
     about: 'Fan noise in a duct. The loudspeaker adds a sound that cancels it at the error microphone, through ' +
       'a secondary path that was identified before.',
-    curve: 'noise with control re noise without', Stream: Control, rate: 4000, point: 400, pace: 8000,
+    curve: 'noise with control re noise without', Stream: Control, rate: 4000, point: 320, pace: 8000,
     families: ['fxlms64f', 'adjlms64f'],
     start: [['fxlms64f', { step: 0.05 }], ['adjlms64f', { step: 0.05 }]],
     range: [-50, 10], sounds: ['without control', 'with control'],

@@ -45,12 +45,13 @@ function settingsFor(family, given = {}) {
 let worker = newWorker();
 const send = (message) => worker.postMessage(message);
 
+let runs = 0; // messages of an earlier one may still arrive
 function start() {
   const { job, input, filters, pace, hold, running } = state;
   page.done = 0;
   page.curve = [[], [], [], []];
   latest = {};
-  send({ type: 'start', job, input, filters, pace, hold, running });
+  send({ type: 'start', run: ++runs, job, input, filters, pace, hold, running });
   showStatus([false, false]);
   makeCharts();
 }
@@ -59,6 +60,9 @@ const set = () => send({ type: 'set', pace: state.pace, hold: state.hold, runnin
 let latest = {};
 const RECEIVE = {
   progress(message) {
+    if (message.run !== runs) {
+      return;
+    }
     page.done = message.done;
     for (const point of message.points) {
       page.curve.forEach((column, k) => column.push(point[k]));
@@ -82,12 +86,12 @@ worker.onerror = ({ message }) => RECEIVE.error({ message });
 
 function showStatus(diverged) {
   const { inSamples, rate } = JOBS[state.job];
-  const time = inSamples ? `${page.done} samples` : `${(page.done / rate).toFixed(1)} s`;
+  const time = inSamples ? `${page.done.toLocaleString('en')} samples` : `${(page.done / rate).toFixed(1)} s`;
   const levels = SIDES.map((side, k) => {
     const level = page.curve[k + 1].at(-1);
     return `${side} ${state.filters[k].family}: ` +
       (diverged[k] ? 'diverged; a smaller step or Restart sets it up anew'
-        : level === undefined ? 'starts' : level === null ? 'silence' : `${level.toFixed(1)} dB`);
+        : level === undefined ? 'starts' : level === null ? 'silence' : `${level.toFixed(1)}\u00a0dB`);
   });
   $('#status').textContent = [time, ...levels].join(' · ');
   $('#status').className = diverged.some(Boolean) ? 'bad' : '';
@@ -102,11 +106,13 @@ function chart(id, axes, series, height, range) {
   const place = $(`#${id}`);
   charts[id]?.destroy();
   const [x, y] = axes;
-  const axis = { stroke: colour('text'), grid: { stroke: colour('line'), width: 1 }, ticks: { stroke: colour('line') } };
+  const axis = {
+    stroke: colour('text'), grid: { stroke: colour('line'), width: 1 }, ticks: { stroke: colour('line') }, labelSize: 22,
+  };
   charts[id] = new uPlot({
     width: place.clientWidth, height,
     scales: { x: { time: false }, y: range ? { range } : {} },
-    axes: [{ ...axis, label: x }, { ...axis, label: y, size: 62 }],
+    axes: [{ ...axis, label: x, size: 36, space: 75 }, { ...axis, label: y, size: 56 }], // px; 75 for 1,000,000
     series: [{ label: x }, ...series.map(([label, name, more]) => ({
       label, stroke: colour(name), width: 1.6, spanGaps: false, points: { show: false },
       value: (_, v) => (v == null ? '–' : v.toPrecision(3)), ...more,
@@ -125,16 +131,17 @@ function makeCharts() {
   chart('curve', [inSamples ? 'Time (samples)' : 'Time (s)', 'Level (dB)'], sideSeries(), innerWidth < 736 ? 200 : tall,
     (_, low, high) => [Math.min(range[0], Math.max(low ?? 0, -120)), Math.max(range[1], Math.min(high ?? 0, 60))]);
   const dots = { points: { show: true, size: 5 } };
-  const truth = state.job === 'control' || state.job === 'line' ? [] : [['truth', 'truth', { width: 3 }]];
+  const truth = state.job === 'control' || state.job === 'line' ? [] : [['true system', 'truth', { width: 3 }]];
   const few = state.filters.every(({ settings }) => settings.order <= 32);
   chart('response', ['Tap (samples of delay)', 'Coefficient (no unit)'],
     [...truth, ...sideSeries().map(([label, name]) => [label, name, few ? dots : {}])], tall);
   const labels = [[`before: ${sounds[0]}`, 'truth'],
     ...sideSeries().map(([label, name]) => [`after ${label}`, name])];
+  const [amplitude, one] = state.job === 'control' ? ['Pa', '1 Pa²'] : ['1 = full scale', 'full scale'];
   if (view === 'spectra') {
-    chart('signals', ['Frequency (Hz)', 'Power per bin (dB)'], labels, tall);
+    chart('signals', ['Frequency (Hz)', `Power per bin (dB re ${one})`], labels, tall);
   } else {
-    chart('signals', ['Time (ms)', `Amplitude (${state.job === 'control' ? 'Pa' : '1 = full scale'})`], labels, tall);
+    chart('signals', ['Time (ms)', `Amplitude (${amplitude})`], labels, tall);
   }
   latest.fresh = true;
 }
@@ -254,8 +261,10 @@ function chooseJob(name) {
   const job = JOBS[name];
   state.job = name;
   state.pace = job.pace;
+  state.hold = job.hold ?? false;
+  $('#hold').checked = state.hold;
   state.filters = job.start.map(([family, settings]) => ({ family, settings: settingsFor(family, settings) }));
-  $('#about').textContent = job.about;
+  $('#about').textContent = job.about.replace(/(\d) (?=dB|s\b)/g, '$1\u00a0');
   $('#curve-title').textContent = `Learning curve: ${job.curve}`;
   $('#input-label').hidden = !job.inputs;
   $('#input').replaceChildren(...Object.entries(job.inputs ?? {}).map(([value, textContent]) =>

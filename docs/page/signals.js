@@ -36,6 +36,13 @@ export function white(n, seed) {
   return make(n, () => Math.sqrt(3) * noise.next());
 }
 
+/** Adds white noise of a level in dB re full scale to block after block. */
+export function noisy(seed, level) {
+  const noise = new WhiteNoise(seed);
+  const amplitude = Math.sqrt(3) * 10 ** (level / 20);
+  return (block) => block.map((v) => v + amplitude * noise.next());
+}
+
 /** A random response with a time constant of an eighth of its length and an energy of 1. */
 export function decaying(taps, seed) {
   const h = white(taps, seed).map((v, k) => v * Math.exp((-8 * k) / taps));
@@ -99,13 +106,13 @@ export function voiceAt(Fir, rate, seconds, pitch) {
   });
 }
 
-/** Fan noise: white noise through a pole at 0.6, modulated at 23 Hz. */
+/** Fan noise: white noise through a pole at 0.6, modulated at 23 Hz; after every 2.5 s a pause of 0.7 s. */
 export function fanNoise(n, rate) {
   const noise = new WhiteNoise(20);
   let last = 0;
   return make(n, (i) => {
     last = noise.next() + 0.6 * last;
-    return last * (1 + 0.25 * Math.sin((2 * Math.PI * 23 * i) / rate));
+    return (i / rate) % 3.2 >= 2.5 ? 0 : last * (1 + 0.25 * Math.sin((2 * Math.PI * 23 * i) / rate));
   });
 }
 
@@ -115,14 +122,14 @@ export function acousticPath(speed = 0.9) {
     0.12 * Math.exp(-(k - 4) / 12) * Math.sin(2.3 * (k - 4))));
 }
 
-/** Direct sound after 2 ms, six reflections, reverberation that decays by 60 dB in 200 ms. */
+/** Direct sound after 2 ms, six reflections, reverberation that decays by 60 dB in 150 ms. */
 export function roomResponse(rate, moved = 0) {
   const delays = [2, 5.3, 7.9, 11.2, 14.6, 19.1, 24.8];
   const gains = [1, -0.45, 0.38, -0.3, 0.26, 0.2, -0.16];
-  const response = new Float64Array(Math.floor(0.24 * rate));
+  const response = new Float64Array(Math.floor(1.2 * 0.15 * rate));
   const noise = new WhiteNoise(30 + moved);
   for (let n = Math.floor(0.004 * rate); n < response.length; ++n) {
-    response[n] = 0.12 * noise.next() * 10 ** ((-60 * n) / rate / 0.2 / 20);
+    response[n] = 0.12 * noise.next() * 10 ** ((-60 * n) / rate / 0.15 / 20);
   }
   delays.forEach((delay, k) => {
     response[Math.floor(((delay + (k > 0 ? 0.6 * moved : 0)) * rate) / 1000)] += gains[k];

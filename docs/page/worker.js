@@ -25,7 +25,9 @@ class Learner {
   setUp(settings) {
     this.filter?.free();
     this.settings = settings;
-    this.filter = new merlo.families[this.family](options(this.family, settings, this.stream));
+    const wanted = options(this.family, settings, this.stream);
+    this.filter = new merlo.families[this.family](wanted);
+    this.inBlocks = 'blockLen' in wanted; // and adapts in whole blocks
     this.residual = 0;
     this.diverged = false;
   }
@@ -52,7 +54,7 @@ class Learner {
   }
 
   process({ x, d, clean, held }, hold, at) {
-    const adapt = { adapt: new Uint8Array(x.length).fill(hold && held ? 0 : 1) };
+    const adapt = { adapt: held.map((_, i) => (hold && held[this.inBlocks ? 0 : i] ? 0 : 1)) };
     const { y, e } = this.filter.constructor.family.predicts
       ? this.filter.update(d, adapt) : this.filter.update(x, d, adapt);
     const out = this.finish(e);
@@ -132,8 +134,8 @@ class Smoothed {
 let run = null;
 
 class Run {
-  constructor({ job: name, input, filters, pace, hold }) {
-    this.name = name;
+  constructor({ run: number, job: name, input, filters, pace, hold }) {
+    this.number = number;
     this.job = JOBS[name];
     this.stream = new this.job.Stream(merlo, { input });
     this.learners = filters.map(({ family, settings }) =>
@@ -202,7 +204,7 @@ class Run {
 
   report() {
     const message = {
-      type: 'progress', done: this.done, points: this.points,
+      type: 'progress', run: this.number, done: this.done, points: this.points,
       diverged: this.learners.map(({ diverged }) => diverged),
     };
     this.points = [];
