@@ -22,7 +22,7 @@ TREE = SCRATCH / "tree"  # a copy of the sources
 LISTED = ROOT / "tools/equivalent_mutants.txt"
 # In the order in which they run: build, more options for the library, and what files have to mention.
 FLAVOURS = {"O1": ("gcc-O1", [], ""),
-            "v3": ("gcc-O1-v3", [], r"\bk?Lanes\b|\bWide\b"),
+            "v3": ("gcc-O1-v3", [], r"\bk?Lanes(Of)?\b|\bWide\b"),
             "scalar": ("gcc-O1", ["-DMERLO64F_NO_VECTORS"], r"\bkHasVectors\b|\bScalarPair\b"),
             "san": ("sanitize", [], "")}
 # The tests that hold a header's contents themselves; without an entry, all that include it and the library.
@@ -76,7 +76,7 @@ def changes(source, begin=0, end=sys.maxsize, macro=None):
         text, (kind, first, function, opened) = token[0], stack[-1]
         start, end = token.span()
         statement = texts[first:i + 1]
-        if "static_assert" in statement or "using" in statement[:2]:
+        if "static_assert" in statement or "using" in statement[:2] or first > 1 and texts[first - 2] == "decltype":
             pass
         elif text in ("+", "-", "+=", "-=") and texts[i - 1] != "operator":
             yield "swap + and -", start, end, SWAPPED[text], function
