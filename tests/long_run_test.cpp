@@ -22,6 +22,12 @@
 
 namespace {
 
+// Blocks as the digests have them, and some that fill a long transform.
+template <class F>
+std::pair<Trace, Trace> bothRuns(decltype(stretch<F>) runStretch = stretch<F>) {
+    return {longRun<F>(runStretch), longRun<F>(runStretch, 20, 300)};
+}
+
 #ifdef __linux__
 
 // The exit status of a child that runs `body` (0 if it returns true) under strict seccomp, where the
@@ -49,12 +55,6 @@ void countedStretch(int i, typename F::State* state, Signal& signal, Trace& trac
     const int before = heap::calls();
     stretch<F>(i, state, signal, trace);
     heapCalls += heap::calls() - before;
-}
-
-// Blocks as the digests have them, and some that fill a long transform.
-template <class F>
-std::pair<Trace, Trace> bothRuns(decltype(stretch<F>) runStretch = stretch<F>) {
-    return {longRun<F>(runStretch), longRun<F>(runStretch, 20, 300)};
 }
 
 template <class F>
