@@ -54,8 +54,9 @@ typedef struct {
     uint32_t word[4];
 } FftTablesFixed;
 
+/* a * b, for 0 <= a < 2 and 0 <= b <= 1: no sum over j carries out of its last word. */
 static inline FftTablesFixed fftTablesProduct(FftTablesFixed a, FftTablesFixed b) {
-    uint32_t product[8] = {0, 0, 0, 0, 0, 0, 0, 0};
+    uint32_t product[7] = {0};
     FftTablesFixed result;
     int i, j;
     for (i = 0; i < 4; ++i) {
@@ -64,7 +65,6 @@ static inline FftTablesFixed fftTablesProduct(FftTablesFixed a, FftTablesFixed b
             sum = (sum >> 32) + product[i + j] + (uint64_t)a.word[i] * b.word[j];
             product[i + j] = (uint32_t)sum;
         }
-        product[i + 4] = (uint32_t)(sum >> 32);
     }
     for (i = 0; i < 4; ++i) {
         result.word[i] = product[i + 3];
@@ -72,16 +72,15 @@ static inline FftTablesFixed fftTablesProduct(FftTablesFixed a, FftTablesFixed b
     return result;
 }
 
-/* 1 - a / divisor, for 0 <= a < divisor. */
+/* 1 - a / divisor, for 0 <= a < 1, less 2^-96. */
 static inline FftTablesFixed fftTablesOneMinus(FftTablesFixed a, uint32_t divisor) {
-    uint64_t rest = a.word[3];
+    uint64_t rest = 0;
     int i;
     for (i = 2; i >= 0; --i) {
         rest = (rest << 32) + a.word[i];
         a.word[i] = ~(uint32_t)(rest / divisor);
         rest %= divisor;
     }
-    a.word[3] = 0;
     return a;
 }
 
@@ -113,7 +112,7 @@ static inline double fftTablesCosine(int32_t k, int32_t quarter) {
     FftTablesFixed square;
     uint32_t n;
     angle.word[2] = (uint32_t)(sine ? rest : k) * (0x80000000U / (uint32_t)quarter) * 2U;
-    angle = fftTablesProduct(angle, halfPi);
+    angle = fftTablesProduct(halfPi, angle);
     square = fftTablesProduct(angle, angle);
     for (n = sine ? 27 : 26; n > 1; n -= 2) { /* 1 - square / (n * (n - 1)) * (1 - ...) */
         series = fftTablesOneMinus(fftTablesProduct(square, series), n * (n - 1));
