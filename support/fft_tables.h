@@ -84,11 +84,11 @@ static inline FftTablesFixed fftTablesOneMinus(FftTablesFixed a, uint32_t diviso
     return a;
 }
 
-/* The double nearest to a, for 0 <= a < 1. */
+/* The double nearest to a, for a = 0 and 2^-32 <= a < 1. */
 static inline double fftTablesRounded(FftTablesFixed a) {
     double unit = 1.0 / 9007199254740992.0; /* 2^-53 */
     int64_t bits;
-    if ((a.word[0] | a.word[1] | a.word[2]) == 0) {
+    if (a.word[2] == 0) {
         return 0.0;
     }
     while (a.word[2] >> 31 == 0) {
