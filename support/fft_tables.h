@@ -104,17 +104,17 @@ static inline double fftTablesRounded(FftTablesFixed a) {
 /* cos(pi/2 * k / quarter), 0 <= k <= quarter, quarter a power of two up to 2^28, by the Taylor series of
  * the sine or the cosine of an angle up to pi/4. The first term left out is below 2^-107. */
 static inline double fftTablesCosine(int32_t k, int32_t quarter) {
-    const FftTablesFixed halfPi = {{0x898cc517U, 0x42d18469U, 0x921fb544U, 1U}};
+    const FftTablesFixed halfPi = {{0x898cc517U, 0x42d18469U, 0x921fb544U, 1}};
     const int32_t rest = quarter - k;
     const int sine = rest < k;
-    FftTablesFixed angle = {{0, 0, 0, 0}};
-    FftTablesFixed series = {{0, 0, 0, 1}};
+    FftTablesFixed angle = {{0}};
+    FftTablesFixed series = {{0}};
     FftTablesFixed square;
     uint32_t n;
     angle.word[2] = (uint32_t)(sine ? rest : k) * (0x80000000U / (uint32_t)quarter) * 2U;
     angle = fftTablesProduct(halfPi, angle);
     square = fftTablesProduct(angle, angle);
-    for (n = sine ? 27 : 26; n > 1; n -= 2) { /* 1 - square / (n * (n - 1)) * (1 - ...) */
+    for (n = sine ? 29 : 28; n > 1; n -= 2) { /* 1 - square / (n * (n - 1)) * (1 - ...) */
         series = fftTablesOneMinus(fftTablesProduct(square, series), n * (n - 1));
     }
     return fftTablesRounded(sine ? fftTablesProduct(angle, series) : series);
