@@ -32,11 +32,9 @@ concept KeepsInput = requires(State state) {
 
 // The arrays with one element per stage, in the order in which they lie in the two buffers.
 template <class State>
-constexpr auto coefArrays() {
-    return std::array{&State::coef, &State::bwdParcor, &State::fwdParcor};
-}
+constexpr std::array kCoefArrays{&State::coef, &State::bwdParcor, &State::fwdParcor};
 template <class State>
-constexpr auto workArrays() {
+constexpr auto kWorkArrays = [] {
     if constexpr (JointProcess<State>) {
         return std::array{&State::delayLine, &State::bwdEnergy, &State::jointCorr,
                           &State::prevGamma, &State::crossCorr, &State::fwdEnergy};
@@ -44,15 +42,15 @@ constexpr auto workArrays() {
         return std::array{&State::delayLine, &State::bwdEnergy, &State::prevGamma,
                           &State::crossCorr, &State::fwdEnergy};
     }
-}
+}();
 
 // visit(array of the record) for each of them
 template <class State, class Visit>
 inline void forEachStageArray(Visit visit) {
-    for (const auto array : coefArrays<State>()) {
+    for (const auto array : kCoefArrays<State>) {
         visit(array);
     }
-    for (const auto array : workArrays<State>()) {
+    for (const auto array : kWorkArrays<State>) {
         visit(array);
     }
 }
@@ -76,8 +74,8 @@ inline int32_t setUpLeastSquares(State* state, int32_t order, double lambda, Pro
         return STS_NULL_PTR;
     }
     order = std::min<int32_t>(order, JointProcess<State> ? MAX_TAPS : MAX_PEF_STAGES);
-    constexpr int64_t coefCount = coefArrays<State>().size();
-    constexpr int64_t workCount = workArrays<State>().size();
+    constexpr int64_t coefCount = kCoefArrays<State>.size();
+    constexpr int64_t workCount = kWorkArrays<State>.size();
     const int64_t history = KeepsInput<State> ? int64_t{order} + 1 : 0;
     if (const int32_t status = provide(
             {{&state->coef, coefCount * order}, {&state->delayLine, workCount * order + history}});
@@ -91,8 +89,8 @@ inline int32_t setUpLeastSquares(State* state, int32_t order, double lambda, Pro
         }
         return buffer;
     };
-    split(state->coef, coefArrays<State>());
-    double* const end = split(state->delayLine, workArrays<State>());
+    split(state->coef, kCoefArrays<State>);
+    double* const end = split(state->delayLine, kWorkArrays<State>);
     if constexpr (KeepsInput<State>) {
         state->inLine = end;
         state->inHead = order;
