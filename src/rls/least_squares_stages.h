@@ -32,7 +32,7 @@ concept KeepsInput = requires(State state) {
 
 // The arrays with one element per stage, in the order in which they lie in the two buffers.
 template <class State>
-constexpr std::array kCoefArrays{&State::coef, &State::bwdParcor, &State::fwdParcor};
+constexpr auto kCoefArrays = std::array{&State::coef, &State::bwdParcor, &State::fwdParcor};
 template <class State>
 constexpr auto kWorkArrays = [] {
     if constexpr (JointProcess<State>) {
