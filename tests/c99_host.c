@@ -70,7 +70,21 @@ static const struct {
     {RLSLFPEF64F_WORK_LEN(7), 35},
     {RLSLBPEF64F_COEF_LEN(7), 21},
     {RLSLBPEF64F_WORK_LEN(7), 43},
+    {FFT_TABLE_LEN(8 | 1), 4},
+    {FFT_TWIDDLES_LEN(8 | 2), 5},
 };
+
+static void checkTableLengths(void) {
+    int exponent;
+    for (exponent = 3; exponent < 31; ++exponent) {
+        const int32_t nMax = (1 << exponent) + 1;
+        int32_t m = 1;
+        while (8.0 * m * m < nMax) {
+            m *= 2;
+        }
+        expect(FFT_TABLE_LEN(nMax) == 2 + m, "FFT_TABLE_LEN");
+    }
+}
 
 /* The tables of 1024 points have the same bits on every target: FNV-1a over the twiddle factors. */
 static uint64_t digestOfTables(void) {
@@ -78,7 +92,11 @@ static uint64_t digestOfTables(void) {
     static double twiddles[FFT_TWIDDLES_LEN(1024)];
     uint64_t digest = 0xcbf29ce484222325u;
     int i, shift;
+    memset(table, 1, sizeof table);
     expect(fillFftTables(1024, table, twiddles) == STS_OK, "fillFftTables");
+    for (i = 2; i < FFT_TABLE_LEN(1024); ++i) {
+        expect(table[i] == 0, "work area");
+    }
     for (i = 0; i < FFT_TWIDDLES_LEN(1024); ++i) {
         uint64_t bits;
         memcpy(&bits, &twiddles[i], sizeof bits);
@@ -106,6 +124,7 @@ int main(void) {
     /* Hosts are compiled with these numbers. */
     expect(STS_OK == 0 && STS_NULL_PTR == -1 && STS_BAD_SIZE == -2 && STS_NO_MEMORY == -3,
            "status");
+    checkTableLengths();
     expect(MAX_TAPS == 32 && MAX_PEF_STAGES == 10, "limits");
     for (i = 0; i < (int)(sizeof lengths / sizeof *lengths); ++i) {
         if (lengths[i].actual != lengths[i].expected) {
