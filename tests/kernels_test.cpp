@@ -47,8 +47,13 @@ TEST(Kernels, FillBitPatternsWithinBounds) {
 
 // The library clears arrays of more bytes than 32 bits count.
 TEST(Kernels, ResetsLargeArraysWhole) {
-    if (SANITIZED || sizeof(size_t) == 4) {
-        GTEST_SKIP() << "sanitizers replace memset; 32 bits count no such arrays";
+#ifdef __s390x__
+    constexpr bool isCalled = false; // gcc has an instruction for it
+#else
+    constexpr bool isCalled = !SANITIZED;
+#endif
+    if (!isCalled || sizeof(size_t) == 4) {
+        GTEST_SKIP() << "memset is not called, or 32 bits count no such arrays";
     }
     double values[2] = {1.0, 2.0};
     heap::catchMemset();
