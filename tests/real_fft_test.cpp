@@ -287,6 +287,7 @@ TEST(FftTables, RefuseInvalidLengths) {
     for (int32_t exponent = 3; exponent <= 30; ++exponent) { // 2^ceil((exponent - 3) / 2)
         const int32_t nMax = 1 << exponent;
         EXPECT_EQ(fftTableLen(nMax), 2 + (1 << (exponent - 2) / 2)) << nMax;
+        EXPECT_EQ(FFT_TABLE_LEN(nMax + 1), 2 + (1 << (exponent - 1) / 2)) << nMax;
         EXPECT_EQ(fftTwiddlesLen(nMax), nMax / 2) << nMax;
     }
 }
